@@ -1,0 +1,61 @@
+#include "cli/CliCommands.h"
+
+#include <cstdio>
+
+#include "support/DiagnosticLog.h"
+#include "support/SettingsStore.h"
+#include "support/SettingsTable.h"
+#include "support/ThreadId.h"
+
+namespace {
+
+void PrintLine(const QString& text)
+{
+    std::fputs(text.toLocal8Bit().constData(), stdout);
+    std::fputc('\n', stdout);
+}
+
+bool RefuseArguments(const QStringList& arguments, const char* command)
+{
+    if (arguments.isEmpty()) {
+        return false;
+    }
+    std::fprintf(stderr, "quorvel-cli %s: unexpected argument \"%s\"; see quorvel-cli --help.\n", command,
+        arguments.first().toLocal8Bit().constData());
+    return true;
+}
+
+} // namespace
+
+int RunSysinfo(const QStringList& arguments)
+{
+    if (RefuseArguments(arguments, "sysinfo")) {
+        return kExitError;
+    }
+    // This command exists to produce a log, so it writes one whatever "LogEnabled" says.
+    SetLogEnabled(true);
+    OpenLogWithBanner(QStringLiteral("Quorvel"));
+    const QString strPath = LogFilePath();
+    Log("RunSysinfo::[%ld] system information written", CurrentThreadId());
+    CloseLogWithBanner();
+    PrintLine(QStringLiteral("Diagnostic log written to ") + strPath);
+    return kExitOk;
+}
+
+int RunSettings(const QStringList& arguments)
+{
+    if (RefuseArguments(arguments, "settings")) {
+        return kExitError;
+    }
+    const CSettingsStore store;
+    PrintLine(QStringLiteral("Settings profile: ") + store.Location());
+    for (const SettingDefinition& definition : AllSettings()) {
+        const QString strValue = definition.type == SettingType::String
+            ? QLatin1Char('"') + store.ReadString(definition.strSection, definition.strKey) + QLatin1Char('"')
+            : QString::number(store.ReadInt(definition.strSection, definition.strKey));
+        const bool bStored = store.Contains(definition.strSection, definition.strKey);
+        PrintLine(FormatText(
+            "  %-9s %-24s %s%s", definition.strSection, definition.strKey, strValue, bStored ? "" : "  (default)"));
+    }
+    return kExitOk;
+}

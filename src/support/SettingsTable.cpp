@@ -1,0 +1,66 @@
+#include "support/SettingsTable.h"
+
+#include <array>
+
+namespace {
+
+constexpr std::string_view kSettings = "Settings";
+constexpr std::string_view kMisc = "Misc.";
+
+constexpr SettingDefinition Int(std::string_view section, std::string_view key, long long value)
+{
+    return { section, key, SettingType::Integer, value, {} };
+}
+
+constexpr SettingDefinition Byte(std::string_view section, std::string_view key, long long value)
+{
+    return { section, key, SettingType::Byte, value, {} };
+}
+
+constexpr SettingDefinition Text(std::string_view section, std::string_view key, std::string_view value)
+{
+    return { section, key, SettingType::String, 0, value };
+}
+
+// Pane settings first, in the order the comparison view reads them.
+constexpr std::array kTable {
+    Int(kSettings, "FontSize", -11),
+    Text(kSettings, "FontName", "Tahoma"),
+    Int(kSettings, "ColorSame", 0),
+    Int(kSettings, "ColorDiff", 255),
+    Int(kSettings, "ColorLeftOnly", 39680),
+    Int(kSettings, "ColorRightOnly", 16711680),
+    Int(kSettings, "ColorUnknown", 7801719),
+    Text(kSettings, "RegColor", "0"),
+    Text(kSettings, "DifColor", "255"),
+    Text(kSettings, "1stColor", "39680"),
+    Text(kSettings, "2ndColor", "16711680"),
+    Int(kSettings, "FileVersion", 1),
+    Int(kSettings, "FileTimestamp", 1),
+    Int(kSettings, "FileSize", 1),
+    Byte(kSettings, "DetailTimestamp", 0),
+    Int(kSettings, "DeleteRowOfGoodXfer", 1),
+    Int(kSettings, "LogEnabled", 0),
+    Int(kSettings, "FullLog", 0),
+    Byte(kMisc, "GridlinesEnabled", 1),
+    Byte(kSettings, "IncludeFoldersForDiffs", 1),
+    // Diagnostic log: lines carry a date and time only when this reads exactly 1.
+    Int(kSettings, "LogTimestamp", 0),
+};
+
+} // namespace
+
+std::span<const SettingDefinition> AllSettings()
+{
+    return kTable;
+}
+
+const SettingDefinition* FindSetting(std::string_view strSection, std::string_view strKey)
+{
+    for (const SettingDefinition& definition : kTable) {
+        if (definition.strSection == strSection && definition.strKey == strKey) {
+            return &definition;
+        }
+    }
+    return nullptr;
+}

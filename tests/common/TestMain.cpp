@@ -1,0 +1,39 @@
+#include <QCoreApplication>
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+
+#include "common/TestFiles.h"
+#include "support/SettingsStore.h"
+
+namespace {
+
+QString g_strTestRoot;
+
+} // namespace
+
+QString TestRoot()
+{
+    return g_strTestRoot;
+}
+
+// Every test process gets a private temporary folder and settings profile before any code under test
+// runs: the log folder is fixed on first use, and no test may touch the user's real settings.
+int main(int argc, char** argv)
+{
+    QTemporaryDir root(QDir::tempPath() + QStringLiteral("/quorvel-test-XXXXXX"));
+    if (!root.isValid()) {
+        return 3;
+    }
+    g_strTestRoot = root.path();
+    const QString strTemp = g_strTestRoot + QStringLiteral("/tmp");
+    QDir().mkpath(strTemp);
+    qputenv("TMPDIR", QFile::encodeName(strTemp));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(g_strTestRoot + QStringLiteral("/config")));
+    CSettingsStore::SetProfileFolder(g_strTestRoot + QStringLiteral("/profile"));
+
+    QCoreApplication application(argc, argv);
+    testing::InitGoogleMock(&argc, argv);
+    return RUN_ALL_TESTS();
+}
