@@ -9,12 +9,6 @@
 
 namespace {
 
-void PrintLine(const QString& text)
-{
-    std::fputs(text.toLocal8Bit().constData(), stdout);
-    std::fputc('\n', stdout);
-}
-
 bool RefuseArguments(const QStringList& arguments, const char* command)
 {
     if (arguments.isEmpty()) {
@@ -26,6 +20,18 @@ bool RefuseArguments(const QStringList& arguments, const char* command)
 }
 
 } // namespace
+
+void PrintLine(const QString& text)
+{
+    std::fputs(text.toLocal8Bit().constData(), stdout);
+    std::fputc('\n', stdout);
+}
+
+void PrintError(const QString& text)
+{
+    std::fputs(text.toLocal8Bit().constData(), stderr);
+    std::fputc('\n', stderr);
+}
 
 int RunSysinfo(const QStringList& arguments)
 {

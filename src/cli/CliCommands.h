@@ -10,5 +10,10 @@ enum CliExit
     kExitError = 2
 };
 
+int RunCompare(const QStringList& arguments);
 int RunSysinfo(const QStringList& arguments);
 int RunSettings(const QStringList& arguments);
+
+// Writes a line to standard output, or standard error.
+void PrintLine(const QString& text);
+void PrintError(const QString& text);

@@ -17,25 +17,21 @@ constexpr const char* kUsage = R"(Usage: quorvel-cli [GLOBAL OPTIONS] COMMAND [A
 Compares a local folder with a folder on an FTP server and keeps the two in step.
 
 Commands:
-  sysinfo            write a diagnostic log with the system-information block and print where it is
-  settings           list every setting with its current value, marking those left at their default
+  compare LEFT RIGHT   compare the folder LEFT (your files) with the folder RIGHT (a mirror folder) and
+                       print the merged tree; see quorvel-cli compare --help
+  sysinfo              write a diagnostic log with the system-information block and print where it is
+  settings             list every setting with its current value, marking those left at their default
 
-Global options:
-  --settings DIR     keep the settings profile in DIR/Quorvel.ini instead of the user's own profile
-  --log              write a diagnostic log for this run, whatever "LogEnabled" says, and print its path
-  -h, --help         show this help
-  --version          show the program's version
+Global options (anywhere on the line):
+  --settings DIR       keep the settings profile in DIR/Quorvel.ini instead of your own profile
+  --log                write a diagnostic log for this run, whatever "LogEnabled" says, and print its path
+  -h, --help           show this help
+  --version            show the program's version
 
-Exit status: 0 success, 1 differences found (comparing commands), 2 error.
+Exit status: 0 success (compare: everything is the same), 1 differences found, 2 error.
 )";
 
 using CommandFunction = std::function<int(const QStringList&)>;
-
-int Fail(const char* message)
-{
-    std::fprintf(stderr, "quorvel-cli: %s\n", message);
-    return kExitError;
-}
 
 } // namespace
 
@@ -46,38 +42,35 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationVersion(QStringLiteral(QUORVEL_VERSION));
 
     const std::map<QString, CommandFunction> commands {
+        { QStringLiteral("compare"), RunCompare },
         { QStringLiteral("sysinfo"), RunSysinfo },
         { QStringLiteral("settings"), RunSettings },
     };
 
-    QStringList arguments = QCoreApplication::arguments().mid(1);
+    const QStringList allArguments = QCoreApplication::arguments().mid(1);
+    QStringList arguments;
     bool bLog = false;
-    while (!arguments.isEmpty() && arguments.first().startsWith(QLatin1Char('-'))) {
-        const QString option = arguments.takeFirst();
-        if (option == QStringLiteral("-h") || option == QStringLiteral("--help")) {
-            std::fputs(kUsage, stdout);
-            return kExitOk;
-        }
-        if (option == QStringLiteral("--version")) {
+    for (qsizetype i = 0; i < allArguments.size(); ++i) {
+        const QString& argument = allArguments[i];
+        if (argument == QStringLiteral("--log")) {
+            bLog = true;
+        } else if (argument == QStringLiteral("--settings")) {
+            if (i + 1 >= allArguments.size()) {
+                std::fputs("quorvel-cli: --settings needs a folder; see quorvel-cli --help.\n", stderr);
+                return kExitError;
+            }
+            CSettingsStore::SetProfileFolder(allArguments[++i]);
+        } else if (argument == QStringLiteral("--version")) {
             std::printf("quorvel-cli %s\n", QUORVEL_VERSION);
             return kExitOk;
-        }
-        if (option == QStringLiteral("--log")) {
-            bLog = true;
-        } else if (option == QStringLiteral("--settings")) {
-            if (arguments.isEmpty()) {
-                return Fail("--settings needs a folder; see quorvel-cli --help.");
-            }
-            CSettingsStore::SetProfileFolder(arguments.takeFirst());
         } else {
-            std::fprintf(stderr, "quorvel-cli: unknown option \"%s\"; see quorvel-cli --help.\n",
-                option.toLocal8Bit().constData());
-            return kExitError;
+            arguments.append(argument);
         }
     }
-    if (arguments.isEmpty()) {
-        std::fputs(kUsage, stderr);
-        return kExitError;
+    if (arguments.isEmpty() || arguments.first() == QStringLiteral("-h")
+        || arguments.first() == QStringLiteral("--help")) {
+        std::fputs(kUsage, arguments.isEmpty() ? stderr : stdout);
+        return arguments.isEmpty() ? kExitError : kExitOk;
     }
     const QString commandName = arguments.takeFirst();
     const auto command = commands.find(commandName);

@@ -47,6 +47,8 @@ template <typename T> FormatArg MakeFormatArg(const T& value)
         arg.dValue = value;
     } else if constexpr (std::is_same_v<T, QString>) {
         arg.strText = value;
+    } else if constexpr (std::is_convertible_v<T, QString>) {
+        arg.strText = QString(value);
     } else if constexpr (std::is_convertible_v<T, QStringView>) {
         arg.strText = QStringView(value).toString();
     } else if constexpr (std::is_convertible_v<T, std::string_view>) {

@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <gmock/gmock.h>
+
 // The private folder this test process works in; TMPDIR points into it, so the diagnostic log's folder
 // and every temporary file of the program under test stay out of the real temporary folder.
 QString TestRoot();
@@ -23,4 +25,10 @@ QStringList ReadFileLines(const QString& strPath);
 inline void PrintTo(const QString& text, std::ostream* os)
 {
     *os << '"' << text.toStdString() << '"';
+}
+
+// Matches a QString that holds the given UTF-8 text.
+MATCHER_P(QHasSubstr, text, "")
+{
+    return arg.contains(QString::fromUtf8(text));
 }

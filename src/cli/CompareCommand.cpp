@@ -1,0 +1,259 @@
+#include <cstdio>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include "cli/CliCommands.h"
+#include "support/TextFormat.h"
+#include "tree/FolderComparison.h"
+#include "tree/TreeDump.h"
+
+namespace {
+
+constexpr const char* kCompareUsage = R"(Usage: quorvel-cli compare [OPTIONS] LEFT RIGHT
+
+Scans LEFT (your folder) and RIGHT (a mirror folder), merges them into one tree and marks every file
+Same, Diff, Left (only on the left), Right (only on the right) or Unknown (on both sides, contents not
+known: a file not downloaded into the mirror with the same size, or a file that cannot be read).
+Files are the same when their version and size texts agree and their contents have the same CRC-32;
+modification times are shown, never compared.
+
+Options:
+  --only-diff     leave out items that are the same (and folders holding nothing else)
+  --json          print the tree as JSON instead of text
+  --threads N     read file contents on N threads (default: one per core, at most 4)
+  --log           write a diagnostic log of every decision and print its path
+  -h, --help      show this help
+
+Exit status: 0 when everything is the same, 1 when differences exist, 2 on error.
+)";
+
+struct CompareOptions
+{
+    QString strLeft;
+    QString strRight;
+    bool bOnlyDiff = false;
+    bool bJson = false;
+    int nThreads = DefaultComparisonThreads();
+};
+
+struct Summary
+{
+    int nSame = 0;
+    int nDiff = 0;
+    int nLeftOnly = 0;
+    int nRightOnly = 0;
+    int nUnknown = 0;
+    int nFoldersOneSided = 0;
+
+    [[nodiscard]] bool HasDifferences() const
+    {
+        return nDiff + nLeftOnly + nRightOnly + nUnknown + nFoldersOneSided > 0;
+    }
+};
+
+bool IsSame(const CFileItem& item)
+{
+    return item.kind == KIND_FILE ? item.status == FILE_SAME : item.status == DIR_BOTH;
+}
+
+// Whether the item (or, for a folder, anything below it) is to be shown.
+bool IsShown(const CFileItem& item, bool bOnlyDiff)
+{
+    if (!bOnlyDiff || !IsSame(item)) {
+        return true;
+    }
+    for (const CFileItem* pChild = item.pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
+        if (IsShown(*pChild, bOnlyDiff)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void Count(const CFileItem* pRoot, Summary& summary)
+{
+    for (const CFileItem* pItem = pRoot->pFirstChild; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
+        if (pItem->kind == KIND_DIR) {
+            summary.nFoldersOneSided += pItem->status == DIR_BOTH ? 0 : 1;
+            continue;
+        }
+        switch (pItem->status) {
+        case FILE_SAME:
+            ++summary.nSame;
+            break;
+        case FILE_DIFF:
+            ++summary.nDiff;
+            break;
+        case FILE_LEFT_ONLY:
+            ++summary.nLeftOnly;
+            break;
+        case FILE_RIGHT_ONLY:
+            ++summary.nRightOnly;
+            break;
+        default:
+            ++summary.nUnknown;
+            break;
+        }
+    }
+}
+
+QString SideText(const CFileItem& item, int nSide)
+{
+    if (item.strPaths[nSide].isEmpty()) {
+        return QStringLiteral("-");
+    }
+    if (item.kind == KIND_DIR) {
+        return QStringLiteral("folder");
+    }
+    QString text = item.strSize[nSide] + QStringLiteral("  ") + item.strTime[nSide];
+    if (!item.strVersion[nSide].isEmpty()) {
+        text += QStringLiteral("  v") + item.strVersion[nSide];
+    }
+    return text;
+}
+
+void PrintText(const CFileItem* pFolder, int nDepth, bool bOnlyDiff)
+{
+    for (const CFileItem* pItem = pFolder->pFirstChild; pItem != nullptr; pItem = pItem->pNext) {
+        if (!IsShown(*pItem, bOnlyDiff)) {
+            continue;
+        }
+        const QString strName = QString(nDepth * 2, QLatin1Char(' ')) + pItem->strName
+            + (pItem->kind == KIND_DIR ? QStringLiteral("/") : QString());
+        PrintLine(FormatText(
+            "%-8s %-40s %-36s | %s", StatusText(*pItem).trimmed(), strName, SideText(*pItem, 0), SideText(*pItem, 1)));
+        PrintText(pItem, nDepth + 1, bOnlyDiff);
+    }
+}
+
+QJsonValue SideJson(const CFileItem& item, int nSide)
+{
+    if (item.strPaths[nSide].isEmpty()) {
+        return QJsonValue::Null;
+    }
+    QJsonObject side { { QStringLiteral("path"), FullName(item, nSide) } };
+    if (item.kind == KIND_FILE) {
+        side.insert(QStringLiteral("size"), item.strSize[nSide]);
+        side.insert(QStringLiteral("time"), item.strTime[nSide]);
+        side.insert(QStringLiteral("version"), item.strVersion[nSide]);
+    }
+    if (nSide == 1 && !item.strShowPaths[1].isEmpty()) {
+        side.insert(QStringLiteral("shownFolder"), item.strShowPaths[1]);
+    }
+    return side;
+}
+
+QJsonArray TreeJson(const CFileItem* pFolder, bool bOnlyDiff)
+{
+    QJsonArray items;
+    for (const CFileItem* pItem = pFolder->pFirstChild; pItem != nullptr; pItem = pItem->pNext) {
+        if (!IsShown(*pItem, bOnlyDiff)) {
+            continue;
+        }
+        QJsonObject object {
+            { QStringLiteral("name"), pItem->strName },
+            { QStringLiteral("kind"), pItem->kind == KIND_DIR ? QStringLiteral("folder") : QStringLiteral("file") },
+            { QStringLiteral("status"), StatusText(*pItem).trimmed() },
+            { QStringLiteral("left"), SideJson(*pItem, 0) },
+            { QStringLiteral("right"), SideJson(*pItem, 1) },
+        };
+        if (pItem->kind == KIND_DIR) {
+            object.insert(QStringLiteral("children"), TreeJson(pItem, bOnlyDiff));
+        }
+        items.append(object);
+    }
+    return items;
+}
+
+// Reads the command's arguments; returns an error sentence, or an empty text when they are usable.
+QString ParseOptions(const QStringList& arguments, CompareOptions& options, bool& bHelp)
+{
+    QStringList positional;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& argument = arguments[i];
+        if (argument == QStringLiteral("-h") || argument == QStringLiteral("--help")) {
+            bHelp = true;
+        } else if (argument == QStringLiteral("--only-diff")) {
+            options.bOnlyDiff = true;
+        } else if (argument == QStringLiteral("--json")) {
+            options.bJson = true;
+        } else if (argument == QStringLiteral("--threads")) {
+            bool bOk = false;
+            options.nThreads = i + 1 < arguments.size() ? arguments[++i].toInt(&bOk) : 0;
+            if (!bOk || options.nThreads < 1 || options.nThreads > 64) {
+                return QStringLiteral("--threads needs a number from 1 to 64.");
+            }
+        } else if (argument.startsWith(QLatin1Char('-')) && argument.size() > 1) {
+            return FormatText("unknown option \"%s\".", argument);
+        } else {
+            positional.append(argument);
+        }
+    }
+    if (bHelp) {
+        return {};
+    }
+    if (positional.size() != 2) {
+        return QStringLiteral("give two folders: the local folder and the mirror folder.");
+    }
+    options.strLeft = positional[0];
+    options.strRight = positional[1];
+    return {};
+}
+
+} // namespace
+
+int RunCompare(const QStringList& arguments)
+{
+    CompareOptions options;
+    bool bHelp = false;
+    const QString strUsageError = ParseOptions(arguments, options, bHelp);
+    if (bHelp) {
+        std::fputs(kCompareUsage, stdout);
+        return kExitOk;
+    }
+    if (!strUsageError.isEmpty()) {
+        PrintError(QStringLiteral("quorvel-cli compare: ") + strUsageError
+            + QStringLiteral(" See quorvel-cli compare --help."));
+        return kExitError;
+    }
+
+    CFolderComparison comparison(options.strLeft, options.strRight);
+    const ComparisonOutcome outcome = comparison.Run(options.nThreads);
+    if (!outcome.bOk) {
+        PrintError(QStringLiteral("quorvel-cli compare: ") + outcome.strError);
+        return kExitError;
+    }
+    const CFileItem* pRoot = comparison.Tree().Root();
+    Summary summary;
+    Count(pRoot, summary);
+
+    if (options.bJson) {
+        const QJsonObject document {
+            { QStringLiteral("left"), options.strLeft },
+            { QStringLiteral("right"), options.strRight },
+            { QStringLiteral("summary"),
+                QJsonObject {
+                    { QStringLiteral("same"), summary.nSame },
+                    { QStringLiteral("diff"), summary.nDiff },
+                    { QStringLiteral("leftOnly"), summary.nLeftOnly },
+                    { QStringLiteral("rightOnly"), summary.nRightOnly },
+                    { QStringLiteral("unknown"), summary.nUnknown },
+                    { QStringLiteral("foldersOnOneSide"), summary.nFoldersOneSided },
+                    { QStringLiteral("comparedFiles"), comparison.Comparer().ComparedFiles() },
+                } },
+            { QStringLiteral("items"), TreeJson(pRoot, options.bOnlyDiff) },
+        };
+        std::fputs(QJsonDocument(document).toJson(QJsonDocument::Indented).constData(), stdout);
+    } else {
+        PrintLine(FormatText("%-8s %-40s %-36s | %s", "Status", "Name", QStringLiteral("Left: ") + options.strLeft,
+            QStringLiteral("Right: ") + options.strRight));
+        PrintText(pRoot, 0, options.bOnlyDiff);
+        PrintLine(FormatText("%d same, %d different, %d only on the left, %d only on the right, %d undecided; "
+                             "%d folders on one side only.",
+            summary.nSame, summary.nDiff, summary.nLeftOnly, summary.nRightOnly, summary.nUnknown,
+            summary.nFoldersOneSided));
+    }
+    return summary.HasDifferences() ? kExitDifferences : kExitOk;
+}

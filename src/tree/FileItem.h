@@ -1,0 +1,98 @@
+#pragma once
+
+#include <memory>
+
+#include <QString>
+
+// Item kinds.
+inline constexpr int KIND_DIR = 0;
+inline constexpr int KIND_FILE = 1;
+
+// Side numbers: every per-side pair is indexed by these.
+inline constexpr int SIDE_LEFT = 0;
+inline constexpr int SIDE_RIGHT = 1;
+
+// Status of a file item.
+inline constexpr int FILE_SAME = 0;
+inline constexpr int FILE_DIFF = 1;
+inline constexpr int FILE_LEFT_ONLY = 2;
+inline constexpr int FILE_RIGHT_ONLY = 3;
+inline constexpr int FILE_UNKNOWN = 4;
+
+// Status of a folder item: folders have no Same or Diff of their own.
+inline constexpr int DIR_LEFT_ONLY = 0;
+inline constexpr int DIR_RIGHT_ONLY = 1;
+inline constexpr int DIR_BOTH = 2;
+
+// Icons, the same numbers on both sides.
+inline constexpr int ICON_CLOSE = 0;
+inline constexpr int ICON_OPEN = 1;
+inline constexpr int ICON_SAME = 2;
+inline constexpr int ICON_DIFF = 3;
+inline constexpr int ICON_1ST = 4;
+inline constexpr int ICON_2ND = 5;
+inline constexpr int ICON_BLANK_DIR = 6;
+inline constexpr int ICON_BLANK_FILE = 7;
+inline constexpr int ICON_UNKNOWN_FILE = 8;
+
+class CSiblingIndex;
+
+// One item of the merged tree: a file or folder that exists on the left (local) side, the right (FTP,
+// read through its mirror folder) side, or both. Folders own their children: destroying a folder frees
+// its whole subtree.
+struct CFileItem
+{
+    CFileItem();
+    ~CFileItem();
+    CFileItem(const CFileItem&) = delete;
+    CFileItem& operator=(const CFileItem&) = delete;
+
+    int kind = KIND_DIR;
+    int status = -1;
+    int indent = -1;
+    int icon[2] = { 0, 0 };
+    int index = -1;
+    QString strName;
+    QString strPaths[2];
+    QString strVersion[2];
+    QString strTime[2];
+    QString strShowPaths[2];
+    QString strSize[2];
+    int nAttrSource = 0;
+    int nAttrReserved = -1;
+    bool bExpanded[2] = { false, false };
+    bool bListed[2] = { false, false };
+    CFileItem* pNext = nullptr;
+    CFileItem* pPrev = nullptr;
+    CFileItem* pFirstChild = nullptr;
+    CFileItem* pLastChild = nullptr;
+    CFileItem* fParent = nullptr;
+
+    // Finds a child by kind and name in O(log n), and its place in the sibling order; kept by the tree's
+    // operations, never by hand.
+    std::unique_ptr<CSiblingIndex> pChildIndex;
+};
+
+using CFileItemPtr = std::unique_ptr<CFileItem>;
+
+// Attribute sources.
+inline constexpr int ATTR_FROM_MARKER = 0;
+inline constexpr int ATTR_FROM_FILE = 2;
+
+CFileItemPtr NewItem();
+
+// A detached copy: every field but the links and the child index.
+CFileItemPtr CloneItem(const CFileItem& item);
+
+// The item's full name on a side: its folder there, a separator and its name; empty where it is missing.
+QString FullName(const CFileItem& item, int nSide);
+
+// The item after pItem in a pre-order walk of the tree below pRoot, or null at the end. The walk needs no
+// stack, so deep trees cannot exhaust it. nDepth, when given, follows the level of the item returned.
+CFileItem* NextInPreOrder(const CFileItem* pItem, const CFileItem* pRoot, int* pDepth = nullptr);
+
+// The separator of the paths the tree keeps.
+inline constexpr QChar kPathSeparator = QLatin1Char('/');
+
+// Joins a folder and a name without doubling a separator the folder already ends with.
+QString JoinPath(const QString& strFolder, const QString& strName);

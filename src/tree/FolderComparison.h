@@ -1,0 +1,38 @@
+#pragma once
+
+#include "tree/FileTree.h"
+#include "tree/FolderScanner.h"
+#include "tree/ItemComparer.h"
+
+// What went wrong with a comparison, in one sentence a user can act on; empty when nothing did.
+struct [[nodiscard]] ComparisonOutcome
+{
+    bool bOk = true;
+    QString strError;
+};
+
+// One comparison: the user's folder on the left, the mirror folder on the right, scanned into one tree
+// and compared item by item.
+class CFolderComparison
+{
+public:
+    // strRightShowPath is how the right folder is shown: the FTP path it mirrors, or the folder itself.
+    CFolderComparison(QString strLeftFolder, QString strRightFolder, QString strRightShowPath = {},
+        FileOpener opener = OpenForSequentialRead);
+
+    // Scans both folders and compares every item, reading contents on up to nThreads threads.
+    ComparisonOutcome Run(int nThreads, const CFolderScanner::Progress& progress = {});
+
+    [[nodiscard]] CFileTree& Tree() { return m_tree; }
+    [[nodiscard]] const CFileTree& Tree() const { return m_tree; }
+    [[nodiscard]] const CItemComparer& Comparer() const { return m_comparer; }
+
+private:
+    QString m_strFolders[2];
+    QString m_strRightShowPath;
+    CFileTree m_tree;
+    CItemComparer m_comparer;
+};
+
+// A sensible number of threads for content comparison on this machine.
+int DefaultComparisonThreads();

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include <QString>
+
+#include <sys/types.h>
+
+struct CFileItem;
+
+// Reads one side's folder tree into the merged tree. Both sides are local folders: the user's own on the
+// left, the mirror of the FTP folder on the right, where an empty file with a marker beside it stands for
+// a remote file that was not downloaded.
+class CFolderScanner
+{
+public:
+    // Receives "Scanning <folder> folder.\n" as each folder is started.
+    using Progress = std::function<void(const QString& strMessage)>;
+
+    explicit CFolderScanner(Progress progress = {});
+
+    // Merges the entries of strFolderPath into pFolder's children as side nSide (0 left, 1 right), and with
+    // bRecursive the entries of every listed sub-folder below it. strShowPath is the folder as the user
+    // knows it: the FTP path on the right side. Returns false when the folder itself cannot be read.
+    bool ScanFolder(CFileItem* pFolder, const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide,
+        bool bRecursive);
+
+    [[nodiscard]] long long ScannedFiles() const { return m_nFiles; }
+    [[nodiscard]] long long ScannedFolders() const { return m_nFolders; }
+
+private:
+    struct FolderId
+    {
+        dev_t nDevice;
+        ino_t nInode;
+    };
+
+    void ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QString& strFolderPath, const QString& strShowPath,
+        int nDepth, int nSide, bool bRecursive);
+
+    Progress m_progress;
+    std::vector<FolderId> m_ancestors;
+    long long m_nFiles = 0;
+    long long m_nFolders = 0;
+};

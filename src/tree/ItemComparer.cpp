@@ -1,0 +1,188 @@
+#include "tree/ItemComparer.h"
+
+#include <atomic>
+#include <system_error>
+#include <thread>
+
+#include "support/DiagnosticLog.h"
+#include "support/ThreadId.h"
+#include "tree/FileItem.h"
+#include "tree/FileTexts.h"
+#include "tree/TreeDump.h"
+
+namespace {
+
+int StatusFromContents(int nContents)
+{
+    switch (nContents) {
+    case CONTENTS_SAME:
+        return FILE_SAME;
+    case CONTENTS_DIFF:
+        return FILE_DIFF;
+    case CONTENTS_LEFT_ONLY:
+        return FILE_LEFT_ONLY;
+    case CONTENTS_RIGHT_ONLY:
+        return FILE_RIGHT_ONLY;
+    default:
+        return FILE_UNKNOWN;
+    }
+}
+
+const char* ContentsReason(int nContents)
+{
+    switch (nContents) {
+    case CONTENTS_SAME:
+        return "contents have the same CRC-32";
+    case CONTENTS_DIFF:
+        return "contents differ";
+    case CONTENTS_LEFT_ONLY:
+        return "the right file is gone";
+    case CONTENTS_RIGHT_ONLY:
+        return "the left file is gone";
+    default:
+        return "contents could not be read";
+    }
+}
+
+} // namespace
+
+void SetIconsFromStatus(CFileItem* pItem)
+{
+    if (pItem->kind == KIND_DIR) {
+        for (int side = 0; side < 2; ++side) {
+            pItem->icon[side]
+                = pItem->strPaths[side].isEmpty() ? ICON_BLANK_DIR : (pItem->bExpanded[side] ? ICON_OPEN : ICON_CLOSE);
+        }
+        return;
+    }
+    switch (pItem->status) {
+    case FILE_SAME:
+        pItem->icon[0] = pItem->icon[1] = ICON_SAME;
+        break;
+    case FILE_DIFF:
+        pItem->icon[0] = pItem->icon[1] = ICON_DIFF;
+        break;
+    case FILE_LEFT_ONLY:
+        pItem->icon[0] = ICON_1ST;
+        pItem->icon[1] = ICON_BLANK_FILE;
+        break;
+    case FILE_RIGHT_ONLY:
+        pItem->icon[0] = ICON_BLANK_FILE;
+        pItem->icon[1] = ICON_2ND;
+        break;
+    default:
+        pItem->icon[0] = pItem->icon[1] = ICON_UNKNOWN_FILE;
+        break;
+    }
+}
+
+CItemComparer::CItemComparer(FileOpener opener)
+    : m_opener(std::move(opener))
+{ }
+
+CItemComparer::Decision CItemComparer::Decide(CFileItem* pItem)
+{
+    Decision decision;
+    decision.pItem = pItem;
+    const bool bLeft = !pItem->strPaths[SIDE_LEFT].isEmpty();
+    const bool bRight = !pItem->strPaths[SIDE_RIGHT].isEmpty();
+    if (pItem->kind == KIND_DIR) {
+        decision.nStatus = bLeft && bRight ? DIR_BOTH : (bLeft ? DIR_LEFT_ONLY : DIR_RIGHT_ONLY);
+        decision.pReason = "folder";
+        return decision;
+    }
+    if (!bRight) {
+        decision.nStatus = FILE_LEFT_ONLY;
+        decision.pReason = "only on the left";
+        return decision;
+    }
+    if (!bLeft) {
+        decision.nStatus = FILE_RIGHT_ONLY;
+        decision.pReason = "only on the right";
+        return decision;
+    }
+    if (pItem->status == FILE_SAME || pItem->status == FILE_DIFF || pItem->status == FILE_UNKNOWN) {
+        ++m_nComparedFiles;
+    }
+    if (pItem->strVersion[SIDE_RIGHT] == kUnknownVersion) {
+        const bool bSizesDiffer = pItem->strSize[SIDE_LEFT] != pItem->strSize[SIDE_RIGHT];
+        decision.nStatus = bSizesDiffer ? FILE_DIFF : FILE_UNKNOWN;
+        decision.pReason = bSizesDiffer ? "not downloaded, sizes differ" : "not downloaded, sizes agree";
+    } else if (pItem->strVersion[SIDE_LEFT] != pItem->strVersion[SIDE_RIGHT]) {
+        decision.nStatus = FILE_DIFF;
+        decision.pReason = "versions differ";
+    } else if (pItem->strSize[SIDE_LEFT] != pItem->strSize[SIDE_RIGHT]) {
+        decision.nStatus = FILE_DIFF;
+        decision.pReason = "sizes differ";
+    } else {
+        decision.bNeedsContents = true;
+    }
+    return decision;
+}
+
+void CItemComparer::ReadContents(Decision& decision, const FileOpener& opener)
+{
+    const int nContents
+        = CompareFileContents(FullName(*decision.pItem, SIDE_LEFT), FullName(*decision.pItem, SIDE_RIGHT), opener);
+    decision.nStatus = StatusFromContents(nContents);
+    decision.pReason = ContentsReason(nContents);
+    decision.bNeedsContents = false;
+}
+
+void CItemComparer::Apply(const Decision& decision)
+{
+    CFileItem* pItem = decision.pItem;
+    pItem->status = decision.nStatus;
+    SetIconsFromStatus(pItem);
+    if (IsLogEnabled()) {
+        const QString strName
+            = pItem->strPaths[SIDE_LEFT].isEmpty() ? FullName(*pItem, SIDE_RIGHT) : FullName(*pItem, SIDE_LEFT);
+        Log("CompareItem::[%ld] %s [%s]%s: %s", CurrentThreadId(), pItem->kind == KIND_DIR ? "DIR" : "FILE", strName,
+            StatusText(*pItem), decision.pReason);
+    }
+}
+
+void CItemComparer::CompareItem(CFileItem* pItem)
+{
+    Decision decision = Decide(pItem);
+    if (decision.bNeedsContents) {
+        ReadContents(decision, m_opener);
+    }
+    Apply(decision);
+}
+
+void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
+{
+    std::vector<Decision> decisions;
+    std::vector<size_t> reads;
+    for (CFileItem* pItem = pRoot->pFirstChild; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
+        decisions.push_back(Decide(pItem));
+        if (decisions.back().bNeedsContents) {
+            reads.push_back(decisions.size() - 1);
+        }
+    }
+
+    std::atomic<size_t> nNext { 0 };
+    auto worker = [&] {
+        for (size_t i = nNext++; i < reads.size(); i = nNext++) {
+            ReadContents(decisions[reads[i]], m_opener);
+        }
+    };
+    std::vector<std::thread> helpers;
+    const size_t nHelpers = std::min<size_t>(reads.size() / 2, nThreads > 1 ? static_cast<size_t>(nThreads - 1) : 0);
+    for (size_t i = 0; i < nHelpers; ++i) {
+        try {
+            helpers.emplace_back(worker);
+        } catch (const std::system_error&) {
+            break; // fewer threads than asked for: the ones there are finish the work
+        }
+    }
+    worker();
+    for (std::thread& helper : helpers) {
+        helper.join();
+    }
+
+    for (const Decision& decision : decisions) {
+        Apply(decision);
+    }
+}

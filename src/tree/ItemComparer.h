@@ -1,0 +1,45 @@
+#pragma once
+
+#include <vector>
+
+#include "tree/FileContents.h"
+
+struct CFileItem;
+
+// Decides whether each item is the same on both sides. Version and size texts are compared first; only
+// files that agree on both are read, and a placeholder (right version "UNKNOWN") is never read. Times are
+// shown but never compared.
+class CItemComparer
+{
+public:
+    explicit CItemComparer(FileOpener opener = OpenForSequentialRead);
+
+    // Sets the status and icons of one item.
+    void CompareItem(CFileItem* pItem);
+
+    // Compares every item below pRoot, reading contents on up to nThreads threads. The statuses, the log
+    // lines and their order are those of comparing the items one by one in tree order.
+    void CompareTree(CFileItem* pRoot, int nThreads);
+
+    // Files present on both sides that were compared (again).
+    [[nodiscard]] int ComparedFiles() const { return m_nComparedFiles; }
+
+private:
+    struct Decision
+    {
+        CFileItem* pItem = nullptr;
+        int nStatus = -1;
+        const char* pReason = "";
+        bool bNeedsContents = false;
+    };
+
+    Decision Decide(CFileItem* pItem);
+    void Apply(const Decision& decision);
+    static void ReadContents(Decision& decision, const FileOpener& opener);
+
+    FileOpener m_opener;
+    int m_nComparedFiles = 0;
+};
+
+// The icons that show an item's status on each side.
+void SetIconsFromStatus(CFileItem* pItem);
