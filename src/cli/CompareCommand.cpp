@@ -6,6 +6,7 @@
 
 #include "cli/CliCommands.h"
 #include "support/TextFormat.h"
+#include "tree/FileTexts.h"
 #include "tree/FolderComparison.h"
 #include "tree/TreeDump.h"
 
@@ -52,6 +53,13 @@ struct Summary
         return nDiff + nLeftOnly + nRightOnly + nUnknown + nFoldersOneSided > 0;
     }
 };
+
+// The status in the words of the command's help: "UNKNOWN" reads as a shout in a listing.
+QString StatusWord(const CFileItem& item)
+{
+    const QString strText = StatusText(item).trimmed();
+    return strText == QStringLiteral("UNKNOWN") ? QStringLiteral("Unknown") : strText;
+}
 
 bool IsSame(const CFileItem& item)
 {
@@ -108,7 +116,9 @@ QString SideText(const CFileItem& item, int nSide)
         return QStringLiteral("folder");
     }
     QString text = item.strSize[nSide] + QStringLiteral("  ") + item.strTime[nSide];
-    if (!item.strVersion[nSide].isEmpty()) {
+    if (item.strVersion[nSide] == kUnknownVersion) {
+        text += QStringLiteral("  (not downloaded)");
+    } else if (!item.strVersion[nSide].isEmpty()) {
         text += QStringLiteral("  v") + item.strVersion[nSide];
     }
     return text;
@@ -122,8 +132,8 @@ void PrintText(const CFileItem* pFolder, int nDepth, bool bOnlyDiff)
         }
         const QString strName = QString(nDepth * 2, QLatin1Char(' ')) + pItem->strName
             + (pItem->kind == KIND_DIR ? QStringLiteral("/") : QString());
-        PrintLine(FormatText(
-            "%-8s %-40s %-36s | %s", StatusText(*pItem).trimmed(), strName, SideText(*pItem, 0), SideText(*pItem, 1)));
+        PrintLine(
+            FormatText("%-8s %-40s %-36s | %s", StatusWord(*pItem), strName, SideText(*pItem, 0), SideText(*pItem, 1)));
         PrintText(pItem, nDepth + 1, bOnlyDiff);
     }
 }
@@ -155,7 +165,7 @@ QJsonArray TreeJson(const CFileItem* pFolder, bool bOnlyDiff)
         QJsonObject object {
             { QStringLiteral("name"), pItem->strName },
             { QStringLiteral("kind"), pItem->kind == KIND_DIR ? QStringLiteral("folder") : QStringLiteral("file") },
-            { QStringLiteral("status"), StatusText(*pItem).trimmed() },
+            { QStringLiteral("status"), StatusWord(*pItem) },
             { QStringLiteral("left"), SideJson(*pItem, 0) },
             { QStringLiteral("right"), SideJson(*pItem, 1) },
         };

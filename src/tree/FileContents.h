@@ -9,7 +9,7 @@
 // through this so that tests can make an open fail (permission bits do not stop root).
 using FileOpener = std::function<int(const QString& strPath)>;
 
-// Opens read-only and tells the system the file will be read once, front to back.
+// Opens read-only, without blocking on a pipe.
 int OpenForSequentialRead(const QString& strPath);
 
 // Results of CompareFileContents.

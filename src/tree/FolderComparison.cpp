@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 #include <thread>
 
 #include <QFile>
@@ -65,16 +66,41 @@ ComparisonOutcome CFolderComparison::Run(int nThreads, const CFolderScanner::Pro
         }
     }
     m_tree.Clear();
-    CFolderScanner scanner(progress);
-    const QString strShowPaths[2] = { m_strFolders[SIDE_LEFT], m_strRightShowPath };
+    m_tree.SetRootPath(SIDE_LEFT, m_strFolders[SIDE_LEFT]);
+    m_tree.SetRootPath(SIDE_RIGHT, m_strFolders[SIDE_RIGHT]);
+
+    // The two sides are read at once, each into a tree of its own, and then merged: reading a folder is
+    // mostly waiting on the system, and the merge gives the tree that scanning one side after the other does.
+    CFileTree rightTree;
+    CFolderScanner leftScanner(progress);
+    CFolderScanner rightScanner(progress);
+    bool bRightRead = false;
+    auto scanRight = [&] {
+        bRightRead = rightScanner.ScanFolder(
+            rightTree.Root(), m_strFolders[SIDE_RIGHT], m_strRightShowPath, -1, SIDE_RIGHT, true);
+    };
+    std::thread rightReader;
+    try {
+        rightReader = std::thread(scanRight);
+    } catch (const std::system_error&) {
+        // No thread to be had: the right side is read after the left.
+    }
+    const bool bLeftRead
+        = leftScanner.ScanFolder(m_tree.Root(), m_strFolders[SIDE_LEFT], m_strFolders[SIDE_LEFT], -1, SIDE_LEFT, true);
+    if (rightReader.joinable()) {
+        rightReader.join();
+    } else {
+        scanRight();
+    }
     for (int side = 0; side < 2; ++side) {
-        m_tree.SetRootPath(side, m_strFolders[side]);
-        if (!scanner.ScanFolder(m_tree.Root(), m_strFolders[side], strShowPaths[side], -1, side, true)) {
+        if (!(side == SIDE_LEFT ? bLeftRead : bRightRead)) {
             return { false, FormatText("The %s folder \"%s\" cannot be read.", kSideNames[side], m_strFolders[side]) };
         }
     }
-    Log("CFolderComparison::Run::[%ld] scanned %lld files in %lld folders", CurrentThreadId(), scanner.ScannedFiles(),
-        scanner.ScannedFolders());
+    MergeChildren(rightTree.Root(), m_tree.Root());
+    Log("CFolderComparison::Run::[%ld] scanned %lld files in %lld folders", CurrentThreadId(),
+        leftScanner.ScannedFiles() + rightScanner.ScannedFiles(),
+        leftScanner.ScannedFolders() + rightScanner.ScannedFolders());
     m_comparer.CompareTree(m_tree.Root(), nThreads);
     NumberItems(m_tree.Root());
     return {};

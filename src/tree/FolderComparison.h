@@ -20,7 +20,8 @@ public:
     CFolderComparison(QString strLeftFolder, QString strRightFolder, QString strRightShowPath = {},
         FileOpener opener = OpenForSequentialRead);
 
-    // Scans both folders and compares every item, reading contents on up to nThreads threads.
+    // Scans both folders (at once, so progress may be reported from two threads) and compares every item,
+    // reading contents on up to nThreads threads.
     ComparisonOutcome Run(int nThreads, const CFolderScanner::Progress& progress = {});
 
     [[nodiscard]] CFileTree& Tree() { return m_tree; }

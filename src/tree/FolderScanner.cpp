@@ -49,6 +49,17 @@ CFolderScanner::CFolderScanner(Progress progress)
     : m_progress(std::move(progress))
 { }
 
+const QString& CFolderScanner::TimeText(time_t nModified)
+{
+    // Local time moves in whole minutes with UTC since long before any file a user keeps was written.
+    const time_t nMinute = nModified >= 0 ? nModified / 60 : -1;
+    if (nMinute < 0 || nMinute != m_nCachedMinute) {
+        m_strCachedTime = MakeTimeText(nModified);
+        m_nCachedMinute = nMinute;
+    }
+    return m_strCachedTime;
+}
+
 bool CFolderScanner::ScanFolder(CFileItem* pFolder, const QString& strFolderPath, const QString& strShowPath,
     int nDepth, int nSide, bool bRecursive)
 {
@@ -111,6 +122,12 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
                 JoinPath(strFolderPath, entry.strName));
             continue;
         }
+        if (!S_ISDIR(info.st_mode) && !S_ISREG(info.st_mode)) {
+            // Pipes, sockets and devices have no contents to compare or transfer.
+            Log("ScanFolder::[%ld] %s is not a regular file, left out", CurrentThreadId(),
+                JoinPath(strFolderPath, entry.strName));
+            continue;
+        }
         entry.bFolder = S_ISDIR(info.st_mode);
         entry.nSize = info.st_size;
         entry.nModified = info.st_mtime;
@@ -137,7 +154,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
                 pItem->nAttrSource = ATTR_FROM_MARKER;
             } else {
                 pItem->strSize[nSide] = MakeSizeText(static_cast<std::uint64_t>(entry.nSize));
-                pItem->strTime[nSide] = MakeTimeText(entry.nModified);
+                pItem->strTime[nSide] = TimeText(entry.nModified);
                 if (MayHaveVersionResource(entry.strName)) {
                     pItem->strVersion[nSide] = ReadVersionText(JoinPath(strFolderPath, entry.strName));
                 }

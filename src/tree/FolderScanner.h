@@ -39,7 +39,12 @@ private:
     void ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QString& strFolderPath, const QString& strShowPath,
         int nDepth, int nSide, bool bRecursive);
 
+    // Files written together share their minute: their time texts share one string.
+    const QString& TimeText(time_t nModified);
+
     Progress m_progress;
+    time_t m_nCachedMinute = -1;
+    QString m_strCachedTime;
     std::vector<FolderId> m_ancestors;
     long long m_nFiles = 0;
     long long m_nFolders = 0;

@@ -21,23 +21,26 @@ CSiblingIndex::Key CSiblingIndex::MakeKey(int nKind, const QString& strName)
 
 CFileItem* CSiblingIndex::Find(int nKind, const QString& strName) const
 {
-    const Key key = MakeKey(nKind, strName);
-    if (CurrentNameMatching() == NameMatching::CaseSensitive) {
-        const auto found = m_items.find(key);
-        return found != m_items.end() ? found->second : nullptr;
-    }
-    // Ignoring case, a folder holds at most one child per folded name: the first of that folded name.
-    const auto found = m_items.lower_bound(Key { key.nRank, key.strOrder, QString() });
-    if (found != m_items.end() && found->first.nRank == key.nRank && found->first.strOrder == key.strOrder) {
-        return found->second;
-    }
-    return nullptr;
+    return Locate(nKind, strName).pMatch;
 }
 
-CFileItem* CSiblingIndex::InsertionSuccessor(int nKind, const QString& strName) const
+CSiblingIndex::Place CSiblingIndex::Locate(int nKind, const QString& strName) const
 {
-    const auto next = m_items.lower_bound(MakeKey(nKind, strName));
-    return next != m_items.end() ? next->second : nullptr;
+    Key key = MakeKey(nKind, strName);
+    const bool bExact = CurrentNameMatching() == NameMatching::CaseSensitive;
+    if (!bExact) {
+        // Ignoring case, a folder holds at most one child per folded name, so the first of that folded
+        // name is the match; without one, a new item goes where any spelling of the name would.
+        key.strExact.clear();
+    }
+    const auto next = m_items.lower_bound(key);
+    if (next == m_items.end()) {
+        return {};
+    }
+    const Key& found = next->first;
+    const bool bMatch
+        = found.nRank == key.nRank && found.strOrder == key.strOrder && (!bExact || found.strExact == key.strExact);
+    return bMatch ? Place { next->second, nullptr } : Place { nullptr, next->second };
 }
 
 void CSiblingIndex::Insert(CFileItem* pItem)

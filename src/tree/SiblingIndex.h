@@ -15,8 +15,14 @@ public:
     // The child of that kind and name under the name-matching rule in force, or null.
     [[nodiscard]] CFileItem* Find(int nKind, const QString& strName) const;
 
-    // The child that a new item of that kind and name goes before, or null when it goes last.
-    [[nodiscard]] CFileItem* InsertionSuccessor(int nKind, const QString& strName) const;
+    // Where an item of that kind and name stands: the child it matches, or else the child a new item goes
+    // before (null when it goes last). One descent of the index answers both.
+    struct Place
+    {
+        CFileItem* pMatch = nullptr;
+        CFileItem* pSuccessor = nullptr;
+    };
+    [[nodiscard]] Place Locate(int nKind, const QString& strName) const;
 
     void Insert(CFileItem* pItem);
     void Erase(const CFileItem* pItem);

@@ -166,7 +166,8 @@ CFileItem* AddItem(CFileItemPtr pNew, CFileItem* pParent)
 {
     pNew->fParent = pParent;
     CSiblingIndex& index = ChildIndex(pParent);
-    if (CFileItem* pExisting = index.Find(pNew->kind, pNew->strName); pExisting != nullptr) {
+    const CSiblingIndex::Place place = index.Locate(pNew->kind, pNew->strName);
+    if (CFileItem* pExisting = place.pMatch; pExisting != nullptr) {
         if (pNew->kind == KIND_DIR) {
             MergeFolder(pExisting, *pNew);
         } else {
@@ -176,7 +177,7 @@ CFileItem* AddItem(CFileItemPtr pNew, CFileItem* pParent)
         return pExisting;
     }
     CFileItem* pItem = pNew.release();
-    LinkBefore(pItem, index.InsertionSuccessor(pItem->kind, pItem->strName), pParent);
+    LinkBefore(pItem, place.pSuccessor, pParent);
     index.Insert(pItem);
     LogFull("AddItem::[%ld] %s added, status=%d", CurrentThreadId(), pItem->strName, pItem->status);
     return pItem;
@@ -314,7 +315,9 @@ void RenameItem(CFileItem* pItem, const QString& strNewName)
     pItem->strName = strNewName;
     pItem->fParent = pParent;
     CSiblingIndex& index = ChildIndex(pParent);
-    LinkBefore(pItem, index.InsertionSuccessor(pItem->kind, pItem->strName), pParent);
+    // A name already taken goes beside its namesake rather than out of order.
+    const CSiblingIndex::Place place = index.Locate(pItem->kind, pItem->strName);
+    LinkBefore(pItem, place.pMatch != nullptr ? place.pMatch : place.pSuccessor, pParent);
     index.Insert(pItem);
 }
 
@@ -331,11 +334,29 @@ void DeleteChildren(CFileItem* pFolder)
     pFolder->pChildIndex.reset();
 }
 
+CFileItemPtr DetachItem(CFileItem* pItem)
+{
+    Unlink(pItem);
+    return CFileItemPtr(pItem);
+}
+
 void DeleteItem(CFileItem* pItem)
 {
-    if (pItem == nullptr) {
-        return;
+    if (pItem != nullptr) {
+        DetachItem(pItem);
     }
-    Unlink(pItem);
-    delete pItem;
+}
+
+void MergeChildren(CFileItem* pFrom, CFileItem* pInto)
+{
+    while (pFrom->pFirstChild != nullptr) {
+        CFileItemPtr pItem = DetachItem(pFrom->pFirstChild);
+        if (pItem->kind == KIND_DIR && pItem->pFirstChild != nullptr && pInto->pChildIndex) {
+            if (CFileItem* pExisting = pInto->pChildIndex->Find(KIND_DIR, pItem->strName); pExisting != nullptr) {
+                // Move the children over first: AddItem frees the incoming folder once it is merged.
+                MergeChildren(pItem.get(), pExisting);
+            }
+        }
+        AddItem(std::move(pItem), pInto);
+    }
 }
