@@ -11,6 +11,7 @@ enum CliExit
 };
 
 int RunCompare(const QStringList& arguments);
+int RunRaw(const QStringList& arguments);
 int RunSysinfo(const QStringList& arguments);
 int RunSettings(const QStringList& arguments);
 

@@ -19,6 +19,7 @@ Compares a local folder with a folder on an FTP server and keeps the two in step
 Commands:
   compare LEFT RIGHT   compare the folder LEFT (your files) with the folder RIGHT (a mirror folder) and
                        print the merged tree; see quorvel-cli compare --help
+  raw URL COMMAND...   open an FTP site, send each command and print the replies; see quorvel-cli raw --help
   sysinfo              write a diagnostic log with the system-information block and print where it is
   settings             list every setting with its current value, marking those left at their default
 
@@ -28,7 +29,8 @@ Global options (anywhere on the line):
   -h, --help           show this help
   --version            show the program's version
 
-Exit status: 0 success (compare: everything is the same), 1 differences found, 2 error.
+Exit status: 0 success (compare: everything is the same), 1 differences found or a command refused,
+2 error.
 )";
 
 using CommandFunction = std::function<int(const QStringList&)>;
@@ -43,6 +45,7 @@ int main(int argc, char* argv[])
 
     const std::map<QString, CommandFunction> commands {
         { QStringLiteral("compare"), RunCompare },
+        { QStringLiteral("raw"), RunRaw },
         { QStringLiteral("sysinfo"), RunSysinfo },
         { QStringLiteral("settings"), RunSettings },
     };

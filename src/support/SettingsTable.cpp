@@ -46,6 +46,19 @@ constexpr std::array kTable {
     Byte(kSettings, "IncludeFoldersForDiffs", 1),
     // Diagnostic log: lines carry a date and time only when this reads exactly 1.
     Int(kSettings, "LogTimestamp", 0),
+    // FTP session, read at every open; a site's own values override them.
+    Int(kSettings, "DefaultUsePASVMode", 0),
+    Int(kSettings, "DefaultRetries", 3),
+    Int(kSettings, "DefaultRetryDelay", 10),
+    Int(kSettings, "ConnectionTimeout", 30),
+    Text(kSettings, "DefaultLocalPath", ""),
+    Int(kSettings, "CacheDownloadSizeKB", 10),
+    // Connections open to one site at once, the view's own included; transfers beyond it wait.
+    Int(kSettings, "MaxFtpConnections", 4),
+    // Checked for reachability when a site cannot be reached; empty: nothing is contacted.
+    Text(kSettings, "ReachabilityProbeUrl", ""),
+    // The password given for anonymous log-on.
+    Text(kSettings, "EmailAddress", "anonymous@"),
 };
 
 } // namespace

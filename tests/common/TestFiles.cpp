@@ -8,6 +8,9 @@ QString MakeTestFolder(const QString& strName)
     QDir folder(TestRoot() + QStringLiteral("/work/") + strName);
     folder.removeRecursively();
     QDir().mkpath(folder.path());
+    QFile::setPermissions(TestRoot() + QStringLiteral("/work"),
+        QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup
+            | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther);
     return folder.path();
 }
 

@@ -27,10 +27,15 @@ int main(int argc, char** argv)
         return 3;
     }
     g_strTestRoot = root.path();
+    // The FTP servers under test drop to users of their own, which must be able to reach their roots.
+    QFile::setPermissions(g_strTestRoot,
+        QFile::permissions(g_strTestRoot) | QFileDevice::ReadOther | QFileDevice::ExeOther | QFileDevice::ReadGroup
+            | QFileDevice::ExeGroup);
     const QString strTemp = g_strTestRoot + QStringLiteral("/tmp");
     QDir().mkpath(strTemp);
     qputenv("TMPDIR", QFile::encodeName(strTemp));
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(g_strTestRoot + QStringLiteral("/config")));
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(g_strTestRoot + QStringLiteral("/cache")));
     CSettingsStore::SetProfileFolder(g_strTestRoot + QStringLiteral("/profile"));
 
     QCoreApplication application(argc, argv);

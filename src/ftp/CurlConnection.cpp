@@ -1,0 +1,401 @@
+#include "ftp/CurlConnection.h"
+
+#include <mutex>
+
+#include <QUrl>
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <curl/curl.h>
+
+#include "ftp/TraceBuffer.h"
+#include "support/DiagnosticLog.h"
+#include "support/ThreadId.h"
+
+namespace {
+
+void InitialiseCurlOnce()
+{
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+bool IsFinalReplyLine(const QString& line)
+{
+    return line.size() >= 3 && line.at(0).isDigit() && line.at(1).isDigit() && line.at(2).isDigit()
+        && (line.size() == 3 || line.at(3) == QLatin1Char(' '));
+}
+
+int ReplyCode(const QString& strReply)
+{
+    return strReply.left(3).toInt();
+}
+
+// Status numbers of the internet session, as its observers know them.
+constexpr int kStatusResolving = 10;
+constexpr int kStatusResolved = 11;
+constexpr int kStatusConnecting = 20;
+constexpr int kStatusConnected = 21;
+constexpr int kStatusSending = 30;
+constexpr int kStatusSent = 31;
+constexpr int kStatusReceiving = 40;
+constexpr int kStatusReceived = 41;
+constexpr int kStatusClosing = 50;
+constexpr int kStatusClosed = 51;
+constexpr int kStatusCreated = 60;
+constexpr int kStatusClosingConnection = 70;
+constexpr int kStatusComplete = 100;
+
+} // namespace
+
+// Owns the easy handle and the option lists that must live as long as it uses them.
+class CCurlConnection::CHandle
+{
+public:
+    CHandle()
+        : pCurl(curl_easy_init())
+    { }
+    ~CHandle()
+    {
+        if (pCurl != nullptr) {
+            curl_easy_cleanup(pCurl);
+        }
+        SetQuote({});
+    }
+    CHandle(const CHandle&) = delete;
+    CHandle& operator=(const CHandle&) = delete;
+
+    void SetCustomRequest(const QString& strCommand)
+    {
+        customRequest = strCommand.toUtf8();
+        if (pCurl != nullptr) {
+            curl_easy_setopt(pCurl, CURLOPT_CUSTOMREQUEST, strCommand.isEmpty() ? nullptr : customRequest.constData());
+        }
+    }
+
+    void SetQuote(const QStringList& commands)
+    {
+        if (pQuote != nullptr) {
+            curl_slist_free_all(pQuote);
+            pQuote = nullptr;
+        }
+        for (const QString& command : commands) {
+            pQuote = curl_slist_append(pQuote, command.toUtf8().constData());
+        }
+        if (pCurl != nullptr) {
+            curl_easy_setopt(pCurl, CURLOPT_QUOTE, pQuote);
+        }
+    }
+
+    CURL* pCurl = nullptr;
+    curl_slist* pQuote = nullptr;
+    QByteArray customRequest;
+    char errorBuffer[CURL_ERROR_SIZE] = {};
+};
+
+// libcurl's C callbacks, forwarding to the connection they were registered for.
+class CCurlCallbacks
+{
+public:
+    static int Debug(CURL*, curl_infotype type, char* pData, size_t nSize, void* pUser)
+    {
+        static_cast<CCurlConnection*>(pUser)->OnDebug(static_cast<int>(type), pData, nSize);
+        return 0;
+    }
+
+    static size_t Write(char* pData, size_t nSize, size_t nCount, void* pUser)
+    {
+        auto* pConnection = static_cast<CCurlConnection*>(pUser);
+        pConnection->m_received.append(pData, static_cast<qsizetype>(nSize * nCount));
+        return nSize * nCount;
+    }
+
+    static int Progress(void* pUser, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
+    {
+        const auto* pConnection = static_cast<const CCurlConnection*>(pUser);
+        return pConnection->m_pCancel != nullptr && pConnection->m_pCancel->load() ? 1 : 0;
+    }
+};
+
+CCurlConnection::CCurlConnection(FtpEndpoint endpoint, CurlObservers observers)
+    : m_endpoint(std::move(endpoint))
+    , m_observers(std::move(observers))
+{
+    InitialiseCurlOnce();
+    m_pHandle = new CHandle;
+    Configure();
+}
+
+void CCurlConnection::Configure()
+{
+    CURL* pCurl = m_pHandle->pCurl;
+    if (pCurl == nullptr) {
+        return;
+    }
+    curl_easy_setopt(pCurl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(pCurl, CURLOPT_ERRORBUFFER, m_pHandle->errorBuffer);
+    curl_easy_setopt(pCurl, CURLOPT_VERBOSE, 1L);
+    curl_easy_setopt(pCurl, CURLOPT_DEBUGFUNCTION, &CCurlCallbacks::Debug);
+    curl_easy_setopt(pCurl, CURLOPT_DEBUGDATA, this);
+    curl_easy_setopt(pCurl, CURLOPT_WRITEFUNCTION, &CCurlCallbacks::Write);
+    curl_easy_setopt(pCurl, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(pCurl, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(pCurl, CURLOPT_XFERINFOFUNCTION, &CCurlCallbacks::Progress);
+    curl_easy_setopt(pCurl, CURLOPT_XFERINFODATA, this);
+    curl_easy_setopt(pCurl, CURLOPT_PROTOCOLS_STR, "ftp,ftps");
+    curl_easy_setopt(pCurl, CURLOPT_USERNAME, m_endpoint.strUser.toUtf8().constData());
+    curl_easy_setopt(pCurl, CURLOPT_PASSWORD, m_endpoint.strPassword.toUtf8().constData());
+    curl_easy_setopt(pCurl, CURLOPT_FTP_FILEMETHOD, static_cast<long>(CURLFTPMETHOD_NOCWD));
+    curl_easy_setopt(pCurl, CURLOPT_MAXCONNECTS, 1L);
+    curl_easy_setopt(pCurl, CURLOPT_TCP_KEEPALIVE, 1L);
+    const long nTimeout = m_endpoint.nTimeoutSeconds > 0 ? m_endpoint.nTimeoutSeconds : 30;
+    curl_easy_setopt(pCurl, CURLOPT_CONNECTTIMEOUT, nTimeout);
+    curl_easy_setopt(pCurl, CURLOPT_SERVER_RESPONSE_TIMEOUT, nTimeout);
+    curl_easy_setopt(pCurl, CURLOPT_ACCEPTTIMEOUT_MS, nTimeout * 1000);
+    curl_easy_setopt(pCurl, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(pCurl, CURLOPT_LOW_SPEED_TIME, nTimeout);
+    if (!m_endpoint.bPassive) {
+        // Active mode: the server connects back to the address this side of the control connection uses.
+        curl_easy_setopt(pCurl, CURLOPT_FTPPORT, "-");
+    }
+    if (m_endpoint.bExplicitTls && !m_endpoint.bImplicitTls) {
+        curl_easy_setopt(pCurl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
+    }
+    if (!m_endpoint.strPinnedPublicKey.isEmpty()) {
+        // The user trusts this one certificate by its key, signed by a known authority or not.
+        curl_easy_setopt(pCurl, CURLOPT_PINNEDPUBLICKEY, m_endpoint.strPinnedPublicKey.toUtf8().constData());
+        curl_easy_setopt(pCurl, CURLOPT_SSL_VERIFYPEER, 0L);
+        curl_easy_setopt(pCurl, CURLOPT_SSL_VERIFYHOST, 0L);
+    }
+}
+
+CCurlConnection::~CCurlConnection()
+{
+    delete m_pHandle;
+}
+
+QString CCurlConnection::ServerUrl() const
+{
+    QString strHost = m_endpoint.strHost;
+    if (strHost.contains(QLatin1Char(':'))) {
+        strHost = QLatin1Char('[') + strHost + QLatin1Char(']');
+    }
+    return (m_endpoint.bImplicitTls ? QStringLiteral("ftps://") : QStringLiteral("ftp://")) + strHost + QLatin1Char(':')
+        + QString::number(m_endpoint.nPort) + QLatin1Char('/');
+}
+
+void CCurlConnection::Prepare(const QString& strCommand, bool bNoBody, const QString& strDataCommand)
+{
+    CURL* pCurl = m_pHandle->pCurl;
+    if (pCurl == nullptr) {
+        return;
+    }
+    // libcurl never changes folders by itself here: every CWD is one of ours, so the trace and the
+    // server's idea of the current folder always agree. The "*" keeps libcurl from dropping the connection
+    // when the server refuses the command; the refusal is judged from the reply instead.
+    m_pHandle->SetQuote(strCommand.isEmpty() ? QStringList() : QStringList { QLatin1Char('*') + strCommand });
+    curl_easy_setopt(pCurl, CURLOPT_URL, ServerUrl().toUtf8().constData());
+    curl_easy_setopt(pCurl, CURLOPT_NOBODY, bNoBody ? 1L : 0L);
+    m_pHandle->SetCustomRequest(strDataCommand);
+}
+
+CurlOutcome CCurlConnection::SendOne(const QString& strCommand, const std::atomic<bool>* pCancel)
+{
+    Prepare(strCommand, true, {});
+    const int nRepliesBefore = m_nReplies;
+    CurlOutcome outcome = Perform(pCancel);
+    if (outcome.bOk && !strCommand.isEmpty() && m_nReplies != nRepliesBefore && ReplyCode(m_strLastReply) >= 400) {
+        outcome.bOk = false;
+        outcome.bServerRefused = true;
+        outcome.strError = m_strLastReply;
+    }
+    return outcome;
+}
+
+void CCurlConnection::OnDebug(int nType, const char* pData, size_t nSize)
+{
+    QString strText = QString::fromUtf8(pData, static_cast<qsizetype>(nSize));
+    while (strText.endsWith(QLatin1Char('\n')) || strText.endsWith(QLatin1Char('\r'))) {
+        strText.chop(1);
+    }
+    auto status = [this](int nStatus, const QString& strInfo) {
+        if (m_observers.status) {
+            m_observers.status(nStatus, strInfo);
+        }
+    };
+    auto trace = [this](int nKind, const QString& strLine) {
+        if (m_observers.trace) {
+            m_observers.trace(nKind, strLine);
+        }
+    };
+    switch (nType) {
+    case CURLINFO_TEXT:
+        if (strText.contains(QLatin1String("Trying "))) {
+            status(kStatusResolved, m_endpoint.strHost);
+            status(kStatusConnecting, m_endpoint.strHost);
+        } else if (strText.startsWith(QLatin1String("Connected to "))) {
+            status(kStatusConnected, m_endpoint.strHost);
+            status(kStatusCreated, m_endpoint.strHost);
+        } else if (strText.startsWith(QLatin1String("Closing connection"))) {
+            status(kStatusClosing, m_endpoint.strHost);
+            status(kStatusClosed, m_endpoint.strHost);
+        }
+        break;
+    case CURLINFO_HEADER_OUT: {
+        status(kStatusSending, strText);
+        if (strText.startsWith(QLatin1String("PASS "), Qt::CaseInsensitive)) {
+            strText = QStringLiteral("PASS ****");
+        } else if (strText.compare(QLatin1String("QUIT"), Qt::CaseInsensitive) == 0) {
+            status(kStatusClosingConnection, m_endpoint.strHost);
+        }
+        m_strLastCommand = strText;
+        trace(TRACE_COMMAND, QStringLiteral("> ") + strText);
+        status(kStatusSent, strText);
+        break;
+    }
+    case CURLINFO_HEADER_IN:
+        status(kStatusReceiving, strText);
+        for (const QString& strLine : strText.split(QLatin1Char('\n'))) {
+            const QString strClean = QString(strLine).remove(QLatin1Char('\r'));
+            trace(TRACE_PLAIN, QStringLiteral("< ") + strClean);
+            m_strReplyInProgress += strClean;
+            if (IsFinalReplyLine(strClean)) {
+                m_strLastReply = m_strReplyInProgress;
+                m_strReplyInProgress.clear();
+                ++m_nReplies;
+            }
+        }
+        status(kStatusReceived, strText);
+        break;
+    default:
+        break;
+    }
+}
+
+CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
+{
+    CurlOutcome outcome;
+    CURL* pCurl = m_pHandle->pCurl;
+    if (pCurl == nullptr) {
+        outcome.strError = QStringLiteral("The internet client could not be started.");
+        return outcome;
+    }
+    if (!m_bLoggedOn && m_observers.status) {
+        m_observers.status(kStatusResolving, m_endpoint.strHost);
+    }
+    m_pCancel = pCancel;
+    m_received.clear();
+    m_strReplyInProgress.clear();
+    m_pHandle->errorBuffer[0] = '\0';
+    const int nRepliesBefore = m_nReplies;
+    const CURLcode code = curl_easy_perform(pCurl);
+    m_pCancel = nullptr;
+    long nConnects = 0;
+    curl_easy_getinfo(pCurl, CURLINFO_NUM_CONNECTS, &nConnects);
+    m_bReconnected = m_bLoggedOn && nConnects > 0;
+    if (m_observers.status) {
+        m_observers.status(kStatusComplete, m_endpoint.strHost);
+    }
+    if (code == CURLE_OK) {
+        m_bLoggedOn = true;
+        outcome.bOk = true;
+        return outcome;
+    }
+    outcome.bCancelled = code == CURLE_ABORTED_BY_CALLBACK;
+    outcome.bLoginDenied = code == CURLE_LOGIN_DENIED;
+    const int nReplyCode = ReplyCode(m_strLastReply);
+    outcome.bServerRefused = !outcome.bCancelled && m_nReplies != nRepliesBefore && nReplyCode >= 400;
+    if (outcome.bServerRefused) {
+        outcome.strError = m_strLastReply;
+    } else {
+        outcome.strError
+            = QString::fromUtf8(m_pHandle->errorBuffer[0] != '\0' ? m_pHandle->errorBuffer : curl_easy_strerror(code));
+    }
+    // A refusal leaves the connection usable; anything else may have broken it.
+    if (!outcome.bServerRefused || outcome.bLoginDenied || nReplyCode == 421) {
+        m_bLoggedOn = false;
+    }
+    Log("CCurlConnection::Perform::[%ld] libcurl code %d: %s", CurrentThreadId(), static_cast<int>(code),
+        outcome.strError);
+    return outcome;
+}
+
+CurlOutcome CCurlConnection::Connect(const QString& strFolder, const std::atomic<bool>* pCancel)
+{
+    return SendOne(strFolder.isEmpty() ? QString() : QStringLiteral("CWD ") + strFolder, pCancel);
+}
+
+CurlOutcome CCurlConnection::SendCommands(const QStringList& commands, const QString& strFolder)
+{
+    QStringList all;
+    if (!strFolder.isEmpty()) {
+        all.append(QStringLiteral("CWD ") + strFolder);
+    }
+    all += commands;
+    CurlOutcome outcome;
+    outcome.bOk = true;
+    for (const QString& strCommand : all) {
+        outcome = SendOne(strCommand, nullptr);
+        if (!outcome.bOk) {
+            break;
+        }
+    }
+    return outcome;
+}
+
+CurlOutcome CCurlConnection::SendDataCommand(const QString& strCommand, const QString& strFolder, QByteArray& data)
+{
+    data.clear();
+    if (!strFolder.isEmpty()) {
+        // A folder that cannot be entered must stop the command: it would otherwise run in the wrong one.
+        const CurlOutcome outcome = SendCommands({}, strFolder);
+        if (!outcome.bOk) {
+            return outcome;
+        }
+    }
+    Prepare({}, false, strCommand);
+    CurlOutcome outcome = Perform(nullptr);
+    data = m_received;
+    m_received.clear();
+    return outcome;
+}
+
+bool CCurlConnection::SeemsClosed() const
+{
+    if (!m_bLoggedOn || m_pHandle->pCurl == nullptr) {
+        return true;
+    }
+    curl_socket_t socket = CURL_SOCKET_BAD;
+    if (curl_easy_getinfo(m_pHandle->pCurl, CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK || socket == CURL_SOCKET_BAD) {
+        return true;
+    }
+    pollfd watch { socket, POLLIN, 0 };
+    return ::poll(&watch, 1, 0) != 0;
+}
+
+void CCurlConnection::Close()
+{
+    // libcurl says QUIT itself when it closes a connection that is still up.
+    delete m_pHandle;
+    m_pHandle = new CHandle;
+    m_bLoggedOn = false;
+    Configure();
+}
+
+bool ProbeUrl(const QString& strUrl, int nTimeoutSeconds)
+{
+    InitialiseCurlOnce();
+    CURL* pCurl = curl_easy_init();
+    if (pCurl == nullptr) {
+        return false;
+    }
+    curl_easy_setopt(pCurl, CURLOPT_URL, strUrl.toUtf8().constData());
+    curl_easy_setopt(pCurl, CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(pCurl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(pCurl, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(pCurl, CURLOPT_TIMEOUT, static_cast<long>(nTimeoutSeconds > 0 ? nTimeoutSeconds : 10));
+    const bool bAnswered = curl_easy_perform(pCurl) == CURLE_OK;
+    curl_easy_cleanup(pCurl);
+    return bAnswered;
+}

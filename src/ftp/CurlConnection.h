@@ -1,0 +1,110 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+// Whether a web address answers at all (any HTTP status); used to tell a dead site from a dead network.
+bool ProbeUrl(const QString& strUrl, int nTimeoutSeconds);
+
+// Where and how one connection reaches its server.
+struct FtpEndpoint
+{
+    bool bImplicitTls = false;
+    bool bExplicitTls = false;
+    QString strHost;
+    int nPort = 21;
+    QString strUser;
+    QString strPassword;
+    bool bPassive = true;
+    int nTimeoutSeconds = 30;
+    QString strPinnedPublicKey;
+};
+
+// How a request ended. bServerRefused: the server answered with an error reply, whose text is strError;
+// otherwise strError is the client's own account of the failure.
+struct [[nodiscard]] CurlOutcome
+{
+    bool bOk = false;
+    bool bServerRefused = false;
+    bool bCancelled = false;
+    bool bLoginDenied = false;
+    QString strError;
+};
+
+// What the connection reports as it works: protocol lines for the trace, and the status events of the
+// internet session (resolving, connecting, sending, receiving, closing).
+struct CurlObservers
+{
+    std::function<void(int nKind, const QString& strText)> trace;
+    std::function<void(int nStatus, const QString& strInfo)> status;
+};
+
+// One FTP control connection on a libcurl easy handle; the only code that calls libcurl. Used by one
+// thread at a time. Every command sent and reply received goes to the trace, the password masked.
+class CCurlConnection
+{
+public:
+    CCurlConnection(FtpEndpoint endpoint, CurlObservers observers);
+    ~CCurlConnection();
+    CCurlConnection(const CCurlConnection&) = delete;
+    CCurlConnection& operator=(const CCurlConnection&) = delete;
+
+    // Connects and logs on, and changes to strFolder. Polls *pCancel (when given) while it waits.
+    CurlOutcome Connect(const QString& strFolder, const std::atomic<bool>* pCancel = nullptr);
+
+    // Sends commands that open no data connection, after changing to strFolder (none when empty). Stops at
+    // the first command the server refuses.
+    CurlOutcome SendCommands(const QStringList& commands, const QString& strFolder);
+
+    // Sends one command that answers over a data connection (LIST, NLST, MLSD, RETR ...) in strFolder, and
+    // collects what arrives there.
+    CurlOutcome SendDataCommand(const QString& strCommand, const QString& strFolder, QByteArray& data);
+
+    // True when the control connection is gone or has something unasked-for to say (a server that is
+    // closing it says "421" first); checked without sending anything.
+    [[nodiscard]] bool SeemsClosed() const;
+
+    // Whether the last request had to open a new connection: libcurl quietly replaces a dropped one.
+    [[nodiscard]] bool LastRequestReconnected() const { return m_bReconnected; }
+
+    [[nodiscard]] bool IsLoggedOn() const { return m_bLoggedOn; }
+
+    // The server's last complete reply, the lines of a multi-line reply run together.
+    [[nodiscard]] QString LastReply() const { return m_strLastReply; }
+
+    // The last command sent, the password masked.
+    [[nodiscard]] QString LastCommand() const { return m_strLastCommand; }
+
+    // Says "QUIT" and closes the connection.
+    void Close();
+
+    const FtpEndpoint& Endpoint() const { return m_endpoint; }
+
+private:
+    class CHandle;
+
+    void Configure();
+    CurlOutcome Perform(const std::atomic<bool>* pCancel);
+    void OnDebug(int nType, const char* pData, size_t nSize);
+    QString ServerUrl() const;
+    void Prepare(const QString& strCommand, bool bNoBody, const QString& strDataCommand);
+    CurlOutcome SendOne(const QString& strCommand, const std::atomic<bool>* pCancel);
+
+    FtpEndpoint m_endpoint;
+    CurlObservers m_observers;
+    CHandle* m_pHandle = nullptr;
+    bool m_bLoggedOn = false;
+    bool m_bReconnected = false;
+    QString m_strLastReply;
+    int m_nReplies = 0;
+    QString m_strLastCommand;
+    QString m_strReplyInProgress;
+    QByteArray m_received;
+    const std::atomic<bool>* m_pCancel = nullptr;
+
+    friend class CCurlCallbacks;
+};

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include <QString>
+#include <QStringList>
+
+#include "ftp/CurlConnection.h"
+#include "ftp/FtpSite.h"
+
+class CConnectionPool;
+class CMyInternetSession;
+class CTraceBuffer;
+
+// The FTP side of one comparison view: opens the site, keeps the view's connection alive and re-opens it
+// with the configured attempts when it is lost, sends raw commands, and lends connections of their own
+// to transfer workers. Every step goes to the trace; routine results go to the diagnostic log.
+class CFtpSession
+{
+public:
+    explicit CFtpSession(CTraceBuffer& trace);
+    ~CFtpSession();
+    CFtpSession(const CFtpSession&) = delete;
+    CFtpSession& operator=(const CFtpSession&) = delete;
+
+    // Shows texts such as "Connecting... please wait.\n" while the session works.
+    void SetProgress(std::function<void(const QString&)> progress) { m_progress = std::move(progress); }
+
+    // Opens the site with the configured attempts. pCancel, when given, is the current job's cancel flag.
+    bool OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCancel = nullptr);
+    bool EnsureFtpConnected(const std::atomic<bool>* pCancel = nullptr);
+    // Asks the server for the current folder; a connection that does not answer is closed and discarded.
+    bool IsFtpConnectionAlive(bool bTrace = true);
+
+    // The server's reply, or for a command that answers over a data connection the data; a text beginning
+    // "ERROR" on failure, an empty text when there is no connection.
+    QString FTPSendFtpCommand(const QString& strCommand, bool bResponseExpected);
+    // Changes to the folder of strRemotePath first; the path's last part, if any, goes after strCommand.
+    QString FTPSend2FtpCommands(const QString& strRemotePath, const QString& strCommand);
+    // Sends a series of commands, stopping at the first refused.
+    QString FTPSend2FtpCommands(const QStringList& commands);
+
+    void CloseFtpSession();
+
+    // A connection of its own for a transfer worker, logged on and in the remote root; null when the job
+    // was cancelled while waiting for one, or when the site cannot be reached. onWaiting is told when the
+    // caller has to wait because every allowed connection is in use.
+    std::unique_ptr<CCurlConnection> AcquireConnection(
+        const std::atomic<bool>* pCancel, const std::function<void()>& onWaiting = {});
+    void ReleaseConnection(std::unique_ptr<CCurlConnection> pConnection);
+
+    [[nodiscard]] bool IsConnected() const { return m_pConnection != nullptr; }
+    [[nodiscard]] const QString& Server() const { return m_endpoint.strHost; }
+    [[nodiscard]] const QString& RemoteRoot() const { return m_strRemoteRoot; }
+    [[nodiscard]] const QString& MirrorRoot() const { return m_strMirrorRoot; }
+    [[nodiscard]] const QString& LocalFolder() const { return m_strLocalFolder; }
+    // "CacheDownloadSizeKB" in bytes (KB meaning 1,024 bytes).
+    [[nodiscard]] long long CacheDownloadLimit() const { return m_nCacheDownloadLimit; }
+    // The sentence to show the user after a failed open.
+    [[nodiscard]] const QString& LastError() const { return m_strLastError; }
+    [[nodiscard]] CMyInternetSession* InternetSession() const { return m_pInternetSession.get(); }
+    [[nodiscard]] CCurlConnection* Connection() const { return m_pConnection.get(); }
+
+private:
+    std::unique_ptr<CCurlConnection> MakeConnection();
+    bool SleepBeforeRetry(const std::atomic<bool>* pCancel);
+    QString CommandError(
+        const QString& strCommand, const CurlOutcome& outcome, const CCurlConnection& connection, bool bDataCommand);
+    void RecordRecentSite(const QString& strUrl);
+    void ProbeReachability();
+
+    CTraceBuffer& m_trace;
+    std::function<void(const QString&)> m_progress;
+    std::unique_ptr<CMyInternetSession> m_pInternetSession;
+    std::unique_ptr<CCurlConnection> m_pConnection;
+    std::unique_ptr<CConnectionPool> m_pPool;
+    FtpEndpoint m_endpoint;
+    bool m_bHaveSite = false;
+    int m_nRetries = 3;
+    int m_nRetryDelaySeconds = 10;
+    QString m_strRemoteRoot = QStringLiteral("/");
+    QString m_strMirrorRoot;
+    QString m_strLocalFolder;
+    QString m_strProbeUrl;
+    long long m_nCacheDownloadLimit = 10 * 1024;
+    QString m_strLastError;
+    std::atomic<int> m_nNextContext { 1 };
+};
+
+// A command's text as it may be shown or logged: a password never is.
+QString MaskSecrets(const QString& strCommand);
+
+// Whether a command answers over a data connection (LIST, NLST, MLSD, RETR, MLST is not).
+bool IsDataCommand(const QString& strCommand);

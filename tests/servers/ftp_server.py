@@ -1,0 +1,147 @@
+#!/usr/bin/python3
+"""A pyftpdlib FTP server on a free loopback port for Quorvel's tests.
+
+Prints "PORT <n>" (and, with TLS, "PIN sha256//<base64>" of its certificate's public key) on standard output,
+then serves until killed. Fault modes let a test make the server misbehave on purpose."""
+import argparse
+import base64
+import hashlib
+import os
+import sys
+import tempfile
+import time
+
+from pyftpdlib.authorizers import DummyAuthorizer
+from pyftpdlib.handlers import FTPHandler, TLS_DTPHandler, TLS_FTPHandler
+from pyftpdlib.servers import FTPServer
+
+
+def make_certificate(folder):
+    """A self-signed certificate for 127.0.0.1, made fresh for each run; returns its path and key pin."""
+    from OpenSSL import crypto
+
+    key = crypto.PKey()
+    key.generate_key(crypto.TYPE_RSA, 2048)
+    cert = crypto.X509()
+    cert.get_subject().CN = "127.0.0.1"
+    cert.set_serial_number(int(time.time()))
+    cert.gmtime_adj_notBefore(-60)
+    cert.gmtime_adj_notAfter(24 * 3600)
+    cert.set_issuer(cert.get_subject())
+    cert.set_pubkey(key)
+    cert.add_extensions([crypto.X509Extension(b"subjectAltName", False, b"IP:127.0.0.1")])
+    cert.sign(key, "sha256")
+    path = os.path.join(folder, "server.pem")
+    with open(path, "wb") as handle:
+        handle.write(crypto.dump_privatekey(crypto.FILETYPE_PEM, key))
+        handle.write(crypto.dump_certificate(crypto.FILETYPE_PEM, cert))
+    spki = crypto.dump_publickey(crypto.FILETYPE_ASN1, key)
+    return path, "sha256//" + base64.b64encode(hashlib.sha256(spki).digest()).decode()
+
+
+class ReadableWhileAcceptingDTP(TLS_DTPHandler):
+    """pyftpdlib 1.5.7 closes a TLS data connection whose handshake has not finished when it is first polled;
+    a data connection that is still accepting must stay readable (fixed upstream after 1.5.7)."""
+
+    def readable(self):
+        return self._ssl_accepting or super().readable()
+
+
+def fault_mixin(options):
+    """Behaviour shared by the plain and the TLS handler: counting, refusing, delaying, canned listings."""
+
+    refusals = {}
+    for item in options.refuse or []:
+        command, _, reply = item.partition(":")
+        refusals[command.upper()] = reply
+    delays = {}
+    for item in options.delay or []:
+        command, _, seconds = item.partition(":")
+        delays[command.upper()] = float(seconds)
+    canned = None
+    if options.canned_list:
+        with open(options.canned_list, "rb") as handle:
+            canned = handle.read()
+
+    class Faults:
+        def handle(self):
+            self.commands_seen = 0
+            if options.greeting_delay:
+                time.sleep(options.greeting_delay)
+            if options.implicit_tls:
+                self._prot = True
+                self._pbsz = True
+                self.secure_connection(self.ssl_context)
+            super().handle()
+
+        def pre_process_command(self, line, cmd, arg):
+            self.commands_seen += 1
+            if options.drop_after and self.commands_seen > options.drop_after:
+                self.close()
+                return
+            if cmd in delays:
+                time.sleep(delays[cmd])
+            if cmd in refusals:
+                self.respond(refusals[cmd])
+                return
+            super().pre_process_command(line, cmd, arg)
+
+        def ftp_LIST(self, path):
+            if canned is None:
+                return super().ftp_LIST(path)
+            self.push_dtp_data(canned, isproducer=False, cmd="LIST")
+            return path
+
+    return Faults
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--root", required=True)
+    parser.add_argument("--user", default="tester")
+    parser.add_argument("--password", default="secret")
+    parser.add_argument("--anonymous", action="store_true", help="also let anonymous users in")
+    parser.add_argument("--drop-after", type=int, default=0,
+                        help="close each control connection, unanswered, when its command N+1 arrives")
+    parser.add_argument("--idle-timeout", type=float, default=0, help="say 421 and close an idle connection")
+    parser.add_argument("--delay", action="append", help="CMD:SECONDS before answering CMD")
+    parser.add_argument("--greeting-delay", type=float, default=0, help="seconds before the 220 greeting")
+    parser.add_argument("--refuse", action="append", help="CMD:REPLY answers CMD with REPLY")
+    parser.add_argument("--canned-list", help="a file whose bytes every LIST returns")
+    parser.add_argument("--tls", choices=["explicit", "implicit"])
+    options = parser.parse_args()
+    options.implicit_tls = options.tls == "implicit"
+
+    authorizer = DummyAuthorizer()
+    authorizer.add_user(options.user, options.password, options.root, perm="elradfmwMT")
+    if options.anonymous:
+        authorizer.add_anonymous(options.root)
+
+    pin = None
+    base = FTPHandler
+    if options.tls:
+        folder = tempfile.mkdtemp(prefix="quorvel-ftp-cert-")
+        certfile, pin = make_certificate(folder)
+        base = TLS_FTPHandler
+    handler = type("TestHandler", (fault_mixin(options), base), {})
+    handler.authorizer = authorizer
+    handler.passive_ports = None
+    if options.idle_timeout:
+        handler.timeout = options.idle_timeout
+    handler.permit_foreign_addresses = False
+    if options.tls:
+        handler.certfile = certfile
+        handler.dtp_handler = ReadableWhileAcceptingDTP
+        handler.tls_data_required = options.implicit_tls
+
+    server = FTPServer(("127.0.0.1", 0), handler)
+    print("PORT %d" % server.address[1], flush=True)
+    if pin:
+        print("PIN %s" % pin, flush=True)
+    sys.stdout.flush()
+    # A short poll timeout lets timers (the idle time-out) fire while no socket is active.
+    server.serve_forever(timeout=0.2, handle_exit=True)
+
+
+if __name__ == "__main__":
+    main()
