@@ -1,10 +1,17 @@
 #include <cstdio>
+#include <memory>
+#include <optional>
+
+#include <unistd.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
 #include "cli/CliCommands.h"
+#include "cli/CliSession.h"
+#include "ftp/FtpSession.h"
+#include "ftp/RemoteListing.h"
 #include "support/TextFormat.h"
 #include "tree/FileTexts.h"
 #include "tree/FolderComparison.h"
@@ -13,8 +20,10 @@
 namespace {
 
 constexpr const char* kCompareUsage = R"(Usage: quorvel-cli compare [OPTIONS] LEFT RIGHT
+       quorvel-cli compare [OPTIONS] LEFT ftp://[user@]host[:port]/folder
 
-Scans LEFT (your folder) and RIGHT (a mirror folder), merges them into one tree and marks every file
+Scans LEFT (your folder) and RIGHT (a mirror folder, or an FTP folder that is first listed, with all its
+sub-folders, into the site's mirror folder), merges them into one tree and marks every file
 Same, Diff, Left (only on the left), Right (only on the right) or Unknown (on both sides, contents not
 known: a file not downloaded into the mirror with the same size, or a file that cannot be read).
 Files are the same when their version and size texts agree and their contents have the same CRC-32;
@@ -27,6 +36,16 @@ Options:
   --log           write a diagnostic log of every decision and print its path
   -h, --help      show this help
 
+Options for an FTP folder (credentials as for quorvel-cli raw: QUORVEL_PASSWORD, --password-file,
+~/.netrc, or a prompt; never on the command line):
+  --cache-kb N        download remote files of at most N KiB into the mirror so their contents can be
+                      compared (default: the "CacheDownloadSizeKB" setting); larger ones are compared
+                      by size only
+  --refresh-all       download every file within the limit again, even when the mirror copy is current
+  --trace             print every FTP command and reply to standard error
+  --password-file F, --active, --explicit-tls, --pin sha256//KEY, --retries N, --retry-delay S
+                      as for quorvel-cli raw
+
 Exit status: 0 when everything is the same, 1 when differences exist, 2 on error.
 )";
 
@@ -37,7 +56,18 @@ struct CompareOptions
     bool bOnlyDiff = false;
     bool bJson = false;
     int nThreads = DefaultComparisonThreads();
+    FtpSite site;
+    QString strPasswordFile;
+    long long nCacheKb = -1;
+    bool bRefreshAll = false;
+    bool bTrace = false;
 };
+
+bool IsRemote(const QString& strRight)
+{
+    return strRight.startsWith(QLatin1String("ftp://"), Qt::CaseInsensitive)
+        || strRight.startsWith(QLatin1String("ftps://"), Qt::CaseInsensitive);
+}
 
 struct Summary
 {
@@ -143,14 +173,17 @@ QJsonValue SideJson(const CFileItem& item, int nSide)
     if (item.strPaths[nSide].isEmpty()) {
         return QJsonValue::Null;
     }
-    QJsonObject side { { QStringLiteral("path"), FullName(item, nSide) } };
+    // The right side's path is the FTP path the user knows; its copy in the mirror is given beside it.
+    const QString strPath = nSide == 1 && !item.strShowPaths[1].isEmpty() ? JoinPath(item.strShowPaths[1], item.strName)
+                                                                          : FullName(item, nSide);
+    QJsonObject side { { QStringLiteral("path"), strPath } };
     if (item.kind == KIND_FILE) {
         side.insert(QStringLiteral("size"), item.strSize[nSide]);
         side.insert(QStringLiteral("time"), item.strTime[nSide]);
         side.insert(QStringLiteral("version"), item.strVersion[nSide]);
     }
-    if (nSide == 1 && !item.strShowPaths[1].isEmpty()) {
-        side.insert(QStringLiteral("shownFolder"), item.strShowPaths[1]);
+    if (strPath != FullName(item, nSide)) {
+        side.insert(QStringLiteral("localCopy"), FullName(item, nSide));
     }
     return side;
 }
@@ -195,6 +228,37 @@ QString ParseOptions(const QStringList& arguments, CompareOptions& options, bool
             if (!bOk || options.nThreads < 1 || options.nThreads > 64) {
                 return QStringLiteral("--threads needs a number from 1 to 64.");
             }
+        } else if (argument == QStringLiteral("--refresh-all")) {
+            options.bRefreshAll = true;
+        } else if (argument == QStringLiteral("--trace")) {
+            options.bTrace = true;
+        } else if (argument == QStringLiteral("--active")) {
+            options.site.bPassive = false;
+        } else if (argument == QStringLiteral("--explicit-tls")) {
+            options.site.bExplicitTls = true;
+        } else if (argument == QStringLiteral("--cache-kb") || argument == QStringLiteral("--retries")
+            || argument == QStringLiteral("--retry-delay") || argument == QStringLiteral("--password-file")
+            || argument == QStringLiteral("--pin")) {
+            if (i + 1 >= arguments.size()) {
+                return FormatText("%s needs a value.", argument);
+            }
+            const QString& strValue = arguments[++i];
+            bool bOk = true;
+            if (argument == QStringLiteral("--password-file")) {
+                options.strPasswordFile = strValue;
+            } else if (argument == QStringLiteral("--pin")) {
+                options.site.strPinnedPublicKey = strValue;
+            } else if (argument == QStringLiteral("--cache-kb")) {
+                options.nCacheKb = strValue.toLongLong(&bOk);
+                bOk = bOk && options.nCacheKb >= 0;
+            } else if (argument == QStringLiteral("--retries")) {
+                options.site.nRetries = strValue.toInt(&bOk);
+            } else {
+                options.site.nRetryDelaySeconds = strValue.toInt(&bOk);
+            }
+            if (!bOk) {
+                return FormatText("%s needs a whole number of at least 0.", argument);
+            }
         } else if (argument.startsWith(QLatin1Char('-')) && argument.size() > 1) {
             return FormatText("unknown option \"%s\".", argument);
         } else {
@@ -205,12 +269,86 @@ QString ParseOptions(const QStringList& arguments, CompareOptions& options, bool
         return {};
     }
     if (positional.size() != 2) {
-        return QStringLiteral("give two folders: the local folder and the mirror folder.");
+        return QStringLiteral("give two folders: the local folder, and a mirror folder or an FTP URL.");
     }
     options.strLeft = positional[0];
     options.strRight = positional[1];
     return {};
 }
+
+// The FTP side of a comparison: the site opened, its folder listed into the mirror, the session kept for
+// closing at the end.
+class CRemoteSide
+{
+public:
+    ~CRemoteSide()
+    {
+        if (m_pSession) {
+            m_pSession->CloseFtpSession();
+        }
+        m_trace.SetObserver(nullptr);
+    }
+
+    // Opens the site and mirrors its folder; an error sentence, or empty.
+    QString Mirror(CompareOptions& options)
+    {
+        options.site.strUrl = options.strRight;
+        const std::optional<FtpUrl> url = ParseFtpUrl(options.strRight);
+        if (!url) {
+            return FormatText(
+                "\"%s\" is not an FTP URL; write ftp://host/folder or ftps://host/folder.", options.strRight);
+        }
+        if (!url->strPassword.isEmpty()) {
+            return QStringLiteral("the URL holds a password, which others on this machine can read; give it in "
+                                  "QUORVEL_PASSWORD, a --password-file or ~/.netrc instead.");
+        }
+        QString strError;
+        options.site.strPassword = FindPassword(*url, options.strPasswordFile, strError);
+        if (!strError.isEmpty()) {
+            return strError;
+        }
+        if (options.bTrace) {
+            m_trace.SetObserver(&m_printer);
+        }
+        m_pSession = std::make_unique<CFtpSession>(m_trace);
+        if (!m_pSession->OpenFtpSite(options.site)) {
+            return m_pSession->LastError();
+        }
+        CRemoteListing listing(*m_pSession, m_trace);
+        const bool bTerminal = ::isatty(STDERR_FILENO) != 0 && !options.bTrace;
+        if (bTerminal) {
+            listing.SetProgress([](const QString& strText) {
+                if (strText.startsWith(QLatin1String("Scanning "))) {
+                    return;
+                }
+                std::fprintf(stderr, "\r\033[K%s", strText.left(100).toLocal8Bit().constData());
+            });
+        }
+        MirrorOptions mirror;
+        mirror.nSizeLimit = options.nCacheKb >= 0 ? options.nCacheKb * 1024 : m_pSession->CacheDownloadLimit();
+        mirror.bRefreshAll = options.bRefreshAll;
+        mirror.bRecursive = true;
+        const bool bListed = listing.RemoteScan(m_pSession->RemoteRoot(), mirror, nullptr);
+        if (bTerminal) {
+            std::fputs("\r\033[K", stderr);
+        }
+        if (!bListed) {
+            return FormatText("the FTP folder %s could not be listed completely (run with --trace to see why).",
+                m_pSession->RemoteRoot());
+        }
+        m_strMirror = listing.MirrorPathFor(m_pSession->RemoteRoot());
+        return {};
+    }
+
+    [[nodiscard]] const QString& MirrorFolder() const { return m_strMirror; }
+    [[nodiscard]] QString RemoteFolder() const { return m_pSession ? m_pSession->RemoteRoot() : QString(); }
+
+private:
+    CTraceBuffer m_trace;
+    CTracePrinter m_printer;
+    std::unique_ptr<CFtpSession> m_pSession;
+    QString m_strMirror;
+};
 
 } // namespace
 
@@ -229,7 +367,20 @@ int RunCompare(const QStringList& arguments)
         return kExitError;
     }
 
-    CFolderComparison comparison(options.strLeft, options.strRight);
+    std::optional<CRemoteSide> remote;
+    QString strRightFolder = options.strRight;
+    QString strRightShown;
+    if (IsRemote(options.strRight)) {
+        remote.emplace();
+        const QString strError = remote->Mirror(options);
+        if (!strError.isEmpty()) {
+            PrintError(QStringLiteral("quorvel-cli compare: ") + strError);
+            return kExitError;
+        }
+        strRightFolder = remote->MirrorFolder();
+        strRightShown = remote->RemoteFolder();
+    }
+    CFolderComparison comparison(options.strLeft, strRightFolder, strRightShown);
     const ComparisonOutcome outcome = comparison.Run(options.nThreads);
     if (!outcome.bOk) {
         PrintError(QStringLiteral("quorvel-cli compare: ") + outcome.strError);

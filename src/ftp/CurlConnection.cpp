@@ -11,6 +11,7 @@
 
 #include "ftp/TraceBuffer.h"
 #include "support/DiagnosticLog.h"
+#include "support/TextFormat.h"
 #include "support/ThreadId.h"
 
 namespace {
@@ -107,8 +108,18 @@ public:
     static size_t Write(char* pData, size_t nSize, size_t nCount, void* pUser)
     {
         auto* pConnection = static_cast<CCurlConnection*>(pUser);
-        pConnection->m_received.append(pData, static_cast<qsizetype>(nSize * nCount));
-        return nSize * nCount;
+        const size_t nBytes = nSize * nCount;
+        if (pConnection->m_sink) {
+            return pConnection->m_sink(pData, nBytes) ? nBytes : 0;
+        }
+        if (pConnection->m_nReceiveLimit > 0
+            && pConnection->m_received.size() + static_cast<qint64>(nBytes) > pConnection->m_nReceiveLimit) {
+            // A reply that never ends must not take all memory: stop it.
+            pConnection->m_bOverLimit = true;
+            return 0;
+        }
+        pConnection->m_received.append(pData, static_cast<qsizetype>(nBytes));
+        return nBytes;
     }
 
     static int Progress(void* pUser, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
@@ -286,6 +297,7 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
     }
     m_pCancel = pCancel;
     m_received.clear();
+    m_bOverLimit = false;
     m_strReplyInProgress.clear();
     m_pHandle->errorBuffer[0] = '\0';
     const int nRepliesBefore = m_nReplies;
@@ -303,11 +315,14 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
         return outcome;
     }
     outcome.bCancelled = code == CURLE_ABORTED_BY_CALLBACK;
+    outcome.bTooLarge = m_bOverLimit;
     outcome.bLoginDenied = code == CURLE_LOGIN_DENIED;
     const int nReplyCode = ReplyCode(m_strLastReply);
     outcome.bServerRefused = !outcome.bCancelled && m_nReplies != nRepliesBefore && nReplyCode >= 400;
     if (outcome.bServerRefused) {
         outcome.strError = m_strLastReply;
+    } else if (outcome.bTooLarge) {
+        outcome.strError = FormatText("the reply was longer than %lld bytes and was stopped", m_nReceiveLimit);
     } else {
         outcome.strError
             = QString::fromUtf8(m_pHandle->errorBuffer[0] != '\0' ? m_pHandle->errorBuffer : curl_easy_strerror(code));
@@ -358,6 +373,27 @@ CurlOutcome CCurlConnection::SendDataCommand(const QString& strCommand, const QS
     CurlOutcome outcome = Perform(nullptr);
     data = m_received;
     m_received.clear();
+    return outcome;
+}
+
+CurlOutcome CCurlConnection::Download(
+    const QString& strFolder, const QString& strName, const DataSink& sink, const std::atomic<bool>* pCancel)
+{
+    const CurlOutcome changed = SendCommands({}, strFolder);
+    if (!changed.bOk) {
+        return changed;
+    }
+    CURL* pCurl = m_pHandle->pCurl;
+    if (pCurl != nullptr) {
+        m_pHandle->SetQuote({});
+        m_pHandle->SetCustomRequest({});
+        const QString strUrl = ServerUrl() + QString::fromLatin1(QUrl::toPercentEncoding(strName));
+        curl_easy_setopt(pCurl, CURLOPT_URL, strUrl.toUtf8().constData());
+        curl_easy_setopt(pCurl, CURLOPT_NOBODY, 0L);
+    }
+    m_sink = sink;
+    CurlOutcome outcome = Perform(pCancel);
+    m_sink = nullptr;
     return outcome;
 }
 

@@ -32,6 +32,7 @@ struct [[nodiscard]] CurlOutcome
     bool bServerRefused = false;
     bool bCancelled = false;
     bool bLoginDenied = false;
+    bool bTooLarge = false;
     QString strError;
 };
 
@@ -63,6 +64,15 @@ public:
     // Sends one command that answers over a data connection (LIST, NLST, MLSD, RETR ...) in strFolder, and
     // collects what arrives there.
     CurlOutcome SendDataCommand(const QString& strCommand, const QString& strFolder, QByteArray& data);
+
+    // Receives the file strName of strFolder in binary, handing each piece to sink; a sink that returns
+    // false stops the transfer. Polls *pCancel (when given).
+    using DataSink = std::function<bool(const char* pData, size_t nSize)>;
+    CurlOutcome Download(const QString& strFolder, const QString& strName, const DataSink& sink,
+        const std::atomic<bool>* pCancel = nullptr);
+
+    // Data commands stop with an error once more than this many bytes arrived; 0 for no limit.
+    void SetReceiveLimit(qint64 nBytes) { m_nReceiveLimit = nBytes; }
 
     // True when the control connection is gone or has something unasked-for to say (a server that is
     // closing it says "421" first); checked without sending anything.
@@ -104,6 +114,9 @@ private:
     QString m_strLastCommand;
     QString m_strReplyInProgress;
     QByteArray m_received;
+    qint64 m_nReceiveLimit = 0;
+    bool m_bOverLimit = false;
+    DataSink m_sink;
     const std::atomic<bool>* m_pCancel = nullptr;
 
     friend class CCurlCallbacks;

@@ -270,7 +270,9 @@ QString CFtpSession::CommandError(
 {
     const QString strReply = WithoutLineBreaks(connection.LastReply());
     QString strResult;
-    if (outcome.bServerRefused) {
+    if (outcome.bTooLarge) {
+        strResult = FormatText("ERROR: %s Error: %s\n", MaskSecrets(strCommand), outcome.strError);
+    } else if (outcome.bServerRefused) {
         // The server said no: its reply is the message, naming the command it refused.
         const QString strRefused
             = connection.LastCommand().startsWith(QLatin1String("CWD ")) ? connection.LastCommand() : strCommand;

@@ -1,0 +1,196 @@
+#include "ftp/ListingParser.h"
+
+#include <array>
+#include <climits>
+
+#include <QFile>
+
+#include "support/TextFormat.h"
+
+namespace {
+
+constexpr std::array<const char*, 12> kMonths { "Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct",
+    "Nov", "Dec" };
+
+// File systems allow 255 bytes a name.
+constexpr qsizetype kMaxNameBytes = 255;
+
+// The C library's string-to-long rule on a text: optional blanks, an optional sign, leading digits; 0
+// without digits; saturated at the given limits instead of overflowing.
+long long LeadingNumber(QStringView text, long long nMin, long long nMax)
+{
+    qsizetype i = 0;
+    while (i < text.size() && text.at(i).isSpace()) {
+        ++i;
+    }
+    bool bNegative = false;
+    if (i < text.size() && (text.at(i) == QLatin1Char('+') || text.at(i) == QLatin1Char('-'))) {
+        bNegative = text.at(i) == QLatin1Char('-');
+        ++i;
+    }
+    long long nValue = 0;
+    for (; i < text.size() && text.at(i) >= QLatin1Char('0') && text.at(i) <= QLatin1Char('9'); ++i) {
+        const int nDigit = text.at(i).unicode() - '0';
+        if (!bNegative && nValue > (nMax - nDigit) / 10) {
+            return nMax;
+        }
+        if (bNegative && -nValue < (nMin + nDigit) / 10) {
+            return nMin;
+        }
+        nValue = nValue * 10 + nDigit;
+    }
+    return bNegative ? -nValue : nValue;
+}
+
+int MonthIndex(const QString& strMonth)
+{
+    for (size_t i = 0; i < kMonths.size(); ++i) {
+        if (strMonth.compare(QLatin1String(kMonths[i]), Qt::CaseInsensitive) == 0) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+bool StartsWithDigit(const QString& text)
+{
+    return !text.isEmpty() && text.at(0).isDigit();
+}
+
+} // namespace
+
+ListingYears ListingYears::Now()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm utc {};
+    std::tm local {};
+    gmtime_r(&now, &utc);
+    localtime_r(&now, &local);
+    return { utc.tm_year + 1900, local.tm_year + 1900 };
+}
+
+std::int64_t SizeFromListing(const QString& strSizeText)
+{
+    return LeadingNumber(strSizeText, INT32_MIN, INT32_MAX);
+}
+
+std::int64_t DateFromListing(
+    const QString& strMonth, const QString& strDay, const QString& strTimeOrYear, const ListingYears& years)
+{
+    std::tm when {};
+    if (StartsWithDigit(strMonth)) {
+        when.tm_mon = static_cast<int>(LeadingNumber(strMonth, -1000, 1000)) - 1;
+    } else {
+        // A month name that is not understood counts as January.
+        when.tm_mon = std::max(0, MonthIndex(strMonth));
+    }
+    when.tm_mday = static_cast<int>(LeadingNumber(strDay, -100000, 100000));
+    if (!strTimeOrYear.contains(QLatin1Char(':'))) {
+        when.tm_year = static_cast<int>(LeadingNumber(strTimeOrYear, -100000, 100000)) - 1900;
+    } else {
+        when.tm_year = years.nUtcYear - 1900;
+        when.tm_hour = static_cast<int>(LeadingNumber(strTimeOrYear.left(2), -1000, 1000)) - 1;
+        when.tm_min = static_cast<int>(LeadingNumber(strTimeOrYear.right(2), -1000, 1000));
+    }
+    when.tm_isdst = 0;
+    const std::time_t nSeconds = std::mktime(&when);
+    return nSeconds == static_cast<std::time_t>(-1) ? 0 : static_cast<std::int64_t>(nSeconds);
+}
+
+QString DateKeyFromListing(
+    const QString& strMonth, const QString& strDay, const QString& strTimeOrYear, const ListingYears& years)
+{
+    const int nMonth = MonthIndex(strMonth);
+    const QString strMonthPart = nMonth >= 0 ? FormatText("%02d", nMonth + 1) : QString();
+    const QString strDayPart = strDay.size() == 1 ? QLatin1Char('0') + strDay : strDay;
+    QString strYear;
+    QString strTime;
+    if (!strTimeOrYear.contains(QLatin1Char(':'))) {
+        strYear = strTimeOrYear;
+        strTime = QStringLiteral("00:00");
+    } else {
+        strYear = FormatText("%.04d", years.nLocalYear);
+        strTime = strTimeOrYear;
+    }
+    strTime.remove(QLatin1Char(':'));
+    return strMonthPart + strDayPart + strYear + strTime;
+}
+
+bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEntry& entry)
+{
+    QString fields[8];
+    qsizetype nPos = 0;
+    for (QString& field : fields) {
+        while (nPos < strLine.size() && strLine.at(nPos) == QLatin1Char(' ')) {
+            ++nPos;
+        }
+        const qsizetype nStart = nPos;
+        while (nPos < strLine.size() && strLine.at(nPos) != QLatin1Char(' ')) {
+            ++nPos;
+        }
+        if (nPos == nStart) {
+            return false;
+        }
+        field = strLine.mid(nStart, nPos - nStart);
+    }
+    entry = FtpListEntry {};
+    entry.permissions = fields[0];
+    entry.isDirectory = entry.permissions.startsWith(QLatin1Char('d'));
+    entry.isLink = entry.permissions.startsWith(QLatin1Char('l'));
+    entry.linkCount = fields[1];
+    entry.owner = fields[2];
+    entry.group = fields[3];
+    entry.sizeText = fields[4];
+    entry.size = SizeFromListing(entry.sizeText);
+    entry.monthText = fields[5];
+    entry.dayText = fields[6];
+    entry.timeOrYearText = fields[7];
+    entry.name = strLine.mid(nPos + 1);
+    if (entry.isLink) {
+        const qsizetype nArrow = entry.name.indexOf(QLatin1String(" ->"));
+        if (nArrow >= 0) {
+            entry.name.truncate(nArrow);
+        }
+    }
+    entry.modifiedTime = DateFromListing(entry.monthText, entry.dayText, entry.timeOrYearText, years);
+    entry.dateKey = DateKeyFromListing(entry.monthText, entry.dayText, entry.timeOrYearText, years);
+    return true;
+}
+
+ParsedListing ParseListing(const QString& strText, const ListingYears& years)
+{
+    ParsedListing parsed;
+    qsizetype nStart = 0;
+    while (nStart < strText.size()) {
+        qsizetype nEnd = nStart;
+        while (
+            nEnd < strText.size() && strText.at(nEnd) != QLatin1Char('\r') && strText.at(nEnd) != QLatin1Char('\n')) {
+            ++nEnd;
+        }
+        const qsizetype nLength = nEnd - nStart;
+        if (nLength > kMaxListingLine) {
+            parsed.rejectedLines.push_back(strText.mid(nStart, 80));
+        } else if (nLength > 0) {
+            FtpListEntry entry;
+            if (ParseListLine(strText.mid(nStart, nLength), years, entry) && entry.name != QLatin1String(".")
+                && entry.name != QLatin1String("..")) {
+                parsed.entries.push_back(std::move(entry));
+            }
+        }
+        nStart = nEnd + 1;
+    }
+    return parsed;
+}
+
+bool IsSafeEntryName(const QString& strName)
+{
+    if (strName.isEmpty() || strName == QLatin1String(".") || strName == QLatin1String("..")) {
+        return false;
+    }
+    for (const QChar ch : strName) {
+        if (ch == QLatin1Char('/') || ch == QLatin1Char('\\') || ch.unicode() < 0x20 || ch.unicode() == 0x7F) {
+            return false;
+        }
+    }
+    return QFile::encodeName(strName).size() <= kMaxNameBytes;
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <vector>
+
+#include <QString>
+
+// One line of a Unix-style LIST reply.
+struct FtpListEntry
+{
+    QString permissions;
+    bool isDirectory = false;
+    bool isLink = false;
+    QString linkCount;
+    QString owner;
+    QString group;
+    QString sizeText;
+    std::int64_t size = 0;
+    QString monthText;
+    QString dayText;
+    QString timeOrYearText;
+    QString name;
+    std::int64_t modifiedTime = 0;
+    QString dateKey;
+};
+
+// The years a listing's dates are read against: a date given with a time of day and no year lies in the
+// current year (in UTC for the time, in local time for the date key).
+struct ListingYears
+{
+    int nUtcYear = 1970;
+    int nLocalYear = 1970;
+
+    static ListingYears Now();
+};
+
+// The parsed lines of a listing, and the lines that could not be taken.
+struct ParsedListing
+{
+    std::vector<FtpListEntry> entries;
+    std::vector<QString> rejectedLines; // too long to be a listing line (the first 80 characters of each)
+};
+
+// Lines longer than this are not listing lines; they are reported and skipped.
+inline constexpr qsizetype kMaxListingLine = 64 * 1024;
+
+// Cuts a listing into lines and each line into an entry. Lines with fewer than eight fields ("total 12")
+// are not entries; "." and ".." are skipped. Never fails: garbage gives meaningless entries at worst.
+ParsedListing ParseListing(const QString& strText, const ListingYears& years);
+
+// One line; false when it has fewer than eight fields.
+bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEntry& entry);
+
+// The size field read as a 32-bit signed number (sign and leading digits, 0 without any, saturating at the
+// 32-bit limits) and widened: files of 2 GiB and more show as 2147483647.
+std::int64_t SizeFromListing(const QString& strSizeText);
+
+// Seconds since 1970 of a listing's date, taken as local time; 0 when it cannot be formed. A time of day
+// gives the current UTC year and an hour one less than listed, the value mirror copies have always had.
+std::int64_t DateFromListing(
+    const QString& strMonth, const QString& strDay, const QString& strTimeOrYear, const ListingYears& years);
+
+// Month, day, year, hour and minute as twelve digits ("010520091030"); the month part is empty for a month
+// name that is not understood.
+QString DateKeyFromListing(
+    const QString& strMonth, const QString& strDay, const QString& strTimeOrYear, const ListingYears& years);
+
+// Whether a name from a listing may become a file or folder in the mirror: not empty, not "." or "..",
+// no "/", "\", NUL or control character, and no longer than a file system allows.
+bool IsSafeEntryName(const QString& strName);

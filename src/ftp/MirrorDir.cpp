@@ -1,0 +1,219 @@
+#include "ftp/MirrorDir.h"
+
+#include <cerrno>
+#include <random>
+
+#include <QDir>
+#include <QFile>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+QByteArray Encoded(const QString& strName)
+{
+    return QFile::encodeName(strName);
+}
+
+bool RemoveTreeAt(int nParentFd, const QByteArray& name)
+{
+    if (::unlinkat(nParentFd, name.constData(), 0) == 0) {
+        return true;
+    }
+    if (errno != EISDIR && errno != EPERM) {
+        return errno == ENOENT;
+    }
+    const int fd = ::openat(nParentFd, name.constData(), kFolderFlags);
+    if (fd < 0) {
+        return false;
+    }
+    DIR* pDir = ::fdopendir(fd);
+    if (pDir == nullptr) {
+        ::close(fd);
+        return false;
+    }
+    QList<QByteArray> children;
+    while (const dirent* pEntry = ::readdir(pDir)) {
+        const QByteArray child(pEntry->d_name);
+        if (child != "." && child != "..") {
+            children.append(child);
+        }
+    }
+    bool bAll = true;
+    for (const QByteArray& child : children) {
+        bAll = RemoveTreeAt(::dirfd(pDir), child) && bAll;
+    }
+    ::closedir(pDir);
+    return bAll && ::unlinkat(nParentFd, name.constData(), AT_REMOVEDIR) == 0;
+}
+
+} // namespace
+
+CMirrorDir::CMirrorDir(int fd)
+    : m_fd(fd)
+{ }
+
+CMirrorDir::CMirrorDir(CMirrorDir&& other) noexcept
+    : m_fd(other.m_fd)
+{
+    other.m_fd = -1;
+}
+
+CMirrorDir& CMirrorDir::operator=(CMirrorDir&& other) noexcept
+{
+    if (this != &other) {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+        m_fd = other.m_fd;
+        other.m_fd = -1;
+    }
+    return *this;
+}
+
+CMirrorDir::~CMirrorDir()
+{
+    if (m_fd >= 0) {
+        ::close(m_fd);
+    }
+}
+
+std::optional<CMirrorDir> CMirrorDir::OpenRoot(const QString& strRoot)
+{
+    if (!QDir().mkpath(strRoot)) {
+        return std::nullopt;
+    }
+    const int fd = ::open(Encoded(strRoot).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    return CMirrorDir(fd);
+}
+
+std::optional<CMirrorDir> CMirrorDir::Child(const QString& strName, bool bCreate, bool* pCreated) const
+{
+    if (pCreated != nullptr) {
+        *pCreated = false;
+    }
+    const QByteArray name = Encoded(strName);
+    int fd = ::openat(m_fd, name.constData(), kFolderFlags);
+    if (fd < 0 && bCreate) {
+        if (errno == ELOOP || errno == ENOTDIR) {
+            // A file or a link stands where the folder belongs: it goes, and is never followed.
+            ::unlinkat(m_fd, name.constData(), 0);
+        }
+        if (::mkdirat(m_fd, name.constData(), 0755) == 0 && pCreated != nullptr) {
+            *pCreated = true;
+        }
+        fd = ::openat(m_fd, name.constData(), kFolderFlags);
+    }
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    return CMirrorDir(fd);
+}
+
+QStringList CMirrorDir::Names() const
+{
+    QStringList names;
+    const int fd = ::openat(m_fd, ".", kFolderFlags);
+    if (fd < 0) {
+        return names;
+    }
+    DIR* pDir = ::fdopendir(fd);
+    if (pDir == nullptr) {
+        ::close(fd);
+        return names;
+    }
+    while (const dirent* pEntry = ::readdir(pDir)) {
+        const QByteArray name(pEntry->d_name);
+        if (name != "." && name != "..") {
+            names.append(QFile::decodeName(name));
+        }
+    }
+    ::closedir(pDir);
+    return names;
+}
+
+bool CMirrorDir::IsFolder(const QString& strName) const
+{
+    struct stat info
+    { };
+    return ::fstatat(m_fd, Encoded(strName).constData(), &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(info.st_mode);
+}
+
+std::optional<std::time_t> CMirrorDir::FileTime(const QString& strName) const
+{
+    struct stat info
+    { };
+    if (::fstatat(m_fd, Encoded(strName).constData(), &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode)) {
+        return std::nullopt;
+    }
+    return info.st_mtime;
+}
+
+bool CMirrorDir::HoldsFiles() const
+{
+    return !Names().isEmpty();
+}
+
+bool CMirrorDir::CreateEmptyFile(const QString& strName) const
+{
+    const QByteArray name = Encoded(strName);
+    int fd = ::openat(m_fd, name.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd < 0 && errno == ELOOP) {
+        ::unlinkat(m_fd, name.constData(), 0);
+        fd = ::openat(m_fd, name.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
+    }
+    if (fd < 0) {
+        return false;
+    }
+    ::close(fd);
+    return true;
+}
+
+bool CMirrorDir::RemoveFile(const QString& strName) const
+{
+    return ::unlinkat(m_fd, Encoded(strName).constData(), 0) == 0 || errno == ENOENT;
+}
+
+bool CMirrorDir::RemoveEntry(const QString& strName) const
+{
+    return RemoveTreeAt(m_fd, Encoded(strName));
+}
+
+bool CMirrorDir::SetFileTimes(const QString& strName, std::time_t nTime) const
+{
+    const timespec times[2] = { { nTime, 0 }, { nTime, 0 } };
+    return ::utimensat(m_fd, Encoded(strName).constData(), times, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+int CMirrorDir::CreateWorkFile(QString& strWorkName) const
+{
+    static thread_local std::mt19937 random(std::random_device {}());
+    for (int nTry = 0; nTry < 8; ++nTry) {
+        strWorkName = QStringLiteral("$quorveldownload-%1").arg(random(), 8, 16, QLatin1Char('0'));
+        const int fd = ::openat(
+            m_fd, Encoded(strWorkName).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+        if (fd >= 0 || errno != EEXIST) {
+            return fd;
+        }
+    }
+    return -1;
+}
+
+bool CMirrorDir::CommitWorkFile(const QString& strWorkName, const QString& strName) const
+{
+    // A rename replaces a link in the target's place rather than writing through it.
+    return ::renameat(m_fd, Encoded(strWorkName).constData(), m_fd, Encoded(strName).constData()) == 0;
+}
+
+void CMirrorDir::DiscardWorkFile(const QString& strWorkName) const
+{
+    ::unlinkat(m_fd, Encoded(strWorkName).constData(), 0);
+}

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <optional>
+
+#include <QSet>
+#include <QString>
+
+#include "ftp/ListingParser.h"
+
+class CFtpSession;
+class CMirrorDir;
+class CTraceBuffer;
+
+// How a remote folder is reflected into the mirror.
+struct MirrorOptions
+{
+    // Files larger than this many bytes are represented by a placeholder and a marker; -1: no limit.
+    long long nSizeLimit = 10 * 1024;
+    // Download every file within the limit again, current or not.
+    bool bRefreshAll = false;
+    // Mirror every sub-folder too, at once.
+    bool bRecursive = false;
+    // Put "$quorveldummy01"/"02" in a new, empty sub-folder that is not listed now.
+    bool bCreateDummies = true;
+};
+
+// Counts of one mirroring, for the user and the benchmarks.
+struct MirrorCounts
+{
+    long long nFolders = 0;
+    long long nFiles = 0;
+    long long nDownloaded = 0;
+    long long nPlaceholders = 0;
+    long long nCurrent = 0;
+    long long nRejected = 0;
+};
+
+// Lists remote folders with "LIST" over the session's connection and reflects them into the site's mirror
+// folder, where the scanner reads the FTP side: a downloaded copy carrying the remote time, or an empty
+// placeholder with a marker whose name carries the remote size and date.
+class CRemoteListing
+{
+public:
+    CRemoteListing(CFtpSession& session, CTraceBuffer& trace);
+
+    // Progress texts ("Scanning ...", "n / m name (p %) processed...").
+    void SetProgress(std::function<void(const QString&)> progress) { m_progress = std::move(progress); }
+    // The dates of listings are read against these years (tests fix them).
+    void SetYears(const ListingYears& years) { m_years = years; }
+
+    // One folder's raw listing. False on failure, and for an empty listing (LastListingWasEmpty()).
+    bool GetListing(const QString& strFolder, QString& strText);
+    [[nodiscard]] bool LastListingWasEmpty() const { return m_bLastListingEmpty; }
+
+    // Parses a listing of strFolder and updates its mirror folder; false when the folder could not be
+    // mirrored whole (a sub-folder failed, the job was cancelled, the connection was lost).
+    bool ParseAndMirror(const QString& strFolder, const QString& strText, const MirrorOptions& options,
+        const std::atomic<bool>* pCancel);
+
+    // Lists a folder and mirrors it (the folder download of a sub-folder).
+    bool DownloadDir(const QString& strFolder, const MirrorOptions& options, const std::atomic<bool>* pCancel);
+
+    // The remote scan behind the FTP pane: a folder whose mirror is current is not listed again.
+    bool RemoteScan(const QString& strFolder, const MirrorOptions& options, const std::atomic<bool>* pCancel);
+
+    // The local folder that stands for a remote one; empty when the remote path cannot be mirrored.
+    [[nodiscard]] QString MirrorPathFor(const QString& strRemoteFolder) const;
+    [[nodiscard]] bool IsMirrorFolderCurrent(const QString& strRemoteFolder) const;
+
+    // Downloads one remote file into its mirror folder: 1 on success.
+    int DownloadToMirror(const QString& strFolder, const FtpListEntry& entry, const CMirrorDir& mirror,
+        const std::atomic<bool>* pCancel);
+
+    [[nodiscard]] const QString& LastListing() const { return m_strLastListing; }
+    [[nodiscard]] const MirrorCounts& Counts() const { return m_counts; }
+
+private:
+    std::optional<CMirrorDir> OpenMirrorFolder(const QString& strRemoteFolder, bool bCreate) const;
+    bool MirrorEntries(const QString& strFolder, const ParsedListing& parsed, const MirrorOptions& options,
+        const std::atomic<bool>* pCancel);
+    void WritePlaceholder(const CMirrorDir& mirror, const FtpListEntry& entry, const QString& strMarker);
+
+    CFtpSession& m_session;
+    CTraceBuffer& m_trace;
+    std::function<void(const QString&)> m_progress;
+    ListingYears m_years = ListingYears::Now();
+    QString m_strLastListing;
+    bool m_bLastListingEmpty = false;
+    MirrorCounts m_counts;
+    // Listings of the folders above the one being mirrored: a link back up lists one of them again.
+    QList<QByteArray> m_ancestorListings;
+};
+
+// A remote folder's path as the mirror keeps it: "/" separators, leading "/", no trailing "/"; nothing when a
+// part of it cannot be a mirror folder name ("..", control characters ...).
+std::optional<QStringList> RemoteFolderParts(const QString& strRemoteFolder);
+
+// Text that can stand in a marker's name: digits, letters and "+-." only.
+QString MarkerSafe(const QString& strText);
