@@ -245,9 +245,8 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
                 if (pCancel != nullptr && pCancel->load()) {
                     return false;
                 }
-                if (!bSubfolderDone) {
-                    return false;
-                }
+                // The folder is not whole without it, but the rest of it is still worth having.
+                bComplete = bComplete && bSubfolderDone;
             }
             continue;
         }

@@ -1,0 +1,133 @@
+#include <ctime>
+#include <random>
+
+#include <gmock/gmock.h>
+
+#include "common/TestFiles.h"
+#include "ftp/ListingParser.h"
+
+namespace {
+
+const ListingYears kYears { 2026, 2026 };
+
+std::int64_t LocalTime(int nYear, int nMonth, int nDay, int nHour, int nMinute)
+{
+    std::tm when {};
+    when.tm_year = nYear - 1900;
+    when.tm_mon = nMonth - 1;
+    when.tm_mday = nDay;
+    when.tm_hour = nHour;
+    when.tm_min = nMinute;
+    when.tm_isdst = 0;
+    return std::mktime(&when);
+}
+
+struct LineCase
+{
+    const char* line;
+    const char* name;
+    bool bDirectory;
+    bool bLink;
+    std::int64_t nSize;
+    const char* dateKey;
+};
+
+// Lines as real servers write them: pyftpdlib, vsftpd, classic Unix ls with a year, and the odd ones.
+TEST(ListingParser, RealServerLinesGiveTheirEntries)
+{
+    const LineCase cases[] = {
+        { "-rw-r--r--   1 tester   tester         16 Nov 21 07:29 file.txt", "file.txt", false, false, 16,
+            "112120260729" },
+        { "-rw-r--r--    1 0        0              16 Nov 21 07:29 file.txt", "file.txt", false, false, 16,
+            "112120260729" },
+        { "drwxr-xr-x   2 user group     4096 Jan  5 10:30 my folder", "my folder", true, false, 4096, "010520261030" },
+        { "lrwxrwxrwx 1 u g 11 Mar 3 2009 web -> public_html", "web", false, true, 11, "030320090000" },
+        { "-rw-r--r-- 1 u g 3000000000 Dec 31 1999 huge.iso", "huge.iso", false, false, 2147483647, "123119990000" },
+        { "-rw-r--r-- 1 u g 99999999999999999999 Feb 30 2020 absurd", "absurd", false, false, 2147483647,
+            "023020200000" },
+        { "-rw-r--r-- 1 u g -12 Jun 1 24:00 negative", "negative", false, false, -12, "060120262400" },
+        { "-rw-r--r-- 1 u g 5 Jun 1 12:00 says -> but is a file", "says -> but is a file", false, false, 5,
+            "060120261200" },
+        { "-rw-r--r-- 1 u g 5 Mär 1 2020 german", "german", false, false, 5, "0120200000" },
+        { "-rw-r--r-- 1 u g x1 Jun 1 2020  leading space", " leading space", false, false, 0, "060120200000" },
+    };
+    for (const LineCase& c : cases) {
+        FtpListEntry entry;
+        ASSERT_TRUE(ParseListLine(QString::fromUtf8(c.line), kYears, entry)) << c.line;
+        EXPECT_EQ(entry.name, QString::fromUtf8(c.name)) << c.line;
+        EXPECT_EQ(entry.isDirectory, c.bDirectory) << c.line;
+        EXPECT_EQ(entry.isLink, c.bLink) << c.line;
+        EXPECT_EQ(entry.size, c.nSize) << c.line;
+        EXPECT_EQ(entry.dateKey, QString::fromUtf8(c.dateKey)) << c.line;
+    }
+}
+
+TEST(ListingParser, DatesFollowTheListingRules)
+{
+    EXPECT_EQ(DateFromListing(QStringLiteral("Jan"), QStringLiteral("5"), QStringLiteral("2009"), kYears),
+        LocalTime(2009, 1, 5, 0, 0));
+    // A time of day: this year (UTC), and an hour less than listed.
+    EXPECT_EQ(DateFromListing(QStringLiteral("Jan"), QStringLiteral("5"), QStringLiteral("10:30"), kYears),
+        LocalTime(2026, 1, 5, 9, 30));
+    EXPECT_EQ(DateFromListing(QStringLiteral("Mär"), QStringLiteral("5"), QStringLiteral("2009"), kYears),
+        LocalTime(2009, 1, 5, 0, 0))
+        << "a month that is not understood counts as January";
+    EXPECT_EQ(DateFromListing(QStringLiteral("3"), QStringLiteral("5"), QStringLiteral("2009"), kYears),
+        LocalTime(2009, 3, 5, 0, 0));
+    EXPECT_EQ(DateFromListing(QStringLiteral("Feb"), QStringLiteral("30"), QStringLiteral("2020"), kYears),
+        LocalTime(2020, 3, 1, 0, 0));
+    EXPECT_EQ(DateFromListing(QStringLiteral("Jun"), QStringLiteral("1"), QStringLiteral("24:00"), kYears),
+        LocalTime(2026, 6, 1, 23, 0));
+    (void)DateFromListing(
+        QStringLiteral("Jun"), QStringLiteral("99999999999"), QStringLiteral("99999999999999999999"), kYears);
+    EXPECT_EQ(DateKeyFromListing(QStringLiteral("Jan"), QStringLiteral("5"), QStringLiteral("10:30"), { 2026, 2027 }),
+        QStringLiteral("010520271030"))
+        << "the date key takes the local year";
+}
+
+TEST(ListingParser, ListingsSkipNoiseAndOversizedLines)
+{
+    const QString strText = QStringLiteral("total 12\r\n\r\n"
+                                           "drwxr-xr-x 2 u g 4096 Jan 5 10:30 .\r\n"
+                                           "drwxr-xr-x 2 u g 4096 Jan 5 10:30 ..\r\n"
+                                           "-rw-r--r-- 1 u g 3 Jan 5 10:30 a.txt\n\n\n"
+                                           "-rw-r--r-- 1 u g 3 Jan 5 10:30 b.txt")
+        + QStringLiteral("\n-rw-r--r-- 1 u g 3 Jan 5 10:30 ") + QString(70000, QLatin1Char('x'))
+        + QStringLiteral("\rtruncated line");
+    const ParsedListing parsed = ParseListing(strText, kYears);
+    ASSERT_EQ(parsed.entries.size(), 2u);
+    EXPECT_EQ(parsed.entries[0].name, QStringLiteral("a.txt"));
+    EXPECT_EQ(parsed.entries[1].name, QStringLiteral("b.txt"));
+    ASSERT_EQ(parsed.rejectedLines.size(), 1u);
+    EXPECT_EQ(parsed.rejectedLines[0].size(), 80);
+}
+
+TEST(ListingParser, GarbageNeverCrashes)
+{
+    std::mt19937 random(5);
+    for (int i = 0; i < 2000; ++i) {
+        QString strText;
+        const int nLength = static_cast<int>(random() % 400);
+        for (int j = 0; j < nLength; ++j) {
+            strText += QChar(static_cast<char16_t>(random() % 4 == 0 ? QLatin1Char(' ').unicode() : random() % 0x3000));
+        }
+        (void)ParseListing(strText, kYears);
+    }
+    (void)ParseListing(QString(100, QChar(0)), kYears);
+}
+
+TEST(ListingParser, OnlyNamesThatCanBeStoredAreSafe)
+{
+    for (const char* safe : { "a.txt", "my folder", " leading", "ünïcødé", "...", "a;b" }) {
+        EXPECT_TRUE(IsSafeEntryName(QString::fromUtf8(safe))) << safe;
+    }
+    for (const QString& unsafe :
+        { QString(), QStringLiteral("."), QStringLiteral(".."), QStringLiteral("a/b"), QStringLiteral("a\\b"),
+            QStringLiteral("../up"), QString::fromUtf8("nul\0x", 5), QStringLiteral("tab\there"),
+            QStringLiteral("del\x7f"), QString(256, QLatin1Char('n')), QString(128, QChar(0x00E9)) }) {
+        EXPECT_FALSE(IsSafeEntryName(unsafe)) << unsafe.toStdString();
+    }
+    EXPECT_TRUE(IsSafeEntryName(QString(255, QLatin1Char('n'))));
+}
+
+} // namespace
