@@ -219,6 +219,7 @@ CurlOutcome CCurlConnection::SendOne(const QString& strCommand, const std::atomi
     if (outcome.bOk && !strCommand.isEmpty() && m_nReplies != nRepliesBefore && ReplyCode(m_strLastReply) >= 400) {
         outcome.bOk = false;
         outcome.bServerRefused = true;
+        outcome.nReplyCode = ReplyCode(m_strLastReply);
         outcome.strError = m_strLastReply;
     }
     return outcome;
@@ -321,6 +322,7 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
     outcome.bServerRefused = !outcome.bCancelled && m_nReplies != nRepliesBefore && nReplyCode >= 400;
     if (outcome.bServerRefused) {
         outcome.strError = m_strLastReply;
+        outcome.nReplyCode = nReplyCode;
     } else if (outcome.bTooLarge) {
         outcome.strError = FormatText("the reply was longer than %lld bytes and was stopped", m_nReceiveLimit);
     } else {

@@ -33,7 +33,11 @@ struct [[nodiscard]] CurlOutcome
     bool bCancelled = false;
     bool bLoginDenied = false;
     bool bTooLarge = false;
+    int nReplyCode = 0; // of the refusal, when the server refused
     QString strError;
+
+    // A refusal that asking again will not change (5xx: wrong password, no such folder).
+    [[nodiscard]] bool IsPermanent() const { return bLoginDenied || (bServerRefused && nReplyCode >= 500); }
 };
 
 // What the connection reports as it works: protocol lines for the trace, and the status events of the

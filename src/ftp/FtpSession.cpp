@@ -162,8 +162,8 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
         m_trace.AddTraceText(TRACE_ERROR, WithoutLineBreaks(outcome.strError));
         m_strLastError
             = FormatText("Could not log on to %s: %s", m_endpoint.strHost, WithoutLineBreaks(outcome.strError));
-        // A refused log-on is not a passing fault: trying again only risks locking the account.
-        if (outcome.bLoginDenied || nAttempt == m_nRetries || !SleepBeforeRetry(pCancel)) {
+        // A refused log-on or folder is not a passing fault: trying again only risks locking the account.
+        if (outcome.IsPermanent() || nAttempt == m_nRetries || !SleepBeforeRetry(pCancel)) {
             break;
         }
     }
@@ -256,7 +256,7 @@ bool CFtpSession::EnsureFtpConnected(const std::atomic<bool>* pCancel)
         }
         m_trace.AddTraceLine(
             TRACE_ERROR, "Failed to connect to %s (Attempt %d of %d)", m_endpoint.strHost, nAttempt, m_nRetries);
-        if (outcome.bCancelled || outcome.bLoginDenied || nAttempt == m_nRetries || !SleepBeforeRetry(pCancel)) {
+        if (outcome.bCancelled || outcome.IsPermanent() || nAttempt == m_nRetries || !SleepBeforeRetry(pCancel)) {
             break;
         }
     }

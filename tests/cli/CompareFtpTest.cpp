@@ -1,0 +1,93 @@
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <gmock/gmock.h>
+
+#include "common/FtpTestServer.h"
+#include "common/TestFiles.h"
+
+namespace {
+
+struct CliRun
+{
+    int nExit = -1;
+    QString strOut;
+    QString strErr;
+};
+
+class CompareFtp : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_server.Start()) << m_server.Error().toStdString();
+        m_strLocal = MakeTestFolder(QStringLiteral("cli-ftp-local"));
+        QDir().mkpath(m_server.Root() + QStringLiteral("/site"));
+        for (const auto& [name, local, remote] :
+            { std::tuple { "same.txt", "same", "same" }, { "changed.txt", "mine", "tHem" } }) {
+            WriteFileBytes(m_strLocal + QLatin1Char('/') + QString::fromLatin1(name), local);
+            WriteFileBytes(m_server.Root() + QStringLiteral("/site/") + QString::fromLatin1(name), remote);
+        }
+        m_environment = QProcessEnvironment::systemEnvironment();
+        m_environment.insert(QStringLiteral("QUORVEL_PASSWORD"), QString::fromLatin1(CFtpTestServer::kPassword));
+        m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), MakeTestFolder(QStringLiteral("cli-ftp-cache")));
+    }
+
+    CliRun Run(const QStringList& options) const
+    {
+        QProcess process;
+        process.setProcessEnvironment(m_environment);
+        process.setStandardInputFile(QProcess::nullDevice());
+        const QString strUrl = QStringLiteral("ftp://%1@127.0.0.1:%2/site")
+                                   .arg(QString::fromLatin1(CFtpTestServer::kUser))
+                                   .arg(m_server.Port());
+        process.start(QStringLiteral(QUORVEL_CLI_PATH),
+            QStringList {
+                QStringLiteral("--settings"), TestRoot() + QStringLiteral("/cli-profile"), QStringLiteral("compare") }
+                + options + QStringList { m_strLocal, strUrl });
+        process.waitForFinished(60000);
+        return { process.exitCode(), QString::fromLocal8Bit(process.readAllStandardOutput()),
+            QString::fromLocal8Bit(process.readAllStandardError()) };
+    }
+
+    CFtpTestServer m_server;
+    QString m_strLocal;
+    QProcessEnvironment m_environment;
+};
+
+TEST_F(CompareFtp, ComparesWithTheServerAndFetchesNothingTwice)
+{
+    const CliRun first = Run({ QStringLiteral("--json"), QStringLiteral("--trace") });
+    ASSERT_EQ(first.nExit, 1) << first.strErr.toStdString();
+    EXPECT_EQ(first.strErr.count(QStringLiteral("] RETR ")), 2);
+    const QJsonDocument document = QJsonDocument::fromJson(first.strOut.toUtf8());
+    const QJsonArray items = document[QStringLiteral("items")].toArray();
+    ASSERT_EQ(items.size(), 2);
+    EXPECT_EQ(items[0][QStringLiteral("status")].toString(), QStringLiteral("Diff"));
+    EXPECT_EQ(
+        items[0][QStringLiteral("right")][QStringLiteral("path")].toString(), QStringLiteral("/site/changed.txt"));
+    EXPECT_TRUE(items[0][QStringLiteral("right")][QStringLiteral("localCopy")].toString().contains(
+        QStringLiteral("/Quorvel/mirrors/")));
+    EXPECT_EQ(items[1][QStringLiteral("status")].toString(), QStringLiteral("Same"));
+
+    const CliRun second = Run({ QStringLiteral("--trace") });
+    EXPECT_EQ(second.nExit, 1);
+    EXPECT_EQ(second.strErr.count(QStringLiteral("] RETR ")), 0) << "the mirror copies are current";
+
+    const CliRun limited = Run({ QStringLiteral("--cache-kb"), QStringLiteral("0"), QStringLiteral("--refresh-all") });
+    EXPECT_THAT(limited.strOut.toStdString(),
+        testing::HasSubstr("0 same, 0 different, 0 only on the left, 0 only on the right, 2 undecided"));
+}
+
+TEST_F(CompareFtp, AFolderThatCannotBeListedEndsWithStatusTwo)
+{
+    QDir(m_server.Root() + QStringLiteral("/site")).removeRecursively();
+    const CliRun run = Run({});
+    EXPECT_EQ(run.nExit, 2);
+    EXPECT_THAT(run.strErr.toStdString(), testing::HasSubstr("quorvel-cli compare: "));
+}
+
+} // namespace
