@@ -23,6 +23,13 @@ void CTracePrinter::OnTraceLine(const TraceLine& line, bool)
         stderr, "%s%s%s\n", pColour, line.strText.toLocal8Bit().constData(), *pColour != '\0' ? "\033[0m" : "");
 }
 
+FtpSite PassiveSite()
+{
+    FtpSite site;
+    site.bPassive = true;
+    return site;
+}
+
 namespace {
 
 QString PromptForPassword(const QString& strUser, const QString& strHost)

@@ -16,6 +16,9 @@ private:
     bool m_bColour;
 };
 
+// A site description for the command line, where data connections are passive unless --active says not.
+FtpSite PassiveSite();
+
 // The password for the site, from the first source that has one: QUORVEL_PASSWORD, the password file,
 // ~/.netrc, a prompt on the terminal. Empty for anonymous log-on. strError is set when a source the user
 // named fails.

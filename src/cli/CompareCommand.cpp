@@ -56,7 +56,8 @@ struct CompareOptions
     bool bOnlyDiff = false;
     bool bJson = false;
     int nThreads = DefaultComparisonThreads();
-    FtpSite site;
+    // Passive unless asked otherwise: it works through firewalls and NAT, where active mode rarely does.
+    FtpSite site = PassiveSite();
     QString strPasswordFile;
     long long nCacheKb = -1;
     bool bRefreshAll = false;

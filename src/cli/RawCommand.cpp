@@ -35,7 +35,7 @@ Exit status: 0 every command succeeded, 1 the server refused a command, 2 the si
 
 int RunRaw(const QStringList& arguments)
 {
-    FtpSite site;
+    FtpSite site = PassiveSite();
     QString strPasswordFile;
     bool bTrace = false;
     QStringList positional;
