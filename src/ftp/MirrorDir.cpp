@@ -20,6 +20,28 @@ QByteArray Encoded(const QString& strName)
     return QFile::encodeName(strName);
 }
 
+// The names in the folder open as fd (which stays open), without "." and "..".
+QList<QByteArray> ListNames(int fd)
+{
+    QList<QByteArray> names;
+    const int nOwnFd = ::openat(fd, ".", kFolderFlags);
+    DIR* pDir = nOwnFd >= 0 ? ::fdopendir(nOwnFd) : nullptr;
+    if (pDir == nullptr) {
+        if (nOwnFd >= 0) {
+            ::close(nOwnFd);
+        }
+        return names;
+    }
+    while (const dirent* pEntry = ::readdir(pDir)) {
+        const QByteArray name(pEntry->d_name);
+        if (name != "." && name != "..") {
+            names.append(name);
+        }
+    }
+    ::closedir(pDir);
+    return names;
+}
+
 bool RemoveTreeAt(int nParentFd, const QByteArray& name)
 {
     if (::unlinkat(nParentFd, name.constData(), 0) == 0) {
@@ -32,23 +54,11 @@ bool RemoveTreeAt(int nParentFd, const QByteArray& name)
     if (fd < 0) {
         return false;
     }
-    DIR* pDir = ::fdopendir(fd);
-    if (pDir == nullptr) {
-        ::close(fd);
-        return false;
-    }
-    QList<QByteArray> children;
-    while (const dirent* pEntry = ::readdir(pDir)) {
-        const QByteArray child(pEntry->d_name);
-        if (child != "." && child != "..") {
-            children.append(child);
-        }
-    }
     bool bAll = true;
-    for (const QByteArray& child : children) {
-        bAll = RemoveTreeAt(::dirfd(pDir), child) && bAll;
+    for (const QByteArray& child : ListNames(fd)) {
+        bAll = RemoveTreeAt(fd, child) && bAll;
     }
-    ::closedir(pDir);
+    ::close(fd);
     return bAll && ::unlinkat(nParentFd, name.constData(), AT_REMOVEDIR) == 0;
 }
 
@@ -121,22 +131,9 @@ std::optional<CMirrorDir> CMirrorDir::Child(const QString& strName, bool bCreate
 QStringList CMirrorDir::Names() const
 {
     QStringList names;
-    const int fd = ::openat(m_fd, ".", kFolderFlags);
-    if (fd < 0) {
-        return names;
+    for (const QByteArray& name : ListNames(m_fd)) {
+        names.append(QFile::decodeName(name));
     }
-    DIR* pDir = ::fdopendir(fd);
-    if (pDir == nullptr) {
-        ::close(fd);
-        return names;
-    }
-    while (const dirent* pEntry = ::readdir(pDir)) {
-        const QByteArray name(pEntry->d_name);
-        if (name != "." && name != "..") {
-            names.append(QFile::decodeName(name));
-        }
-    }
-    ::closedir(pDir);
     return names;
 }
 

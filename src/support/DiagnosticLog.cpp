@@ -19,6 +19,12 @@ QString CurrentLogPath()
     return state.strLogFilePath;
 }
 
+// The file a line goes to now: empty while logging is off or no log file has been started.
+QString WritablePath()
+{
+    return TheLogState().bEnabled ? CurrentLogPath() : QString();
+}
+
 QString StampPrefix(const QDateTime& when)
 {
     return QLatin1Char('[') + when.toString(QStringLiteral("MM/dd/yy")) + QLatin1Char(' ')
@@ -123,14 +129,11 @@ void SetLogClock(std::function<QDateTime()> clock)
 
 void WriteLogLine(const QString& strMessage, LogTimestampWish wish)
 {
-    LogState& state = TheLogState();
-    if (!state.bEnabled) {
-        return;
-    }
-    const QString strPath = CurrentLogPath();
+    const QString strPath = WritablePath();
     if (strPath.isEmpty()) {
         return;
     }
+    LogState& state = TheLogState();
     const qint64 nSizeCap = state.nSizeCap;
     bool bTruncate = false;
     if (nSizeCap != 0) {
@@ -178,14 +181,11 @@ void WriteLogErrorLine(int nErrorCode, const QString& strText)
 
 void LogNarrow(const QByteArray& text)
 {
-    LogState& state = TheLogState();
-    if (!state.bEnabled) {
-        return;
-    }
-    const QString strPath = CurrentLogPath();
+    const QString strPath = WritablePath();
     if (strPath.isEmpty()) {
         return;
     }
+    LogState& state = TheLogState();
     QByteArray line;
     if (state.bTimestampLines) {
         line = StampPrefix(LogNow()).toLocal8Bit();

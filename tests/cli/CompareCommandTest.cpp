@@ -2,33 +2,15 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <gmock/gmock.h>
 
+#include "cli/CliRunner.h"
 #include "common/TestFiles.h"
 
 using testing::HasSubstr;
 
 namespace {
-
-struct CliRun
-{
-    int nExit = -1;
-    QString strOut;
-    QString strErr;
-};
-
-CliRun RunCli(const QStringList& arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(QUORVEL_CLI_PATH),
-        QStringList { QStringLiteral("--settings"), TestRoot() + QStringLiteral("/cli-profile") } + arguments);
-    process.waitForFinished(60000);
-    return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-        QString::fromLocal8Bit(process.readAllStandardOutput()),
-        QString::fromLocal8Bit(process.readAllStandardError()) };
-}
 
 class CompareCommand : public testing::Test
 {

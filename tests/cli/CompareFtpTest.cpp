@@ -2,21 +2,14 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <gmock/gmock.h>
 
+#include "cli/CliRunner.h"
 #include "common/FtpTestServer.h"
 #include "common/TestFiles.h"
 
 namespace {
-
-struct CliRun
-{
-    int nExit = -1;
-    QString strOut;
-    QString strErr;
-};
 
 class CompareFtp : public testing::Test
 {
@@ -38,19 +31,11 @@ protected:
 
     CliRun Run(const QStringList& options) const
     {
-        QProcess process;
-        process.setProcessEnvironment(m_environment);
-        process.setStandardInputFile(QProcess::nullDevice());
         const QString strUrl = QStringLiteral("ftp://%1@127.0.0.1:%2/site")
                                    .arg(QString::fromLatin1(CFtpTestServer::kUser))
                                    .arg(m_server.Port());
-        process.start(QStringLiteral(QUORVEL_CLI_PATH),
-            QStringList {
-                QStringLiteral("--settings"), TestRoot() + QStringLiteral("/cli-profile"), QStringLiteral("compare") }
-                + options + QStringList { m_strLocal, strUrl });
-        process.waitForFinished(60000);
-        return { process.exitCode(), QString::fromLocal8Bit(process.readAllStandardOutput()),
-            QString::fromLocal8Bit(process.readAllStandardError()) };
+        return RunCli(
+            QStringList { QStringLiteral("compare") } + options + QStringList { m_strLocal, strUrl }, m_environment);
     }
 
     CFtpTestServer m_server;

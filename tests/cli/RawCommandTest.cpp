@@ -1,33 +1,13 @@
-#include <QProcess>
 
 #include <gmock/gmock.h>
 
+#include "cli/CliRunner.h"
 #include "common/FtpTestServer.h"
 #include "common/TestFiles.h"
 
 using testing::HasSubstr;
 
 namespace {
-
-struct CliRun
-{
-    int nExit = -1;
-    QString strOut;
-    QString strErr;
-};
-
-CliRun RunCli(const QStringList& arguments, const QProcessEnvironment& environment)
-{
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.start(QStringLiteral(QUORVEL_CLI_PATH),
-        QStringList { QStringLiteral("--settings"), TestRoot() + QStringLiteral("/cli-profile") } + arguments);
-    process.waitForFinished(60000);
-    return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-        QString::fromLocal8Bit(process.readAllStandardOutput()),
-        QString::fromLocal8Bit(process.readAllStandardError()) };
-}
 
 class RawCommand : public testing::Test
 {
