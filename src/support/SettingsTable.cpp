@@ -57,6 +57,8 @@ constexpr std::array kTable {
     Int(kSettings, "MaxFtpConnections", 4),
     // Checked for reachability when a site cannot be reached; empty: nothing is contacted.
     Text(kSettings, "ReachabilityProbeUrl", ""),
+    // Transfer list column widths, "%d,%d,%d,%d,%d,%d" in column order.
+    Text(kSettings, "XferWidths", ""),
     // The password given for anonymous log-on.
     Text(kSettings, "EmailAddress", "anonymous@"),
 };
