@@ -122,6 +122,13 @@ public:
         return nBytes;
     }
 
+    static size_t Read(char* pBuffer, size_t nSize, size_t nCount, void* pUser)
+    {
+        auto* pConnection = static_cast<CCurlConnection*>(pUser);
+        const qint64 nRead = pConnection->m_source ? pConnection->m_source(pBuffer, nSize * nCount) : 0;
+        return nRead < 0 ? CURL_READFUNC_ABORT : static_cast<size_t>(nRead);
+    }
+
     static int Progress(void* pUser, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
     {
         const auto* pConnection = static_cast<const CCurlConnection*>(pUser);
@@ -151,6 +158,8 @@ void CCurlConnection::Configure()
     curl_easy_setopt(pCurl, CURLOPT_DEBUGDATA, this);
     curl_easy_setopt(pCurl, CURLOPT_WRITEFUNCTION, &CCurlCallbacks::Write);
     curl_easy_setopt(pCurl, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(pCurl, CURLOPT_READFUNCTION, &CCurlCallbacks::Read);
+    curl_easy_setopt(pCurl, CURLOPT_READDATA, this);
     curl_easy_setopt(pCurl, CURLOPT_NOPROGRESS, 0L);
     curl_easy_setopt(pCurl, CURLOPT_XFERINFOFUNCTION, &CCurlCallbacks::Progress);
     curl_easy_setopt(pCurl, CURLOPT_XFERINFODATA, this);
@@ -396,6 +405,33 @@ CurlOutcome CCurlConnection::Download(
     m_sink = sink;
     CurlOutcome outcome = Perform(pCancel);
     m_sink = nullptr;
+    return outcome;
+}
+
+CurlOutcome CCurlConnection::Upload(const QString& strFolder, const QString& strName, qint64 nSize,
+    const DataSource& source, const std::atomic<bool>* pCancel)
+{
+    const CurlOutcome changed = SendCommands({}, strFolder);
+    if (!changed.bOk) {
+        return changed;
+    }
+    CURL* pCurl = m_pHandle->pCurl;
+    if (pCurl != nullptr) {
+        m_pHandle->SetQuote({});
+        m_pHandle->SetCustomRequest({});
+        const QString strUrl = ServerUrl() + QString::fromLatin1(QUrl::toPercentEncoding(strName));
+        curl_easy_setopt(pCurl, CURLOPT_URL, strUrl.toUtf8().constData());
+        curl_easy_setopt(pCurl, CURLOPT_NOBODY, 0L);
+        curl_easy_setopt(pCurl, CURLOPT_UPLOAD, 1L);
+        curl_easy_setopt(pCurl, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(nSize));
+    }
+    m_source = source;
+    CurlOutcome outcome = Perform(pCancel);
+    m_source = nullptr;
+    if (pCurl != nullptr) {
+        curl_easy_setopt(pCurl, CURLOPT_UPLOAD, 0L);
+        curl_easy_setopt(pCurl, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(-1));
+    }
     return outcome;
 }
 

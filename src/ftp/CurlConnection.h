@@ -75,6 +75,12 @@ public:
     CurlOutcome Download(const QString& strFolder, const QString& strName, const DataSink& sink,
         const std::atomic<bool>* pCancel = nullptr);
 
+    // Sends nSize bytes, asked for piece by piece from source (which returns how many it put in the buffer,
+    // or -1 to stop), as the file strName of strFolder. Polls *pCancel (when given).
+    using DataSource = std::function<qint64(char* pBuffer, size_t nMax)>;
+    CurlOutcome Upload(const QString& strFolder, const QString& strName, qint64 nSize, const DataSource& source,
+        const std::atomic<bool>* pCancel = nullptr);
+
     // Data commands stop with an error once more than this many bytes arrived; 0 for no limit.
     void SetReceiveLimit(qint64 nBytes) { m_nReceiveLimit = nBytes; }
 
@@ -121,6 +127,7 @@ private:
     qint64 m_nReceiveLimit = 0;
     bool m_bOverLimit = false;
     DataSink m_sink;
+    DataSource m_source;
     const std::atomic<bool>* m_pCancel = nullptr;
 
     friend class CCurlCallbacks;

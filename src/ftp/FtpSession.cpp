@@ -392,6 +392,11 @@ std::unique_ptr<CCurlConnection> CFtpSession::AcquireConnection(
     return pConnection;
 }
 
+int CFtpSession::ConnectionsInUse() const
+{
+    return m_pPool ? m_pPool->InUse() : 0;
+}
+
 void CFtpSession::ReleaseConnection(std::unique_ptr<CCurlConnection> pConnection)
 {
     if (m_pPool) {

@@ -53,6 +53,8 @@ public:
     void ReleaseConnection(std::unique_ptr<CCurlConnection> pConnection);
 
     [[nodiscard]] bool IsConnected() const { return m_pConnection != nullptr; }
+    // Connections lent to workers right now.
+    [[nodiscard]] int ConnectionsInUse() const;
     [[nodiscard]] const QString& Server() const { return m_endpoint.strHost; }
     [[nodiscard]] const QString& RemoteRoot() const { return m_strRemoteRoot; }
     [[nodiscard]] const QString& MirrorRoot() const { return m_strMirrorRoot; }

@@ -12,7 +12,7 @@ import tempfile
 import time
 
 from pyftpdlib.authorizers import DummyAuthorizer
-from pyftpdlib.handlers import FTPHandler, TLS_DTPHandler, TLS_FTPHandler
+from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler, TLS_DTPHandler, TLS_FTPHandler
 from pyftpdlib.servers import FTPServer
 
 
@@ -109,6 +109,7 @@ def main():
     parser.add_argument("--refuse", action="append", help="CMD:REPLY answers CMD with REPLY")
     parser.add_argument("--canned-list", help="a file whose bytes every LIST returns")
     parser.add_argument("--tls", choices=["explicit", "implicit"])
+    parser.add_argument("--throttle", type=int, default=0, help="bytes a second each data connection may move")
     options = parser.parse_args()
     options.implicit_tls = options.tls == "implicit"
 
@@ -133,6 +134,12 @@ def main():
         handler.certfile = certfile
         handler.dtp_handler = ReadableWhileAcceptingDTP
         handler.tls_data_required = options.implicit_tls
+
+    if options.throttle and not options.tls:
+        throttled = type("ThrottledDTP", (ThrottledDTPHandler,), {})
+        throttled.read_limit = options.throttle
+        throttled.write_limit = options.throttle
+        handler.dtp_handler = throttled
 
     server = FTPServer(("127.0.0.1", 0), handler)
     print("PORT %d" % server.address[1], flush=True)

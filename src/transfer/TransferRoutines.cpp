@@ -1,0 +1,339 @@
+#include "transfer/TransferRoutines.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+#include "ftp/CurlConnection.h"
+#include "ftp/TraceBuffer.h"
+#include "support/TextFormat.h"
+
+namespace {
+
+constexpr qint64 kMaxListingBytes = 64LL * 1024 * 1024;
+constexpr int kMaxDepth = 32;
+const QString kWorkingPrefix = QStringLiteral(".quorvel-upload-");
+
+bool Cancelled(const TransferContext& context)
+{
+    return context.pCancel != nullptr && context.pCancel->load();
+}
+
+int Fail(TransferContext& context, const QString& strWhy)
+{
+    context.strFailure = strWhy;
+    context.trace.AddTraceText(TRACE_ERROR, strWhy);
+    return TRANSFER_FAILED;
+}
+
+bool CheckName(TransferContext& context, const QString& strName)
+{
+    if (IsSendableName(strName)) {
+        return true;
+    }
+    Fail(context,
+        FormatText("The name \"%s\" holds a line break or NUL, which an FTP command cannot carry; it was not sent.",
+            QString(strName)
+                .replace(QLatin1Char('\n'), QStringLiteral("\\n"))
+                .replace(QLatin1Char('\r'), QStringLiteral("\\r"))));
+    return false;
+}
+
+int FolderDownload(TransferContext& context, const QString& strRemoteFolder, const QString& strLocalFolder, int nDepth)
+{
+    if (nDepth > kMaxDepth) {
+        return Fail(context,
+            FormatText("\"%s\" lies more than %d folders deep; it was not downloaded.", strRemoteFolder, kMaxDepth));
+    }
+    const std::optional<std::vector<FtpListEntry>> entries = ListRemoteFolder(context, strRemoteFolder);
+    if (!entries) {
+        return TRANSFER_FAILED;
+    }
+    if (!QDir().mkpath(strLocalFolder)) {
+        return Fail(context, FormatText("The folder %s cannot be made.", strLocalFolder));
+    }
+    int nResult = TRANSFER_DONE;
+    for (const FtpListEntry& entry : *entries) {
+        if (Cancelled(context)) {
+            return TRANSFER_CANCELLED;
+        }
+        if (!IsSafeEntryName(entry.name)) {
+            context.trace.AddTraceLine(
+                TRACE_ERROR, "\"%s\" in %s cannot be a local name; it was left out.", entry.name, strRemoteFolder);
+            continue;
+        }
+        const QString strLocal = QDir(strLocalFolder).filePath(entry.name);
+        const int nEntryResult = entry.isDirectory || entry.isLink
+            ? FolderDownload(context, JoinRemotePath(strRemoteFolder, entry.name), strLocal, nDepth + 1)
+            : DownloadFile(context, strRemoteFolder, entry.name, strLocal, entry.size < INT32_MAX ? entry.size : -1);
+        if (nEntryResult == TRANSFER_CANCELLED) {
+            return TRANSFER_CANCELLED;
+        }
+        if (nEntryResult != TRANSFER_DONE) {
+            nResult = nEntryResult;
+        }
+    }
+    return nResult;
+}
+
+} // namespace
+
+bool IsSendableName(const QString& strName)
+{
+    return !strName.contains(QLatin1Char('\n')) && !strName.contains(QLatin1Char('\r')) && !strName.contains(QChar(0));
+}
+
+QString JoinRemotePath(const QString& strFolder, const QString& strName)
+{
+    return strFolder.endsWith(QLatin1Char('/')) ? QString(strFolder + strName)
+                                                : QString(strFolder + QLatin1Char('/') + strName);
+}
+
+std::int64_t LocalSize(const QString& strPath)
+{
+    const QFileInfo info(strPath);
+    if (!info.isDir()) {
+        return info.size();
+    }
+    std::int64_t nTotal = 0;
+    QDirIterator files(strPath, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        files.next();
+        nTotal += files.fileInfo().size();
+    }
+    return nTotal;
+}
+
+std::optional<std::vector<FtpListEntry>> ListRemoteFolder(TransferContext& context, const QString& strRemoteFolder)
+{
+    QByteArray data;
+    context.connection.SetReceiveLimit(kMaxListingBytes);
+    const CurlOutcome outcome = context.connection.SendDataCommand(QStringLiteral("LIST"), strRemoteFolder, data);
+    context.connection.SetReceiveLimit(0);
+    if (!outcome.bOk) {
+        Fail(context, FormatText("The listing of %s failed: %s", strRemoteFolder, outcome.strError.trimmed()));
+        return std::nullopt;
+    }
+    return ParseListing(QString::fromLocal8Bit(data), ListingYears::Now()).entries;
+}
+
+int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const QString& strName,
+    const QString& strLocalPath, std::int64_t nExpectedSize)
+{
+    if (!CheckName(context, strName)) {
+        return TRANSFER_FAILED;
+    }
+    QSaveFile file(strLocalPath);
+    if (!file.open(QIODevice::WriteOnly)) {
+        return Fail(context, FormatText("%s cannot be written: %s.", strLocalPath, file.errorString()));
+    }
+    std::int64_t nReceived = 0;
+    bool bTooLong = false;
+    bool bWriteFailed = false;
+    const CurlOutcome outcome = context.connection.Download(
+        strRemoteFolder, strName,
+        [&](const char* pData, size_t nSize) {
+            nReceived += static_cast<std::int64_t>(nSize);
+            if (nExpectedSize >= 0 && nReceived > nExpectedSize) {
+                bTooLong = true;
+                return false;
+            }
+            if (file.write(pData, static_cast<qint64>(nSize)) != static_cast<qint64>(nSize)) {
+                bWriteFailed = true;
+                return false;
+            }
+            if (context.progress) {
+                context.progress(static_cast<std::int64_t>(nSize));
+            }
+            return true;
+        },
+        context.pCancel);
+    const QString strRemote = JoinRemotePath(strRemoteFolder, strName);
+    if (outcome.bCancelled || Cancelled(context)) {
+        file.cancelWriting();
+        return TRANSFER_CANCELLED;
+    }
+    if (bWriteFailed) {
+        const QString strError = file.errorString();
+        file.cancelWriting();
+        return Fail(
+            context, FormatText("%s could not be written (%s); %s is as it was.", strRemote, strError, strLocalPath));
+    }
+    if (bTooLong) {
+        file.cancelWriting();
+        return Fail(context,
+            FormatText("The server sent more of %s than the %lld bytes it listed; the download was stopped.", strRemote,
+                static_cast<long long>(nExpectedSize)));
+    }
+    if (!outcome.bOk) {
+        file.cancelWriting();
+        return Fail(context, FormatText("The download of %s failed: %s", strRemote, outcome.strError.trimmed()));
+    }
+    if (nExpectedSize >= 0 && nReceived != nExpectedSize) {
+        file.cancelWriting();
+        return Fail(context,
+            FormatText("Only %lld of the %lld bytes of %s arrived; %s is as it was.", static_cast<long long>(nReceived),
+                static_cast<long long>(nExpectedSize), strRemote, strLocalPath));
+    }
+    if (!file.commit()) {
+        return Fail(context, FormatText("%s cannot be put in place: %s.", strLocalPath, file.errorString()));
+    }
+    return TRANSFER_DONE;
+}
+
+int UploadFile(
+    TransferContext& context, const QString& strLocalPath, const QString& strRemoteFolder, const QString& strName)
+{
+    if (!CheckName(context, strName)) {
+        return TRANSFER_FAILED;
+    }
+    QFile file(strLocalPath);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return Fail(context, FormatText("%s cannot be read: %s.", strLocalPath, file.errorString()));
+    }
+    const QString strTarget = context.bUploadThroughWorkingName ? kWorkingPrefix + strName : strName;
+    bool bReadFailed = false;
+    const CurlOutcome outcome = context.connection.Upload(
+        strRemoteFolder, strTarget, file.size(),
+        [&](char* pBuffer, size_t nMax) -> qint64 {
+            const qint64 nRead = file.read(pBuffer, static_cast<qint64>(nMax));
+            if (nRead < 0) {
+                bReadFailed = true;
+                return -1;
+            }
+            if (context.progress && nRead > 0) {
+                context.progress(nRead);
+            }
+            return nRead;
+        },
+        context.pCancel);
+    const QString strRemote = JoinRemotePath(strRemoteFolder, strName);
+    auto removeWorking = [&] {
+        if (context.bUploadThroughWorkingName) {
+            (void)context.connection.SendCommands({ QStringLiteral("DELE ") + strTarget }, strRemoteFolder);
+        }
+    };
+    if (outcome.bCancelled || Cancelled(context)) {
+        removeWorking();
+        return TRANSFER_CANCELLED;
+    }
+    if (!outcome.bOk || bReadFailed) {
+        removeWorking();
+        return Fail(context,
+            bReadFailed ? FormatText("%s could not be read to the end: %s.", strLocalPath, file.errorString())
+                        : FormatText("The upload of %s failed: %s", strRemote, outcome.strError.trimmed()));
+    }
+    if (context.bUploadThroughWorkingName) {
+        const CurlOutcome renamed = context.connection.SendCommands(
+            { QStringLiteral("RNFR ") + strTarget, QStringLiteral("RNTO ") + strName }, strRemoteFolder);
+        if (!renamed.bOk) {
+            removeWorking();
+            return Fail(context,
+                FormatText("The uploaded %s could not be renamed into place: %s (turn off uploading "
+                           "through a working name for this server).",
+                    strRemote, renamed.strError.trimmed()));
+        }
+    }
+    return TRANSFER_DONE;
+}
+
+int DownloadFolder(TransferContext& context, const QString& strRemoteFolder, const QString& strLocalFolder)
+{
+    return FolderDownload(context, strRemoteFolder, strLocalFolder, 0);
+}
+
+int UploadFolder(TransferContext& context, const QString& strLocalFolder, const QString& strRemoteFolder)
+{
+    const qsizetype nCut = strRemoteFolder.lastIndexOf(QLatin1Char('/'));
+    const QString strParent = nCut <= 0 ? QStringLiteral("/") : strRemoteFolder.left(nCut);
+    const int nMade = MakeRemoteFolder(context, strParent, strRemoteFolder.mid(nCut + 1));
+    if (nMade != TRANSFER_DONE) {
+        return nMade;
+    }
+    int nResult = TRANSFER_DONE;
+    const QFileInfoList entries
+        = QDir(strLocalFolder).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
+    for (const QFileInfo& entry : entries) {
+        if (Cancelled(context)) {
+            return TRANSFER_CANCELLED;
+        }
+        const int nEntryResult = entry.isDir()
+            ? UploadFolder(context, entry.filePath(), JoinRemotePath(strRemoteFolder, entry.fileName()))
+            : UploadFile(context, entry.filePath(), strRemoteFolder, entry.fileName());
+        if (nEntryResult == TRANSFER_CANCELLED) {
+            return TRANSFER_CANCELLED;
+        }
+        if (nEntryResult != TRANSFER_DONE) {
+            nResult = nEntryResult;
+        }
+    }
+    return nResult;
+}
+
+int MakeRemoteFolder(TransferContext& context, const QString& strRemoteFolder, const QString& strName)
+{
+    if (!CheckName(context, strName)) {
+        return TRANSFER_FAILED;
+    }
+    // A folder that is there already is what was wanted.
+    if (context.connection.SendCommands({}, JoinRemotePath(strRemoteFolder, strName)).bOk) {
+        return TRANSFER_DONE;
+    }
+    const CurlOutcome outcome = context.connection.SendCommands({ QStringLiteral("MKD ") + strName }, strRemoteFolder);
+    if (!outcome.bOk) {
+        return Fail(context,
+            FormatText("The folder %s cannot be made: %s", JoinRemotePath(strRemoteFolder, strName),
+                outcome.strError.trimmed()));
+    }
+    return TRANSFER_DONE;
+}
+
+int DeleteRemote(TransferContext& context, const QString& strRemoteFolder, const QString& strName, bool bFolder)
+{
+    if (!CheckName(context, strName)) {
+        return TRANSFER_FAILED;
+    }
+    const QString strPath = JoinRemotePath(strRemoteFolder, strName);
+    if (bFolder) {
+        const std::optional<std::vector<FtpListEntry>> entries = ListRemoteFolder(context, strPath);
+        if (!entries) {
+            return Fail(context, FormatText("%s was not deleted: it could not be listed in full.", strPath));
+        }
+        for (const FtpListEntry& entry : *entries) {
+            if (Cancelled(context)) {
+                return TRANSFER_CANCELLED;
+            }
+            if (!IsSafeEntryName(entry.name)) {
+                return Fail(context,
+                    FormatText("%s was not deleted: it holds an entry whose name cannot be handled.", strPath));
+            }
+            const int nResult = DeleteRemote(context, strPath, entry.name, entry.isDirectory);
+            if (nResult != TRANSFER_DONE) {
+                return nResult;
+            }
+        }
+    }
+    const CurlOutcome outcome = context.connection.SendCommands(
+        { (bFolder ? QStringLiteral("RMD ") : QStringLiteral("DELE ")) + strName }, strRemoteFolder);
+    if (!outcome.bOk) {
+        return Fail(context, FormatText("%s was not deleted: %s", strPath, outcome.strError.trimmed()));
+    }
+    return TRANSFER_DONE;
+}
+
+int RenameRemote(TransferContext& context, const QString& strRemoteFolder, const QString& strFrom, const QString& strTo)
+{
+    if (!CheckName(context, strFrom) || !CheckName(context, strTo)) {
+        return TRANSFER_FAILED;
+    }
+    const CurlOutcome outcome = context.connection.SendCommands(
+        { QStringLiteral("RNFR ") + strFrom, QStringLiteral("RNTO ") + strTo }, strRemoteFolder);
+    if (!outcome.bOk) {
+        return Fail(context,
+            FormatText("%s could not be renamed to %s: %s", JoinRemotePath(strRemoteFolder, strFrom), strTo,
+                outcome.strError.trimmed()));
+    }
+    return TRANSFER_DONE;
+}
