@@ -12,6 +12,7 @@ enum CliExit
 
 int RunCompare(const QStringList& arguments);
 int RunRaw(const QStringList& arguments);
+int RunSync(const QStringList& arguments);
 int RunSysinfo(const QStringList& arguments);
 int RunSettings(const QStringList& arguments);
 

@@ -9,9 +9,7 @@
 #include <QJsonObject>
 
 #include "cli/CliCommands.h"
-#include "cli/CliSession.h"
-#include "ftp/FtpSession.h"
-#include "ftp/RemoteListing.h"
+#include "cli/RemoteSide.h"
 #include "support/TextFormat.h"
 #include "tree/FileTexts.h"
 #include "tree/FolderComparison.h"
@@ -56,19 +54,8 @@ struct CompareOptions
     bool bOnlyDiff = false;
     bool bJson = false;
     int nThreads = DefaultComparisonThreads();
-    // Passive unless asked otherwise: it works through firewalls and NAT, where active mode rarely does.
-    FtpSite site = PassiveSite();
-    QString strPasswordFile;
-    long long nCacheKb = -1;
-    bool bRefreshAll = false;
-    bool bTrace = false;
+    RemoteOptions remote;
 };
-
-bool IsRemote(const QString& strRight)
-{
-    return strRight.startsWith(QLatin1String("ftp://"), Qt::CaseInsensitive)
-        || strRight.startsWith(QLatin1String("ftps://"), Qt::CaseInsensitive);
-}
 
 struct Summary
 {
@@ -229,36 +216,9 @@ QString ParseOptions(const QStringList& arguments, CompareOptions& options, bool
             if (!bOk || options.nThreads < 1 || options.nThreads > 64) {
                 return QStringLiteral("--threads needs a number from 1 to 64.");
             }
-        } else if (argument == QStringLiteral("--refresh-all")) {
-            options.bRefreshAll = true;
-        } else if (argument == QStringLiteral("--trace")) {
-            options.bTrace = true;
-        } else if (argument == QStringLiteral("--active")) {
-            options.site.bPassive = false;
-        } else if (argument == QStringLiteral("--explicit-tls")) {
-            options.site.bExplicitTls = true;
-        } else if (argument == QStringLiteral("--cache-kb") || argument == QStringLiteral("--retries")
-            || argument == QStringLiteral("--retry-delay") || argument == QStringLiteral("--password-file")
-            || argument == QStringLiteral("--pin")) {
-            if (i + 1 >= arguments.size()) {
-                return FormatText("%s needs a value.", argument);
-            }
-            const QString& strValue = arguments[++i];
-            bool bOk = true;
-            if (argument == QStringLiteral("--password-file")) {
-                options.strPasswordFile = strValue;
-            } else if (argument == QStringLiteral("--pin")) {
-                options.site.strPinnedPublicKey = strValue;
-            } else if (argument == QStringLiteral("--cache-kb")) {
-                options.nCacheKb = strValue.toLongLong(&bOk);
-                bOk = bOk && options.nCacheKb >= 0;
-            } else if (argument == QStringLiteral("--retries")) {
-                options.site.nRetries = strValue.toInt(&bOk);
-            } else {
-                options.site.nRetryDelaySeconds = strValue.toInt(&bOk);
-            }
-            if (!bOk) {
-                return FormatText("%s needs a whole number of at least 0.", argument);
+        } else if (const std::optional<QString> strRemoteError = ParseRemoteOption(arguments, i, options.remote)) {
+            if (!strRemoteError->isEmpty()) {
+                return *strRemoteError;
             }
         } else if (argument.startsWith(QLatin1Char('-')) && argument.size() > 1) {
             return FormatText("unknown option \"%s\".", argument);
@@ -276,80 +236,6 @@ QString ParseOptions(const QStringList& arguments, CompareOptions& options, bool
     options.strRight = positional[1];
     return {};
 }
-
-// The FTP side of a comparison: the site opened, its folder listed into the mirror, the session kept for
-// closing at the end.
-class CRemoteSide
-{
-public:
-    ~CRemoteSide()
-    {
-        if (m_pSession) {
-            m_pSession->CloseFtpSession();
-        }
-        m_trace.SetObserver(nullptr);
-    }
-
-    // Opens the site and mirrors its folder; an error sentence, or empty.
-    QString Mirror(CompareOptions& options)
-    {
-        options.site.strUrl = options.strRight;
-        const std::optional<FtpUrl> url = ParseFtpUrl(options.strRight);
-        if (!url) {
-            return FormatText(
-                "\"%s\" is not an FTP URL; write ftp://host/folder or ftps://host/folder.", options.strRight);
-        }
-        if (!url->strPassword.isEmpty()) {
-            return QStringLiteral("the URL holds a password, which others on this machine can read; give it in "
-                                  "QUORVEL_PASSWORD, a --password-file or ~/.netrc instead.");
-        }
-        QString strError;
-        options.site.strPassword = FindPassword(*url, options.strPasswordFile, strError);
-        if (!strError.isEmpty()) {
-            return strError;
-        }
-        if (options.bTrace) {
-            m_trace.SetObserver(&m_printer);
-        }
-        m_pSession = std::make_unique<CFtpSession>(m_trace);
-        if (!m_pSession->OpenFtpSite(options.site)) {
-            return m_pSession->LastError();
-        }
-        CRemoteListing listing(*m_pSession, m_trace);
-        const bool bTerminal = ::isatty(STDERR_FILENO) != 0 && !options.bTrace;
-        if (bTerminal) {
-            listing.SetProgress([](const QString& strText) {
-                if (strText.startsWith(QLatin1String("Scanning "))) {
-                    return;
-                }
-                std::fprintf(stderr, "\r\033[K%s", strText.left(100).toLocal8Bit().constData());
-            });
-        }
-        MirrorOptions mirror;
-        mirror.nSizeLimit = options.nCacheKb >= 0 ? options.nCacheKb * 1024 : m_pSession->CacheDownloadLimit();
-        mirror.bRefreshAll = options.bRefreshAll;
-        mirror.bRecursive = true;
-        const bool bListed = listing.RemoteScan(m_pSession->RemoteRoot(), mirror, nullptr);
-        if (bTerminal) {
-            std::fputs("\r\033[K", stderr);
-        }
-        if (!bListed) {
-            return FormatText("the FTP folder %s could not be listed completely (run with --trace to see why).",
-                m_pSession->RemoteRoot());
-        }
-        m_strMirror = listing.MirrorPathFor(m_pSession->RemoteRoot());
-        return {};
-    }
-
-    [[nodiscard]] const QString& MirrorFolder() const { return m_strMirror; }
-    [[nodiscard]] QString RemoteFolder() const { return m_pSession ? m_pSession->RemoteRoot() : QString(); }
-
-private:
-    CTraceBuffer m_trace;
-    CTracePrinter m_printer;
-    std::unique_ptr<CFtpSession> m_pSession;
-    QString m_strMirror;
-};
 
 } // namespace
 
@@ -373,7 +259,7 @@ int RunCompare(const QStringList& arguments)
     QString strRightShown;
     if (IsRemote(options.strRight)) {
         remote.emplace();
-        const QString strError = remote->Mirror(options);
+        const QString strError = remote->Mirror(options.strRight, options.remote);
         if (!strError.isEmpty()) {
             PrintError(QStringLiteral("quorvel-cli compare: ") + strError);
             return kExitError;

@@ -20,6 +20,8 @@ Commands:
   compare LEFT RIGHT   compare the folder LEFT (your files) with the folder RIGHT (a mirror folder) and
                        print the merged tree; see quorvel-cli compare --help
   raw URL COMMAND...   open an FTP site, send each command and print the replies; see quorvel-cli raw --help
+  sync LOCAL URL --upload|--download
+                       bring the FTP folder in step with LOCAL, or the reverse; see quorvel-cli sync --help
   sysinfo              write a diagnostic log with the system-information block and print where it is
   settings             list every setting with its current value, marking those left at their default
 
@@ -46,6 +48,7 @@ int main(int argc, char* argv[])
     const std::map<QString, CommandFunction> commands {
         { QStringLiteral("compare"), RunCompare },
         { QStringLiteral("raw"), RunRaw },
+        { QStringLiteral("sync"), RunSync },
         { QStringLiteral("sysinfo"), RunSysinfo },
         { QStringLiteral("settings"), RunSettings },
     };

@@ -93,7 +93,8 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
     m_nCacheDownloadLimit = std::max(0LL, store.ReadInt("Settings", "CacheDownloadSizeKB")) * 1024;
     m_strProbeUrl = store.ReadString("Settings", "ReachabilityProbeUrl");
     const QString strAnonymousPassword = store.ReadString("Settings", "EmailAddress");
-    const int nMaxConnections = static_cast<int>(store.ReadInt("Settings", "MaxFtpConnections"));
+    const int nMaxConnections
+        = site.nMaxConnections.value_or(static_cast<int>(store.ReadInt("Settings", "MaxFtpConnections")));
     m_strLastError.clear();
 
     if (m_pConnection) {

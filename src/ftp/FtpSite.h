@@ -15,6 +15,7 @@ struct FtpSite
     QString strLocalFolder;
     std::optional<int> nRetries;
     std::optional<int> nRetryDelaySeconds;
+    std::optional<int> nMaxConnections; // connections open at once, the view's own included
     bool bExplicitTls = false; // "AUTH TLS" on a plain connection, data channel protected too
     QString strPinnedPublicKey; // "sha256//<base64>": trust the certificate with this key instead of the CA store
 };

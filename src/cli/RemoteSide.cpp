@@ -1,0 +1,119 @@
+#include "cli/RemoteSide.h"
+
+#include <cstdio>
+
+#include <unistd.h>
+
+#include "ftp/FtpSession.h"
+#include "ftp/RemoteListing.h"
+#include "support/TextFormat.h"
+
+std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype& i, RemoteOptions& options)
+{
+    const QString& argument = arguments[i];
+    if (argument == QStringLiteral("--refresh-all")) {
+        options.bRefreshAll = true;
+    } else if (argument == QStringLiteral("--trace")) {
+        options.bTrace = true;
+    } else if (argument == QStringLiteral("--active")) {
+        options.site.bPassive = false;
+    } else if (argument == QStringLiteral("--explicit-tls")) {
+        options.site.bExplicitTls = true;
+    } else if (argument == QStringLiteral("--cache-kb") || argument == QStringLiteral("--retries")
+        || argument == QStringLiteral("--retry-delay") || argument == QStringLiteral("--password-file")
+        || argument == QStringLiteral("--pin")) {
+        if (i + 1 >= arguments.size()) {
+            return FormatText("%s needs a value.", argument);
+        }
+        const QString& strValue = arguments[++i];
+        bool bOk = true;
+        if (argument == QStringLiteral("--password-file")) {
+            options.strPasswordFile = strValue;
+        } else if (argument == QStringLiteral("--pin")) {
+            options.site.strPinnedPublicKey = strValue;
+        } else if (argument == QStringLiteral("--cache-kb")) {
+            options.nCacheKb = strValue.toLongLong(&bOk);
+            bOk = bOk && options.nCacheKb >= 0;
+        } else if (argument == QStringLiteral("--retries")) {
+            options.site.nRetries = strValue.toInt(&bOk);
+        } else {
+            options.site.nRetryDelaySeconds = strValue.toInt(&bOk);
+        }
+        if (!bOk) {
+            return FormatText("%s needs a whole number of at least 0.", argument);
+        }
+    } else {
+        return std::nullopt;
+    }
+    return QString();
+}
+
+bool IsRemote(const QString& strFolder)
+{
+    return strFolder.startsWith(QLatin1String("ftp://"), Qt::CaseInsensitive)
+        || strFolder.startsWith(QLatin1String("ftps://"), Qt::CaseInsensitive);
+}
+
+CRemoteSide::CRemoteSide() = default;
+
+CRemoteSide::~CRemoteSide()
+{
+    if (m_pSession) {
+        m_pSession->CloseFtpSession();
+        m_pSession.reset();
+    }
+    m_trace.SetObserver(nullptr);
+}
+
+QString CRemoteSide::RemoteFolder() const
+{
+    return m_pSession ? m_pSession->RemoteRoot() : QString();
+}
+
+QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
+{
+    options.site.strUrl = strUrl;
+    const std::optional<FtpUrl> url = ParseFtpUrl(strUrl);
+    if (!url) {
+        return FormatText("\"%s\" is not an FTP URL; write ftp://host/folder or ftps://host/folder.", strUrl);
+    }
+    if (!url->strPassword.isEmpty()) {
+        return QStringLiteral("the URL holds a password, which others on this machine can read; give it in "
+                              "QUORVEL_PASSWORD, a --password-file or ~/.netrc instead.");
+    }
+    QString strError;
+    options.site.strPassword = FindPassword(*url, options.strPasswordFile, strError);
+    if (!strError.isEmpty()) {
+        return strError;
+    }
+    if (options.bTrace) {
+        m_trace.SetObserver(&m_printer);
+    }
+    m_pSession = std::make_unique<CFtpSession>(m_trace);
+    if (!m_pSession->OpenFtpSite(options.site)) {
+        return m_pSession->LastError();
+    }
+    CRemoteListing listing(*m_pSession, m_trace);
+    const bool bTerminal = ::isatty(STDERR_FILENO) != 0 && !options.bTrace;
+    if (bTerminal) {
+        listing.SetProgress([](const QString& strText) {
+            if (!strText.startsWith(QLatin1String("Scanning "))) {
+                std::fprintf(stderr, "\r\033[K%s", strText.left(100).toLocal8Bit().constData());
+            }
+        });
+    }
+    MirrorOptions mirror;
+    mirror.nSizeLimit = options.nCacheKb >= 0 ? options.nCacheKb * 1024 : m_pSession->CacheDownloadLimit();
+    mirror.bRefreshAll = options.bRefreshAll;
+    mirror.bRecursive = true;
+    const bool bListed = listing.RemoteScan(m_pSession->RemoteRoot(), mirror, nullptr);
+    if (bTerminal) {
+        std::fputs("\r\033[K", stderr);
+    }
+    if (!bListed) {
+        return FormatText("the FTP folder %s could not be listed completely (run with --trace to see why).",
+            m_pSession->RemoteRoot());
+    }
+    m_strMirror = listing.MirrorPathFor(m_pSession->RemoteRoot());
+    return {};
+}

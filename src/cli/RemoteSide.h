@@ -1,0 +1,56 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include <QString>
+#include <QStringList>
+
+#include "cli/CliSession.h"
+#include "ftp/FtpSite.h"
+#include "ftp/TraceBuffer.h"
+
+class CFtpSession;
+
+// The options of commands that work with an FTP folder.
+struct RemoteOptions
+{
+    // Passive unless asked otherwise: it works through firewalls and NAT, where active mode rarely does.
+    FtpSite site = PassiveSite();
+    QString strPasswordFile;
+    long long nCacheKb = -1;
+    bool bRefreshAll = false;
+    bool bTrace = false;
+};
+
+// Takes arguments[i] (and its value) when it is an FTP option: nothing when it is not one, an empty text
+// when it was taken, an error sentence when its value is wrong.
+std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype& i, RemoteOptions& options);
+
+// Whether a command-line folder is an FTP URL.
+bool IsRemote(const QString& strFolder);
+
+// The FTP side of a command: the site opened, its folder listed into the mirror, the session kept (for
+// transfers) and closed at the end.
+class CRemoteSide
+{
+public:
+    CRemoteSide();
+    ~CRemoteSide();
+    CRemoteSide(const CRemoteSide&) = delete;
+    CRemoteSide& operator=(const CRemoteSide&) = delete;
+
+    // Opens the site at strUrl and mirrors its folder; an error sentence, or empty.
+    QString Mirror(const QString& strUrl, RemoteOptions& options);
+
+    [[nodiscard]] const QString& MirrorFolder() const { return m_strMirror; }
+    [[nodiscard]] QString RemoteFolder() const;
+    [[nodiscard]] CFtpSession& Session() { return *m_pSession; }
+    [[nodiscard]] CTraceBuffer& Trace() { return m_trace; }
+
+private:
+    CTraceBuffer m_trace;
+    CTracePrinter m_printer;
+    std::unique_ptr<CFtpSession> m_pSession;
+    QString m_strMirror;
+};
