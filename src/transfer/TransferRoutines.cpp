@@ -4,7 +4,11 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
+#include <QRandomGenerator>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 #include "ftp/CurlConnection.h"
 #include "ftp/TraceBuffer.h"
@@ -125,10 +129,19 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
     if (!CheckName(context, strName)) {
         return TRANSFER_FAILED;
     }
-    QSaveFile file(strLocalPath);
-    if (!file.open(QIODevice::WriteOnly)) {
+    // The working file sits beside the target under a name the scanner never shows, and replaces the
+    // target by a rename only when whole. No fsync per file: it serialises parallel downloads on the
+    // file system's journal, and ext4 and its kin flush a file renamed over another before the rename.
+    const QFileInfo target(strLocalPath);
+    QFile file(target.dir().filePath(
+        QStringLiteral("$quorvelpart-%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'))));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
         return Fail(context, FormatText("%s cannot be written: %s.", strLocalPath, file.errorString()));
     }
+    auto discard = [&file] {
+        file.close();
+        file.remove();
+    };
     std::int64_t nReceived = 0;
     bool bTooLong = false;
     bool bWriteFailed = false;
@@ -152,33 +165,36 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
         context.pCancel);
     const QString strRemote = JoinRemotePath(strRemoteFolder, strName);
     if (outcome.bCancelled || Cancelled(context)) {
-        file.cancelWriting();
+        discard();
         return TRANSFER_CANCELLED;
     }
     if (bWriteFailed) {
         const QString strError = file.errorString();
-        file.cancelWriting();
+        discard();
         return Fail(
             context, FormatText("%s could not be written (%s); %s is as it was.", strRemote, strError, strLocalPath));
     }
     if (bTooLong) {
-        file.cancelWriting();
+        discard();
         return Fail(context,
             FormatText("The server sent more of %s than the %lld bytes it listed; the download was stopped.", strRemote,
                 static_cast<long long>(nExpectedSize)));
     }
     if (!outcome.bOk) {
-        file.cancelWriting();
+        discard();
         return Fail(context, FormatText("The download of %s failed: %s", strRemote, outcome.strError.trimmed()));
     }
     if (nExpectedSize >= 0 && nReceived != nExpectedSize) {
-        file.cancelWriting();
+        discard();
         return Fail(context,
             FormatText("Only %lld of the %lld bytes of %s arrived; %s is as it was.", static_cast<long long>(nReceived),
                 static_cast<long long>(nExpectedSize), strRemote, strLocalPath));
     }
-    if (!file.commit()) {
-        return Fail(context, FormatText("%s cannot be put in place: %s.", strLocalPath, file.errorString()));
+    file.close();
+    if (::rename(QFile::encodeName(file.fileName()).constData(), QFile::encodeName(strLocalPath).constData()) != 0) {
+        const QString strError = QString::fromLocal8Bit(std::strerror(errno));
+        file.remove();
+        return Fail(context, FormatText("%s cannot be put in place: %s.", strLocalPath, strError));
     }
     return TRANSFER_DONE;
 }
@@ -190,7 +206,8 @@ int UploadFile(
         return TRANSFER_FAILED;
     }
     QFile file(strLocalPath);
-    if (!file.open(QIODevice::ReadOnly)) {
+    // libcurl asks for large pieces; a buffer of our own in between would only copy them once more.
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return Fail(context, FormatText("%s cannot be read: %s.", strLocalPath, file.errorString()));
     }
     const QString strTarget = context.bUploadThroughWorkingName ? kWorkingPrefix + strName : strName;

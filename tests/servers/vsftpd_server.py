@@ -33,6 +33,7 @@ def main():
     parser.add_argument("--mode", choices=["anonymous", "local"], default="anonymous")
     parser.add_argument("--user", default="quorveltest")
     parser.add_argument("--password", default="secret")
+    parser.add_argument("--writable", action="store_true", help="let the local user upload, rename and delete")
     options = parser.parse_args()
     if os.geteuid() != 0:
         sys.exit("vsftpd_server.py: vsftpd runs as root only")
@@ -45,7 +46,7 @@ def main():
         "background=NO", "seccomp_sandbox=NO", "isolate=NO", "isolate_network=NO",
         "secure_chroot_dir=%s" % empty, "xferlog_enable=NO", "dirmessage_enable=NO",
         "pasv_enable=YES", "pasv_address=127.0.0.1", "port_enable=YES", "connect_from_port_20=NO",
-        "use_localtime=YES", "write_enable=NO",
+        "use_localtime=YES", "write_enable=%s" % ("YES" if options.writable else "NO"), "local_umask=022",
     ]
     if options.mode == "anonymous":
         lines += ["anonymous_enable=YES", "no_anon_password=YES", "anon_root=%s" % options.root, "local_enable=NO"]
