@@ -234,6 +234,13 @@ CurlOutcome CCurlConnection::SendOne(const QString& strCommand, const std::atomi
         outcome.nReplyCode = ReplyCode(m_strLastReply);
         outcome.strError = m_strLastReply;
     }
+    // Which folder the server is in: known after an absolute CWD, unknown after anything else that may move it.
+    const QString strVerb = strCommand.section(QLatin1Char(' '), 0, 0).toUpper();
+    if (strVerb == QLatin1String("CWD") && outcome.bOk && strCommand.mid(4).startsWith(QLatin1Char('/'))) {
+        m_strCurrentFolder = strCommand.mid(4);
+    } else if (strVerb.contains(QLatin1String("CWD")) || strVerb.contains(QLatin1String("CUP")) || !outcome.bOk) {
+        m_strCurrentFolder.clear();
+    }
     return outcome;
 }
 
@@ -323,6 +330,9 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
     long nConnects = 0;
     curl_easy_getinfo(pCurl, CURLINFO_NUM_CONNECTS, &nConnects);
     m_bReconnected = m_bLoggedOn && nConnects > 0;
+    if (nConnects > 0) {
+        m_strCurrentFolder.clear();
+    }
     if (m_observers.status) {
         m_observers.status(kStatusComplete, m_endpoint.strHost);
     }
@@ -362,7 +372,8 @@ CurlOutcome CCurlConnection::Connect(const QString& strFolder, const std::atomic
 CurlOutcome CCurlConnection::SendCommands(const QStringList& commands, const QString& strFolder)
 {
     QStringList all;
-    if (!strFolder.isEmpty()) {
+    // A connection already in the folder is not sent there again: one round trip less per file.
+    if (!strFolder.isEmpty() && (strFolder != m_strCurrentFolder || m_bReconnected || !m_bLoggedOn)) {
         all.append(QStringLiteral("CWD ") + strFolder);
     }
     all += commands;
@@ -457,6 +468,7 @@ bool CCurlConnection::SeemsClosed() const
 
 void CCurlConnection::Close()
 {
+    m_strCurrentFolder.clear();
     // libcurl says QUIT itself when it closes a connection that is still up.
     delete m_pHandle;
     m_pHandle = new CHandle;

@@ -122,6 +122,7 @@ private:
     QString m_strLastReply;
     int m_nReplies = 0;
     QString m_strLastCommand;
+    QString m_strCurrentFolder;
     QString m_strReplyInProgress;
     QByteArray m_received;
     qint64 m_nReceiveLimit = 0;
