@@ -266,10 +266,17 @@ void CCurlConnection::OnDebug(int nType, const char* pData, size_t nSize)
     };
     switch (nType) {
     case CURLINFO_TEXT:
-        if (strText.contains(QLatin1String("Trying "))) {
+        if (strText.startsWith(QLatin1String("Connecting to "))) {
+            m_bDataConnecting = true;
+        } else if (strText.contains(QLatin1String("Trying "))) {
             status(kStatusResolved, m_endpoint.strHost);
             status(kStatusConnecting, m_endpoint.strHost);
         } else if (strText.startsWith(QLatin1String("Connected to "))) {
+            // A data connection is announced with "Connecting to" first; only the others are control connections.
+            if (!m_bDataConnecting) {
+                ++m_nControlConnections;
+            }
+            m_bDataConnecting = false;
             status(kStatusConnected, m_endpoint.strHost);
             status(kStatusCreated, m_endpoint.strHost);
         } else if (strText.startsWith(QLatin1String("Closing connection"))) {
@@ -325,12 +332,12 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
     m_strReplyInProgress.clear();
     m_pHandle->errorBuffer[0] = '\0';
     const int nRepliesBefore = m_nReplies;
+    const int nControlBefore = m_nControlConnections;
     const CURLcode code = curl_easy_perform(pCurl);
     m_pCancel = nullptr;
-    long nConnects = 0;
-    curl_easy_getinfo(pCurl, CURLINFO_NUM_CONNECTS, &nConnects);
-    m_bReconnected = m_bLoggedOn && nConnects > 0;
-    if (nConnects > 0) {
+    const bool bNewControl = m_nControlConnections != nControlBefore;
+    m_bReconnected = m_bLoggedOn && bNewControl;
+    if (bNewControl) {
         m_strCurrentFolder.clear();
     }
     if (m_observers.status) {

@@ -121,6 +121,8 @@ private:
     bool m_bReconnected = false;
     QString m_strLastReply;
     int m_nReplies = 0;
+    int m_nControlConnections = 0;
+    bool m_bDataConnecting = false;
     QString m_strLastCommand;
     QString m_strCurrentFolder;
     QString m_strReplyInProgress;
