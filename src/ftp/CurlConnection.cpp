@@ -412,23 +412,30 @@ CurlOutcome CCurlConnection::SendDataCommand(const QString& strCommand, const QS
     return outcome;
 }
 
+bool CCurlConnection::PrepareFileTransfer(const QString& strFolder, const QString& strName, CurlOutcome& outcome)
+{
+    outcome = SendCommands({}, strFolder);
+    CURL* pCurl = m_pHandle->pCurl;
+    if (!outcome.bOk || pCurl == nullptr) {
+        return false;
+    }
+    m_pHandle->SetQuote({});
+    m_pHandle->SetCustomRequest({});
+    const QString strUrl = ServerUrl() + QString::fromLatin1(QUrl::toPercentEncoding(strName));
+    curl_easy_setopt(pCurl, CURLOPT_URL, strUrl.toUtf8().constData());
+    curl_easy_setopt(pCurl, CURLOPT_NOBODY, 0L);
+    return true;
+}
+
 CurlOutcome CCurlConnection::Download(
     const QString& strFolder, const QString& strName, const DataSink& sink, const std::atomic<bool>* pCancel)
 {
-    const CurlOutcome changed = SendCommands({}, strFolder);
-    if (!changed.bOk) {
-        return changed;
-    }
-    CURL* pCurl = m_pHandle->pCurl;
-    if (pCurl != nullptr) {
-        m_pHandle->SetQuote({});
-        m_pHandle->SetCustomRequest({});
-        const QString strUrl = ServerUrl() + QString::fromLatin1(QUrl::toPercentEncoding(strName));
-        curl_easy_setopt(pCurl, CURLOPT_URL, strUrl.toUtf8().constData());
-        curl_easy_setopt(pCurl, CURLOPT_NOBODY, 0L);
+    CurlOutcome outcome;
+    if (!PrepareFileTransfer(strFolder, strName, outcome)) {
+        return outcome;
     }
     m_sink = sink;
-    CurlOutcome outcome = Perform(pCancel);
+    outcome = Perform(pCancel);
     m_sink = nullptr;
     return outcome;
 }
@@ -436,27 +443,18 @@ CurlOutcome CCurlConnection::Download(
 CurlOutcome CCurlConnection::Upload(const QString& strFolder, const QString& strName, qint64 nSize,
     const DataSource& source, const std::atomic<bool>* pCancel)
 {
-    const CurlOutcome changed = SendCommands({}, strFolder);
-    if (!changed.bOk) {
-        return changed;
+    CurlOutcome outcome;
+    if (!PrepareFileTransfer(strFolder, strName, outcome)) {
+        return outcome;
     }
     CURL* pCurl = m_pHandle->pCurl;
-    if (pCurl != nullptr) {
-        m_pHandle->SetQuote({});
-        m_pHandle->SetCustomRequest({});
-        const QString strUrl = ServerUrl() + QString::fromLatin1(QUrl::toPercentEncoding(strName));
-        curl_easy_setopt(pCurl, CURLOPT_URL, strUrl.toUtf8().constData());
-        curl_easy_setopt(pCurl, CURLOPT_NOBODY, 0L);
-        curl_easy_setopt(pCurl, CURLOPT_UPLOAD, 1L);
-        curl_easy_setopt(pCurl, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(nSize));
-    }
+    curl_easy_setopt(pCurl, CURLOPT_UPLOAD, 1L);
+    curl_easy_setopt(pCurl, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(nSize));
     m_source = source;
-    CurlOutcome outcome = Perform(pCancel);
+    outcome = Perform(pCancel);
     m_source = nullptr;
-    if (pCurl != nullptr) {
-        curl_easy_setopt(pCurl, CURLOPT_UPLOAD, 0L);
-        curl_easy_setopt(pCurl, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(-1));
-    }
+    curl_easy_setopt(pCurl, CURLOPT_UPLOAD, 0L);
+    curl_easy_setopt(pCurl, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(-1));
     return outcome;
 }
 

@@ -108,6 +108,8 @@ private:
     class CHandle;
 
     void Configure();
+    // Changes to the folder and points the handle at the file; false (with the outcome) when it cannot.
+    bool PrepareFileTransfer(const QString& strFolder, const QString& strName, CurlOutcome& outcome);
     CurlOutcome Perform(const std::atomic<bool>* pCancel);
     void OnDebug(int nType, const char* pData, size_t nSize);
     QString ServerUrl() const;
