@@ -64,14 +64,57 @@ int CTransferQueue::Submit(const TransferJob& job)
     const int nJobId = m_list.AddJob(nTotal,
         { strFilename, job.strLocalPath, JoinRemotePath(job.strRemoteFolder, job.strName), OperationWord(job.operation),
             QStringLiteral("Waiting...") });
-    std::lock_guard lock(m_mutex);
-    ++m_nRunning;
-    m_jobIds.push_back(nJobId);
-    m_workers.emplace_back([this, nJobId, job] { Run(nJobId, job); });
+    Start(nJobId, job, false);
     return nJobId;
 }
 
-void CTransferQueue::Run(int nJobId, TransferJob job)
+void CTransferQueue::Start(int nJobId, const TransferJob& job, bool bResubmitted)
+{
+    std::lock_guard lock(m_mutex);
+    ++m_nRunning;
+    m_jobIds.push_back(nJobId);
+    m_workers.emplace_back([this, nJobId, job, bResubmitted] { Run(nJobId, job, bResubmitted); });
+}
+
+void CTransferQueue::ResubmitJob(int nJobId, const JobFields& fields)
+{
+    const std::optional<std::pair<int, JobFields>> parsed = ParseJobLine(FormatJobLine(nJobId, fields), fields);
+    if (!parsed) {
+        m_list.UpdateJob(nJobId,
+            { {}, {}, {}, {},
+                QStringLiteral("Not resubmitted: a name or path holds \";\", which the job line cannot carry.") },
+            QStringLiteral("Failed"));
+        return;
+    }
+    TransferJob job;
+    const QString strOperation = fields.strOperation.toUpper();
+    job.operation = strOperation == QLatin1String("UPLOAD") ? TransferOperation::Upload
+        : strOperation == QLatin1String("DELETE")           ? TransferOperation::Delete
+                                                            : TransferOperation::Download;
+    job.bFolder = fields.strFilename.isEmpty() || fields.strFilename.endsWith(QLatin1Char('/'));
+    job.strLocalPath = fields.strLocalPath;
+    const qsizetype nCut = fields.strFtpPath.lastIndexOf(QLatin1Char('/'));
+    job.strRemoteFolder = nCut <= 0 ? QStringLiteral("/") : fields.strFtpPath.left(nCut);
+    job.strName = fields.strFtpPath.mid(nCut + 1);
+    const std::int64_t nTotal = job.operation == TransferOperation::Upload ? LocalSize(job.strLocalPath) : 0;
+    const QString strWord = job.operation == TransferOperation::Upload ? QStringLiteral("uploading")
+        : job.operation == TransferOperation::Delete                   ? QStringLiteral("deleting")
+        : job.bFolder                                                  ? QStringLiteral("downloading")
+                                                                       : QStringLiteral("downloding");
+    m_trace.AddTraceLine(TRACE_PLAIN, "RETRY: %s \"%s\".", strWord, fields.strFtpPath);
+    JobFields waiting = fields;
+    waiting.strMessage = QStringLiteral("Waiting...");
+    if (m_list.ReopenJob(nJobId, nTotal, waiting) < 0) {
+        m_trace.AddTraceLine(TRACE_ERROR,
+            job.operation == TransferOperation::Upload ? "failed to upload \"%s\"." : "failed to download \"%s\".",
+            fields.strFtpPath);
+        m_list.FinishJob(nJobId, false);
+        return;
+    }
+    Start(nJobId, job, true);
+}
+
+void CTransferQueue::Run(int nJobId, TransferJob job, bool bResubmitted)
 {
     Log("CopyEachItemExThread::[%ld] Entering...", CurrentThreadId());
     const std::shared_ptr<const CProgressEntry> pRecord = m_list.ProgressRecord(nJobId);
@@ -115,6 +158,19 @@ void CTransferQueue::Run(int nJobId, TransferJob job)
         m_totals.nBytes += nMoved;
     }
 
+    if (bResubmitted) {
+        const QString strPath = JoinRemotePath(job.strRemoteFolder, job.strName);
+        const bool bUpload = job.operation == TransferOperation::Upload;
+        if (nResult == TRANSFER_DONE) {
+            m_trace.AddTraceLine(TRACE_STATUS, bUpload ? "\"%s\" uploaded." : "\"%s\" downloaded.", strPath);
+        } else if (nResult == TRANSFER_CANCELLED) {
+            m_trace.AddTraceLine(
+                TRACE_STATUS, bUpload ? "Cancelled to upload \"%s\"." : "Cancelled to download \"%s\".", strPath);
+        } else {
+            m_trace.AddTraceLine(
+                TRACE_ERROR, bUpload ? "failed to upload \"%s\"." : "failed to download \"%s\".", strPath);
+        }
+    }
     if (nResult == TRANSFER_DONE) {
         m_list.UpdateJob(nJobId, { {}, {}, {}, {}, QStringLiteral("Complete.") }, QStringLiteral("Completed"));
     } else if (nResult == TRANSFER_CANCELLED) {

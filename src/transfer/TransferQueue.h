@@ -12,6 +12,7 @@
 class CFtpSession;
 class CTraceBuffer;
 class CTransferListView;
+struct JobFields;
 
 enum class TransferOperation
 {
@@ -59,6 +60,9 @@ public:
 
     // Adds the job's row and starts its worker; returns the job id.
     int Submit(const TransferJob& job);
+    // Runs a row's job again in the same row (Resubmit). A row whose job line does not read back (a field
+    // holding ";") ends as Failed, saying why, and nothing is transferred.
+    void ResubmitJob(int nJobId, const JobFields& fields);
     void CancelAll();
     // Waits for every worker to end; false when nMilliseconds passed first (negative: wait as long as it takes).
     bool WaitForAll(int nMilliseconds = -1);
@@ -66,7 +70,8 @@ public:
     [[nodiscard]] TransferTotals Totals() const;
 
 private:
-    void Run(int nJobId, TransferJob job);
+    void Run(int nJobId, TransferJob job, bool bResubmitted);
+    void Start(int nJobId, const TransferJob& job, bool bResubmitted);
 
     CFtpSession& m_session;
     CTraceBuffer& m_trace;

@@ -64,6 +64,8 @@ def fault_mixin(options):
             canned = handle.read()
 
     class Faults:
+        dropped = False
+
         def handle(self):
             self.commands_seen = 0
             if options.greeting_delay:
@@ -76,7 +78,8 @@ def fault_mixin(options):
 
         def pre_process_command(self, line, cmd, arg):
             self.commands_seen += 1
-            if options.drop_after and self.commands_seen > options.drop_after:
+            if options.drop_after and self.commands_seen > options.drop_after and not (options.drop_once and Faults.dropped):
+                Faults.dropped = True
                 self.close()
                 return
             if cmd in delays:
@@ -103,6 +106,7 @@ def main():
     parser.add_argument("--anonymous", action="store_true", help="also let anonymous users in")
     parser.add_argument("--drop-after", type=int, default=0,
                         help="close each control connection, unanswered, when its command N+1 arrives")
+    parser.add_argument("--drop-once", action="store_true", help="--drop-after hits the first connection only")
     parser.add_argument("--idle-timeout", type=float, default=0, help="say 421 and close an idle connection")
     parser.add_argument("--delay", action="append", help="CMD:SECONDS before answering CMD")
     parser.add_argument("--greeting-delay", type=float, default=0, help="seconds before the 220 greeting")

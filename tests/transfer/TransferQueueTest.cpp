@@ -150,3 +150,49 @@ TEST_F(Transfers, ManyJobsNeverHoldMoreConnectionsThanAllowed)
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(Transfers, ADroppedDownloadFailsKeepsTheTargetAndSucceedsWhenResubmitted)
+{
+    // The worker's connection says USER, PASS, PWD and CWD, then CWD, EPSV, TYPE and SIZE: its RETR is dropped.
+    ASSERT_TRUE(Open({ QStringLiteral("--drop-after"), QStringLiteral("8"), QStringLiteral("--drop-once") }));
+    WriteFileBytes(m_strLocal + QStringLiteral("/file.txt"), "my old copy");
+    CTransferQueue queue(*m_pSession, m_trace, m_list);
+    const int nJobId = queue.Submit({ TransferOperation::Download, false, QStringLiteral("file.txt"),
+        m_strLocal + QStringLiteral("/file.txt"), QStringLiteral("/pub"), 16 });
+    ASSERT_TRUE(queue.WaitForAll(20000));
+    EXPECT_EQ(m_list.Row(nJobId)->columns[COL_STATUS], QStringLiteral("Failed"));
+    EXPECT_EQ(ReadFileBytes(m_strLocal + QStringLiteral("/file.txt")), QByteArray("my old copy"));
+
+    const std::optional<TransferRow> row = m_list.Row(nJobId);
+    ASSERT_TRUE(m_list.CanResubmit({ m_list.FindCurListCtrlIndex(nJobId) }));
+    queue.ResubmitJob(nJobId,
+        { row->columns[COL_FILENAME], row->columns[COL_LOCAL_PATH], row->columns[COL_FTP_PATH],
+            row->columns[COL_OPERATION], row->columns[COL_MESSAGE] });
+    ASSERT_TRUE(queue.WaitForAll(20000));
+    EXPECT_EQ(m_list.Row(nJobId)->columns[COL_STATUS], QStringLiteral("Completed")) << "the same row, the same id";
+    EXPECT_EQ(ReadFileBytes(m_strLocal + QStringLiteral("/file.txt")), QByteArray("remote contents\n"));
+    EXPECT_TRUE(Traced(TRACE_PLAIN, QStringLiteral("RETRY: downloding \"/pub/file.txt\".")));
+    EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("\"/pub/file.txt\" downloaded.")));
+}
+
+TEST_F(Transfers, AJobWhosePathHoldsASemicolonIsNotResubmitted)
+{
+    ASSERT_TRUE(Open());
+    CTransferQueue queue(*m_pSession, m_trace, m_list);
+    const int nJobId = m_list.AddJob(0,
+        { QStringLiteral("a;b.txt"), m_strLocal + QStringLiteral("/a;b.txt"), QStringLiteral("/pub/a;b.txt"),
+            QStringLiteral("DOWNLOAD"), QStringLiteral("Failed.") });
+    m_list.FinishJob(nJobId, false);
+    const TransferRow row = *m_list.Row(nJobId);
+    queue.ResubmitJob(nJobId,
+        { row.columns[COL_FILENAME], row.columns[COL_LOCAL_PATH], row.columns[COL_FTP_PATH], row.columns[COL_OPERATION],
+            row.columns[COL_MESSAGE] });
+    ASSERT_TRUE(queue.WaitForAll(5000));
+    EXPECT_EQ(m_list.Row(nJobId)->columns[COL_STATUS], QStringLiteral("Failed"));
+    EXPECT_THAT(m_list.Row(nJobId)->columns[COL_MESSAGE].toStdString(), testing::HasSubstr("holds \";\""));
+    EXPECT_FALSE(QFile::exists(m_strLocal + QStringLiteral("/a;b.txt")));
+}
+
+} // namespace
