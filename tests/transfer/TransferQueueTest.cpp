@@ -196,3 +196,26 @@ TEST_F(Transfers, AJobWhosePathHoldsASemicolonIsNotResubmitted)
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(Transfers, ADroppedUploadLeavesTheServerCopyAndCompletedRowsGoWhenAsked)
+{
+    // The worker's STOR (its eighth command) is dropped.
+    ASSERT_TRUE(Open({ QStringLiteral("--drop-after"), QStringLiteral("7"), QStringLiteral("--drop-once") }));
+    WriteFileBytes(m_strLocal + QStringLiteral("/file.txt"), "new local text");
+    CSettingsStore store;
+    store.WriteInt("Settings", "DeleteRowOfGoodXfer", 1);
+    ASSERT_TRUE(store.Sync());
+    const TransferJob upload { TransferOperation::Upload, false, QStringLiteral("file.txt"),
+        m_strLocal + QStringLiteral("/file.txt"), QStringLiteral("/pub"), -1 };
+    EXPECT_EQ(RunJobs({ upload }).nFailed, 1);
+    EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/file.txt"))), QByteArray("remote contents\n"));
+    EXPECT_EQ(m_list.Rows().size(), 1u) << "a failed row stays";
+
+    EXPECT_EQ(RunJobs({ upload }).nCompleted, 1);
+    EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/file.txt"))), QByteArray("new local text"));
+    EXPECT_EQ(m_list.Rows().size(), 1u) << "a completed row goes at once when DeleteRowOfGoodXfer is set";
+}
+
+} // namespace
