@@ -250,6 +250,9 @@ void ForgetMirrorCopy(const QString& strMirrorFolder, const QString& strRemoteRo
 
 QString Bytes(std::int64_t nBytes)
 {
+    if (nBytes < 1024) {
+        return FormatText("%lld bytes", static_cast<long long>(nBytes));
+    }
     if (nBytes < 1024 * 1024) {
         return FormatText("%.1f KiB", static_cast<double>(nBytes) / 1024.0);
     }
