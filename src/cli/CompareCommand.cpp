@@ -211,19 +211,14 @@ QString ParseOptions(const QStringList& arguments, CompareOptions& options, bool
         } else if (argument == QStringLiteral("--json")) {
             options.bJson = true;
         } else if (argument == QStringLiteral("--threads")) {
-            bool bOk = false;
-            options.nThreads = i + 1 < arguments.size() ? arguments[++i].toInt(&bOk) : 0;
-            if (!bOk || options.nThreads < 1 || options.nThreads > 64) {
+            const std::optional<int> nThreads = TakeNumber(arguments, i, 1, 64);
+            if (!nThreads) {
                 return QStringLiteral("--threads needs a number from 1 to 64.");
             }
-        } else if (const std::optional<QString> strRemoteError = ParseRemoteOption(arguments, i, options.remote)) {
-            if (!strRemoteError->isEmpty()) {
-                return *strRemoteError;
-            }
-        } else if (argument.startsWith(QLatin1Char('-')) && argument.size() > 1) {
-            return FormatText("unknown option \"%s\".", argument);
-        } else {
-            positional.append(argument);
+            options.nThreads = *nThreads;
+        } else if (const QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
+                   !strError.isEmpty()) {
+            return strError;
         }
     }
     if (bHelp) {

@@ -48,6 +48,26 @@ std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype
     return QString();
 }
 
+QString TakeSharedArgument(const QStringList& arguments, qsizetype& i, RemoteOptions& options, QStringList& positional)
+{
+    if (const std::optional<QString> strRemoteError = ParseRemoteOption(arguments, i, options)) {
+        return *strRemoteError;
+    }
+    const QString& argument = arguments[i];
+    if (argument.startsWith(QLatin1Char('-')) && argument.size() > 1) {
+        return FormatText("unknown option \"%s\".", argument);
+    }
+    positional.append(argument);
+    return {};
+}
+
+std::optional<int> TakeNumber(const QStringList& arguments, qsizetype& i, int nMin, int nMax)
+{
+    bool bOk = false;
+    const int nValue = i + 1 < arguments.size() ? arguments[++i].toInt(&bOk) : 0;
+    return bOk && nValue >= nMin && nValue <= nMax ? std::optional<int>(nValue) : std::nullopt;
+}
+
 bool IsRemote(const QString& strFolder)
 {
     return strFolder.startsWith(QLatin1String("ftp://"), Qt::CaseInsensitive)

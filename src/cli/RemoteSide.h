@@ -27,6 +27,13 @@ struct RemoteOptions
 // when it was taken, an error sentence when its value is wrong.
 std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype& i, RemoteOptions& options);
 
+// What the commands share at the end of their option lists: an FTP option is taken, an unknown option is an
+// error sentence, anything else goes to positional. Empty when the argument was taken.
+QString TakeSharedArgument(const QStringList& arguments, qsizetype& i, RemoteOptions& options, QStringList& positional);
+
+// The whole number after arguments[i], taken, when it lies in nMin..nMax.
+std::optional<int> TakeNumber(const QStringList& arguments, qsizetype& i, int nMin, int nMax);
+
 // Whether a command-line folder is an FTP URL.
 bool IsRemote(const QString& strFolder);
 

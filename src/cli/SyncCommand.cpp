@@ -81,6 +81,19 @@ std::int64_t SizeFromText(const QString& strSize)
     return bOk ? nSize : -1;
 }
 
+// Removing what exists only on the target: on the server as a job, locally at once.
+PlanStep DeletionStep(PlanStep step, TransferJob job, bool bUpload)
+{
+    step.strWhy = QStringLiteral("only on the target");
+    if (bUpload) {
+        job.operation = TransferOperation::Delete;
+        step.job = job;
+    } else {
+        step.strLocalToDelete = job.strLocalPath;
+    }
+    return step;
+}
+
 // The step (if any) for one item, and whether its children are covered by it.
 std::optional<PlanStep> StepFor(const CFileItem& item, const SyncOptions& options, const QString& strRemoteRoot,
     const QString& strRelative, bool& bWholeFolder)
@@ -112,14 +125,7 @@ std::optional<PlanStep> StepFor(const CFileItem& item, const SyncOptions& option
         }
         if (bOnlyOnTarget && options.bDelete) {
             bWholeFolder = true;
-            step.strWhy = QStringLiteral("only on the target");
-            if (bUpload) {
-                job.operation = TransferOperation::Delete;
-                step.job = job;
-            } else {
-                step.strLocalToDelete = strLocalPath;
-            }
-            return step;
+            return DeletionStep(step, job, bUpload);
         }
         return std::nullopt;
     }
@@ -127,17 +133,7 @@ std::optional<PlanStep> StepFor(const CFileItem& item, const SyncOptions& option
     const bool bSourceHasIt = bUpload ? bHasLeft : bHasRight;
     const bool bTargetHasIt = bUpload ? bHasRight : bHasLeft;
     if (!bSourceHasIt) {
-        if (!options.bDelete) {
-            return std::nullopt;
-        }
-        step.strWhy = QStringLiteral("only on the target");
-        if (bUpload) {
-            job.operation = TransferOperation::Delete;
-            step.job = job;
-        } else {
-            step.strLocalToDelete = strLocalPath;
-        }
-        return step;
+        return options.bDelete ? std::optional<PlanStep>(DeletionStep(step, job, bUpload)) : std::nullopt;
     }
     if (item.status == FILE_SAME) {
         return std::nullopt;
@@ -157,8 +153,6 @@ std::optional<PlanStep> StepFor(const CFileItem& item, const SyncOptions& option
 std::vector<PlanStep> MakePlan(const CFileItem* pRoot, const SyncOptions& options, const QString& strRemoteRoot)
 {
     std::vector<PlanStep> plan;
-    const CFileItem* pItem = pRoot->pFirstChild;
-    QString strFolder;
     std::function<void(const CFileItem*, const QString&)> walk = [&](const CFileItem* pFolder,
                                                                      const QString& strPrefix) {
         for (const CFileItem* pChild = pFolder->pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
@@ -173,8 +167,7 @@ std::vector<PlanStep> MakePlan(const CFileItem* pRoot, const SyncOptions& option
             }
         }
     };
-    (void)pItem;
-    walk(pRoot, strFolder);
+    walk(pRoot, QString());
     return plan;
 }
 
@@ -196,19 +189,14 @@ QString ParseSyncOptions(const QStringList& arguments, SyncOptions& options, boo
         } else if (argument == QStringLiteral("--delete")) {
             options.bDelete = true;
         } else if (argument == QStringLiteral("--jobs")) {
-            bool bOk = false;
-            options.nJobs = i + 1 < arguments.size() ? arguments[++i].toInt(&bOk) : 0;
-            if (!bOk || options.nJobs < 1 || options.nJobs > 32) {
+            const std::optional<int> nJobs = TakeNumber(arguments, i, 1, 32);
+            if (!nJobs) {
                 return QStringLiteral("--jobs needs a number from 1 to 32.");
             }
-        } else if (const std::optional<QString> strRemoteError = ParseRemoteOption(arguments, i, options.remote)) {
-            if (!strRemoteError->isEmpty()) {
-                return *strRemoteError;
-            }
-        } else if (argument.startsWith(QLatin1Char('-')) && argument.size() > 1) {
-            return FormatText("unknown option \"%s\".", argument);
-        } else {
-            positional.append(argument);
+            options.nJobs = *nJobs;
+        } else if (const QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
+                   !strError.isEmpty()) {
+            return strError;
         }
     }
     if (bHelp) {
