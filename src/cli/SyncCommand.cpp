@@ -10,17 +10,14 @@
 
 #include <unistd.h>
 
+#include "app/QuorvelView.h"
 #include "cli/CliCommands.h"
 #include "cli/RemoteSide.h"
 #include "ftp/FtpSession.h"
 #include "support/SettingsStore.h"
 #include "support/TextFormat.h"
 #include "transfer/TransferList.h"
-#include "transfer/TransferQueue.h"
-#include "transfer/TransferRoutines.h"
-#include "tree/FileTexts.h"
 #include "tree/FolderComparison.h"
-#include "tree/TreeDump.h"
 
 namespace {
 
@@ -65,75 +62,40 @@ struct SyncOptions
     RemoteOptions remote;
 };
 
-// One step of the plan: a transfer job, or (downloading with --delete) a local item to remove.
+// One step of the plan: copy an item to the target side, or delete it there.
 struct PlanStep
 {
+    CFileItem* pItem = nullptr;
+    bool bDelete = false;
     QString strWhy;
     QString strRelative;
-    std::optional<TransferJob> job;
-    QString strLocalToDelete;
 };
 
-std::int64_t SizeFromText(const QString& strSize)
-{
-    bool bOk = false;
-    const std::int64_t nSize = QString(strSize).remove(QLatin1Char(',')).toLongLong(&bOk);
-    return bOk ? nSize : -1;
-}
-
-// Removing what exists only on the target: on the server as a job, locally at once.
-PlanStep DeletionStep(PlanStep step, TransferJob job, bool bUpload)
-{
-    step.strWhy = QStringLiteral("only on the target");
-    if (bUpload) {
-        job.operation = TransferOperation::Delete;
-        step.job = job;
-    } else {
-        step.strLocalToDelete = job.strLocalPath;
-    }
-    return step;
-}
-
 // The step (if any) for one item, and whether its children are covered by it.
-std::optional<PlanStep> StepFor(const CFileItem& item, const SyncOptions& options, const QString& strRemoteRoot,
-    const QString& strRelative, bool& bWholeFolder)
+std::optional<PlanStep> StepFor(
+    CFileItem& item, const SyncOptions& options, const QString& strRelative, bool& bWholeFolder)
 {
     bWholeFolder = false;
     const bool bUpload = *options.bUpload;
-    const bool bHasLeft = !item.strPaths[SIDE_LEFT].isEmpty();
-    const bool bHasRight = !item.strPaths[SIDE_RIGHT].isEmpty();
-    const qsizetype nCut = strRelative.lastIndexOf(QLatin1Char('/'));
-    const QString strRemoteFolder = nCut < 0 ? strRemoteRoot : JoinRemotePath(strRemoteRoot, strRelative.left(nCut));
-    const QString strLocalPath = QDir(options.strLocal).filePath(strRelative);
-    PlanStep step;
-    step.strRelative = strRelative;
-    TransferJob job;
-    job.strName = item.strName;
-    job.strRemoteFolder = strRemoteFolder;
-    job.strLocalPath = strLocalPath;
-    job.bFolder = item.kind == KIND_DIR;
-
-    if (item.kind == KIND_DIR) {
-        const bool bMissingOnTarget = bUpload ? (bHasLeft && !bHasRight) : (bHasRight && !bHasLeft);
-        const bool bOnlyOnTarget = bUpload ? (bHasRight && !bHasLeft) : (bHasLeft && !bHasRight);
-        if (bMissingOnTarget) {
-            bWholeFolder = true;
-            job.operation = bUpload ? TransferOperation::Upload : TransferOperation::Download;
-            step.strWhy = QStringLiteral("missing");
-            step.job = job;
-            return step;
-        }
-        if (bOnlyOnTarget && options.bDelete) {
-            bWholeFolder = true;
-            return DeletionStep(step, job, bUpload);
-        }
-        return std::nullopt;
-    }
-
-    const bool bSourceHasIt = bUpload ? bHasLeft : bHasRight;
-    const bool bTargetHasIt = bUpload ? bHasRight : bHasLeft;
+    const bool bSourceHasIt = !item.strPaths[bUpload ? SIDE_LEFT : SIDE_RIGHT].isEmpty();
+    const bool bTargetHasIt = !item.strPaths[bUpload ? SIDE_RIGHT : SIDE_LEFT].isEmpty();
+    PlanStep step { &item, false, {}, strRelative };
     if (!bSourceHasIt) {
-        return options.bDelete ? std::optional<PlanStep>(DeletionStep(step, job, bUpload)) : std::nullopt;
+        if (!options.bDelete) {
+            return std::nullopt;
+        }
+        bWholeFolder = true;
+        step.bDelete = true;
+        step.strWhy = QStringLiteral("only on the target");
+        return step;
+    }
+    if (item.kind == KIND_DIR) {
+        if (bTargetHasIt) {
+            return std::nullopt;
+        }
+        bWholeFolder = true;
+        step.strWhy = QStringLiteral("missing");
+        return step;
     }
     if (item.status == FILE_SAME) {
         return std::nullopt;
@@ -141,25 +103,18 @@ std::optional<PlanStep> StepFor(const CFileItem& item, const SyncOptions& option
     step.strWhy = !bTargetHasIt    ? QStringLiteral("missing")
         : item.status == FILE_DIFF ? QStringLiteral("different")
                                    : QStringLiteral("not compared");
-    job.operation = bUpload ? TransferOperation::Upload : TransferOperation::Download;
-    job.nExpectedSize = bUpload ? -1 : SizeFromText(item.strSize[SIDE_RIGHT]);
-    if (job.nExpectedSize >= INT32_MAX) {
-        job.nExpectedSize = -1;
-    }
-    step.job = job;
     return step;
 }
 
-std::vector<PlanStep> MakePlan(const CFileItem* pRoot, const SyncOptions& options, const QString& strRemoteRoot)
+std::vector<PlanStep> MakePlan(CFileItem* pRoot, const SyncOptions& options)
 {
     std::vector<PlanStep> plan;
-    std::function<void(const CFileItem*, const QString&)> walk = [&](const CFileItem* pFolder,
-                                                                     const QString& strPrefix) {
-        for (const CFileItem* pChild = pFolder->pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
+    std::function<void(CFileItem*, const QString&)> walk = [&](CFileItem* pFolder, const QString& strPrefix) {
+        for (CFileItem* pChild = pFolder->pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
             const QString strRelative
                 = strPrefix.isEmpty() ? pChild->strName : strPrefix + QLatin1Char('/') + pChild->strName;
             bool bWholeFolder = false;
-            if (std::optional<PlanStep> step = StepFor(*pChild, options, strRemoteRoot, strRelative, bWholeFolder)) {
+            if (std::optional<PlanStep> step = StepFor(*pChild, options, strRelative, bWholeFolder)) {
                 plan.push_back(std::move(*step));
             }
             if (pChild->kind == KIND_DIR && !bWholeFolder) {
@@ -170,6 +125,13 @@ std::vector<PlanStep> MakePlan(const CFileItem* pRoot, const SyncOptions& option
     walk(pRoot, QString());
     return plan;
 }
+
+// The plan was made from the comparison: every copy in it is meant to replace what the target has.
+class CReplaceAll : public IConflictPrompt
+{
+public:
+    ConflictAnswer AskReplace(const QString&, int) override { return ConflictAnswer::ReplaceAll; }
+};
 
 QString ParseSyncOptions(const QStringList& arguments, SyncOptions& options, bool& bHelp)
 {
@@ -213,29 +175,6 @@ QString ParseSyncOptions(const QStringList& arguments, SyncOptions& options, boo
     return {};
 }
 
-// After a job has changed the server, the mirror's copy of what it touched no longer stands for it (and a
-// listing with minutes only may not show the change): it goes, and the next scan fetches the truth.
-void ForgetMirrorCopy(const QString& strMirrorFolder, const QString& strRemoteRoot, const TransferJob& job)
-{
-    QString strRelative = JoinRemotePath(job.strRemoteFolder, job.strName).mid(strRemoteRoot.size());
-    while (strRelative.startsWith(QLatin1Char('/'))) {
-        strRelative.remove(0, 1);
-    }
-    const QFileInfo copy(QDir(strMirrorFolder).filePath(strRelative));
-    if (copy.isDir() && !copy.isSymLink()) {
-        QDir(copy.filePath()).removeRecursively();
-        return;
-    }
-    QFile::remove(copy.filePath());
-    const QDir folder = copy.dir();
-    for (const QString& strName : folder.entryList(QDir::Files | QDir::Hidden)) {
-        const std::optional<MarkerInfo> marker = ParseMarkerName(strName);
-        if (marker && marker->strFileName == job.strName) {
-            QFile::remove(folder.filePath(strName));
-        }
-    }
-}
-
 QString Bytes(std::int64_t nBytes)
 {
     if (nBytes < 1024) {
@@ -272,16 +211,24 @@ int RunSync(const QStringList& arguments)
         PrintError(QStringLiteral("quorvel-cli sync: ") + strError);
         return kExitError;
     }
-    CFolderComparison comparison(options.strLocal, remote.MirrorFolder(), remote.RemoteFolder());
-    const ComparisonOutcome outcome = comparison.Run(DefaultComparisonThreads());
+    CTransferListView list;
+    CQuorvelView view(
+        remote.Session(), remote.Trace(), list, { options.strLocal, remote.MirrorFolder(), remote.RemoteFolder() });
+    const ComparisonOutcome outcome = view.Compare(DefaultComparisonThreads());
     if (!outcome.bOk) {
         PrintError(QStringLiteral("quorvel-cli sync: ") + outcome.strError);
         return kExitError;
     }
-    const std::vector<PlanStep> plan = MakePlan(comparison.Tree().Root(), options, remote.RemoteFolder());
+    const bool bUpload = *options.bUpload;
+    const std::vector<PlanStep> plan = MakePlan(view.Tree().Root(), options);
+    std::vector<CFileItem*> copies;
+    std::vector<CFileItem*> deletions;
     for (const PlanStep& step : plan) {
-        const QString strWhat = step.job ? OperationWord(step.job->operation) : QStringLiteral("DELETE LOCAL");
+        const QString strWhat = !step.bDelete ? (bUpload ? QStringLiteral("UPLOAD") : QStringLiteral("DOWNLOAD"))
+            : bUpload                         ? QStringLiteral("DELETE")
+                                              : QStringLiteral("DELETE LOCAL");
         PrintLine(FormatText("%-12s %s (%s)", strWhat, step.strRelative, step.strWhy));
+        (step.bDelete ? deletions : copies).push_back(step.pItem);
     }
     if (plan.empty()) {
         PrintLine(QStringLiteral("Nothing to do: the two sides are in step."));
@@ -298,63 +245,44 @@ int RunSync(const QStringList& arguments)
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 
-    int nLocalFailures = 0;
-    CTransferListView list;
-    TransferTotals totals;
-    {
-        CTransferQueue queue(remote.Session(), remote.Trace(), list);
-        if (*options.bUpload) {
-            const QString strMirror = remote.MirrorFolder();
-            const QString strRemoteRoot = remote.RemoteFolder();
-            queue.SetOnFinished([strMirror, strRemoteRoot](
-                                    const TransferJob& job, int) { ForgetMirrorCopy(strMirror, strRemoteRoot, job); });
-        }
-        int nJobs = 0;
-        for (const PlanStep& step : plan) {
-            if (step.job) {
-                queue.Submit(*step.job);
-                ++nJobs;
-            } else {
-                const bool bRemoved = QFileInfo(step.strLocalToDelete).isDir()
-                    ? QDir(step.strLocalToDelete).removeRecursively()
-                    : QFile::remove(step.strLocalToDelete);
-                if (!bRemoved) {
-                    PrintError(FormatText("quorvel-cli sync: %s could not be deleted.", step.strLocalToDelete));
-                    ++nLocalFailures;
-                }
-            }
-        }
-        const bool bTerminal = ::isatty(STDERR_FILENO) != 0 && !options.remote.bTrace;
-        QElapsedTimer clock;
-        clock.start();
-        bool bCancelling = false;
-        while (!queue.WaitForAll(250)) {
-            if (g_bInterrupted && !bCancelling) {
-                bCancelling = true;
-                queue.CancelAll();
-                std::fputs("\nCancelling...\n", stderr);
-            }
-            if (bTerminal) {
-                const TransferTotals now = queue.Totals();
-                const double dSeconds = std::max(0.001, static_cast<double>(clock.elapsed()) / 1000.0);
-                std::fprintf(stderr, "\r\033[K%d of %d copies done, %s, %s/s",
-                    now.nCompleted + now.nFailed + now.nCancelled, nJobs, Bytes(now.nBytes).toLocal8Bit().constData(),
-                    Bytes(static_cast<std::int64_t>(static_cast<double>(now.nBytes) / dSeconds))
-                        .toLocal8Bit()
-                        .constData());
-            }
+    CReplaceAll replaceAll;
+    view.SetConflictPrompt(&replaceAll);
+    const int nSourceSide = bUpload ? SIDE_LEFT : SIDE_RIGHT;
+    const int nJobs = view.CopySelectedItems(copies, nSourceSide);
+    const int nDeleted = view.DeleteSelectedItems(deletions, 1 - nSourceSide);
+    const int nDeleteFailures = static_cast<int>(deletions.size()) - nDeleted;
+    const bool bTerminal = ::isatty(STDERR_FILENO) != 0 && !options.remote.bTrace;
+    QElapsedTimer clock;
+    clock.start();
+    bool bCancelling = false;
+    while (!view.WaitForJobs(250)) {
+        if (g_bInterrupted && !bCancelling) {
+            bCancelling = true;
+            view.CancelAllJobs();
+            std::fputs("\nCancelling...\n", stderr);
         }
         if (bTerminal) {
-            std::fputs("\r\033[K", stderr);
+            const JobTotals now = view.Totals();
+            const std::int64_t nBytes = view.Runner().BytesMoved();
+            const double dSeconds = std::max(0.001, static_cast<double>(clock.elapsed()) / 1000.0);
+            std::fprintf(stderr, "\r\033[K%d of %d copies done, %s, %s/s",
+                now.nCompleted + now.nFailed + now.nCancelled, nJobs, Bytes(nBytes).toLocal8Bit().constData(),
+                Bytes(static_cast<std::int64_t>(static_cast<double>(nBytes) / dSeconds)).toLocal8Bit().constData());
         }
-        totals = queue.Totals();
+    }
+    if (bTerminal) {
+        std::fputs("\r\033[K", stderr);
     }
     for (const TransferRow& row : list.Rows()) {
         if (row.columns[COL_STATUS] == QStringLiteral("Failed")) {
             PrintError(FormatText("Failed: %s: %s", row.columns[COL_FTP_PATH], row.columns[COL_MESSAGE]));
         }
     }
-    PrintLine(FormatText("%d copied, %d failed, %d cancelled; %s moved.", totals.nCompleted,
-        totals.nFailed + nLocalFailures, totals.nCancelled, Bytes(totals.nBytes)));
-    return totals.nFailed + totals.nCancelled + nLocalFailures == 0 ? kExitOk : kExitDifferences;
+    const JobTotals totals = view.Totals();
+    // Remote deletions ran as jobs and are counted there; local ones are not.
+    const int nCopied = totals.nCompleted - (bUpload ? nDeleted : 0);
+    PrintLine(FormatText("%d copied, %d deleted, %d failed, %d cancelled; %s moved.", nCopied, nDeleted,
+        bUpload ? totals.nFailed : totals.nFailed + nDeleteFailures, totals.nCancelled,
+        Bytes(view.Runner().BytesMoved())));
+    return totals.nFailed + totals.nCancelled + nDeleteFailures == 0 ? kExitOk : kExitDifferences;
 }

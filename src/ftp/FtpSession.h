@@ -53,6 +53,8 @@ public:
     void ReleaseConnection(std::unique_ptr<CCurlConnection> pConnection);
 
     [[nodiscard]] bool IsConnected() const { return m_pConnection != nullptr; }
+    // Whether a site has been opened: workers, which never touch the view's own connection, ask this.
+    [[nodiscard]] bool HasSite() const { return m_bHaveSite; }
     // Connections lent to workers right now.
     [[nodiscard]] int ConnectionsInUse() const;
     [[nodiscard]] const QString& Server() const { return m_endpoint.strHost; }
@@ -80,7 +82,7 @@ private:
     std::unique_ptr<CCurlConnection> m_pConnection;
     std::unique_ptr<CConnectionPool> m_pPool;
     FtpEndpoint m_endpoint;
-    bool m_bHaveSite = false;
+    std::atomic<bool> m_bHaveSite { false };
     int m_nRetries = 3;
     int m_nRetryDelaySeconds = 10;
     QString m_strRemoteRoot = QStringLiteral("/");

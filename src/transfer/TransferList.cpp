@@ -27,6 +27,12 @@ std::array<QString, kTransferColumns> ColumnsOf(const JobFields& fields, const Q
 
 } // namespace
 
+JobFields FieldsOf(const TransferRow& row)
+{
+    return { row.columns[COL_FILENAME], row.columns[COL_LOCAL_PATH], row.columns[COL_FTP_PATH],
+        row.columns[COL_OPERATION], row.columns[COL_MESSAGE] };
+}
+
 QString FormatJobLine(int nJobId, const JobFields& fields)
 {
     return FormatText("%d;%s;%s;%s;%s;%s", nJobId, fields.strFilename, fields.strLocalPath, fields.strFtpPath,

@@ -46,6 +46,9 @@ struct JobFields
     QString strMessage;
 };
 
+// The texts of a row as a job's fields.
+JobFields FieldsOf(const TransferRow& row);
+
 // A job written as one line for resubmission ("%d;%s;%s;%s;%s;%s"), and read back.
 QString FormatJobLine(int nJobId, const JobFields& fields);
 // The fields as the line gives them, or nothing when they do not read back as written (a field held ";"):

@@ -51,6 +51,18 @@ int RenameRemote(
     TransferContext& context, const QString& strRemoteFolder, const QString& strFrom, const QString& strTo);
 int MakeRemoteFolder(TransferContext& context, const QString& strRemoteFolder, const QString& strName);
 
+// Copies a remote file or folder to strTargetPath on the same server: by the server's own copy commands
+// (SITE CPFR and CPTO) where it has them, otherwise through a temporary local copy that is uploaded.
+int CopyRemote(TransferContext& context, const QString& strRemoteFolder, const QString& strName, bool bFolder,
+    const QString& strTargetPath, std::int64_t nExpectedSize);
+
+// Copies a local file over strTargetPath, making missing folders first; the target is replaced only by a
+// whole copy. An error sentence, or empty.
+QString CopyLocalFile(const QString& strSourcePath, const QString& strTargetPath);
+
+// Copies a local folder with everything in it, file by file as CopyLocalFile does.
+QString CopyLocalFolder(const QString& strSourceFolder, const QString& strTargetFolder);
+
 // The entries of a remote folder, or nothing when it could not be listed in full.
 std::optional<std::vector<FtpListEntry>> ListRemoteFolder(TransferContext& context, const QString& strRemoteFolder);
 

@@ -1,0 +1,660 @@
+#include "app/QuorvelView.h"
+
+#include <chrono>
+#include <functional>
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+
+#include "app/JobThreads.h"
+#include "ftp/MirrorRoot.h"
+#include "ftp/TraceBuffer.h"
+#include "support/TextFormat.h"
+#include "transfer/TransferList.h"
+#include "transfer/TransferRoutines.h"
+#include "tree/FileTexts.h"
+#include "tree/TreeOperations.h"
+#include "tree/VersionResource.h"
+
+namespace {
+
+std::int64_t SizeFromText(const QString& strSize)
+{
+    bool bOk = false;
+    const std::int64_t nSize = QString(strSize).remove(QLatin1Char(',')).toLongLong(&bOk);
+    return bOk ? nSize : -1;
+}
+
+// The tree now shows on nToSide what it shows on nFromSide: the copy of a whole item has completed.
+void MarkCopied(CFileItem* pItem, int nFromSide, int nToSide, const QString& strTargetFolder)
+{
+    pItem->strPaths[nToSide] = strTargetFolder;
+    if (pItem->kind == KIND_FILE) {
+        CopySide(nFromSide, nToSide, pItem);
+    } else {
+        pItem->status = DIR_BOTH;
+        pItem->bListed[nToSide] = true;
+        for (CFileItem* pChild = pItem->pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
+            if (!pChild->strPaths[nFromSide].isEmpty()) {
+                MarkCopied(pChild, nFromSide, nToSide, JoinPath(strTargetFolder, pItem->strName));
+            }
+        }
+    }
+    SetIconsFromStatus(pItem);
+}
+
+// The tree no longer shows the item on nSide: what only that side had goes, the rest stays on the other.
+void MarkDeleted(CFileItem* pItem, int nSide)
+{
+    const int nOther = 1 - nSide;
+    if (pItem->strPaths[nOther].isEmpty()) {
+        DeleteItem(pItem);
+        return;
+    }
+    if (pItem->kind == KIND_FILE) {
+        DropSide(nSide, pItem);
+    } else {
+        DropDirSide(nSide, pItem);
+        for (CFileItem* pChild = pItem->pFirstChild; pChild != nullptr;) {
+            CFileItem* pNext = pChild->pNext;
+            MarkDeleted(pChild, nSide);
+            pChild = pNext;
+        }
+    }
+    SetIconsFromStatus(pItem);
+}
+
+void RemoveMarkers(const QString& strFolder, const QString& strFileName)
+{
+    const QDir folder(strFolder);
+    for (const QString& strName : folder.entryList(QDir::Files | QDir::Hidden)) {
+        const std::optional<MarkerInfo> marker = ParseMarkerName(strName);
+        if (marker && (strFileName.isEmpty() || marker->strFileName == strFileName)) {
+            QFile::remove(folder.filePath(strName));
+        }
+    }
+}
+
+} // namespace
+
+CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferListView& list, ViewFolders folders)
+    : m_session(session)
+    , m_trace(trace)
+    , m_list(list)
+    , m_folders(std::move(folders))
+    , m_runner(session, trace, list)
+    , m_comparison(std::make_unique<CFolderComparison>(m_folders.strLocal, m_folders.strMirror, m_folders.strRemote))
+{ }
+
+CQuorvelView::~CQuorvelView()
+{
+    // A worker may add its row just after a round of cancelling: cancel again until every one has ended.
+    do {
+        CancelAllJobs();
+    } while (!WaitForJobs(100));
+}
+
+ComparisonOutcome CQuorvelView::Compare(int nThreads, const CFolderScanner::Progress& progress)
+{
+    auto comparison = std::make_unique<CFolderComparison>(m_folders.strLocal, m_folders.strMirror, m_folders.strRemote);
+    const ComparisonOutcome outcome = comparison->Run(nThreads, progress);
+    std::lock_guard lock(m_viewLock);
+    m_comparison = std::move(comparison);
+    return outcome;
+}
+
+std::int64_t CQuorvelView::ItemBytes(const CFileItem& item, int nSide) const
+{
+    if (item.kind == KIND_FILE) {
+        return std::max<std::int64_t>(0, SizeFromText(item.strSize[nSide]));
+    }
+    std::int64_t nTotal = 0;
+    for (const CFileItem* pItem = NextInPreOrder(&item, &item); pItem != nullptr;
+         pItem = NextInPreOrder(pItem, &item)) {
+        if (pItem->kind == KIND_FILE && !pItem->strPaths[nSide].isEmpty()) {
+            nTotal += std::max<std::int64_t>(0, SizeFromText(pItem->strSize[nSide]));
+        }
+    }
+    return nTotal;
+}
+
+int CQuorvelView::CopySelectedItems(const std::vector<CFileItem*>& items, int nFromSide)
+{
+    const int nToSide = 1 - nFromSide;
+    bool bReplaceAll = false;
+    int nStarted = 0;
+    for (CFileItem* pItem : items) {
+        ItemHandOver handOver;
+        bool bTargetHasIt = false;
+        {
+            std::lock_guard lock(m_viewLock);
+            if (pItem->strPaths[nFromSide].isEmpty()) {
+                continue;
+            }
+            bool bDerived = false;
+            const QString strTarget = Tree().FillOutTargetPath(pItem, nToSide, bDerived);
+            if (strTarget.isEmpty()) {
+                m_trace.AddTraceLine(TRACE_ERROR, "%s has no folder to go to on the other side; it was not copied.",
+                    FullName(*pItem, nFromSide));
+                continue;
+            }
+            bTargetHasIt = !pItem->strPaths[nToSide].isEmpty();
+            handOver = { CloneItem(*pItem), nFromSide, strTarget, ItemBytes(*pItem, nFromSide) };
+        }
+        bool bStop = false;
+        if (bTargetHasIt && !MayReplace(JoinPath(handOver.strText, pItem->strName), nToSide, bReplaceAll, bStop)) {
+            if (bStop) {
+                break;
+            }
+            continue;
+        }
+        {
+            std::lock_guard lock(m_handOverMutex);
+            m_handOver = std::move(handOver);
+        }
+        StartWorker(CopyEachItemExThread);
+        // The next item is prepared only once this worker has taken its own.
+        std::unique_lock lock(m_handOverMutex);
+        m_handOverTaken.wait(lock, [this] { return !m_handOver; });
+        ++nStarted;
+    }
+    return nStarted;
+}
+
+int CQuorvelView::CacheSelectedItems(const std::vector<CFileItem*>& items)
+{
+    int nStarted = 0;
+    for (CFileItem* pItem : items) {
+        ItemHandOver handOver;
+        {
+            std::lock_guard lock(m_viewLock);
+            if (pItem->strPaths[SIDE_RIGHT].isEmpty()) {
+                continue;
+            }
+            handOver = { CloneItem(*pItem), SIDE_RIGHT, pItem->strPaths[SIDE_RIGHT], ItemBytes(*pItem, SIDE_RIGHT) };
+        }
+        {
+            std::lock_guard lock(m_handOverMutex);
+            m_handOver = std::move(handOver);
+        }
+        StartWorker(CacheSelectedItems2CacheThread);
+        std::unique_lock lock(m_handOverMutex);
+        m_handOverTaken.wait(lock, [this] { return !m_handOver; });
+        ++nStarted;
+    }
+    return nStarted;
+}
+
+int CQuorvelView::DeleteSelectedItems(const std::vector<CFileItem*>& items, int nSide)
+{
+    int nDeleted = 0;
+    for (CFileItem* pItem : items) {
+        ItemHandOver handOver;
+        {
+            std::lock_guard lock(m_viewLock);
+            if (pItem->strPaths[nSide].isEmpty()) {
+                continue;
+            }
+            handOver = { CloneItem(*pItem), nSide, pItem->strPaths[nSide], 0 };
+        }
+        TransferJob job = JobForHandOver(handOver, true);
+        job.operation = TransferOperation::Delete;
+        if (nSide == SIDE_LEFT) {
+            // A local item: no connection, no row; the trace says what failed.
+            job.strLocalPath = FullName(*handOver.pItem, SIDE_LEFT);
+            const bool bRemoved
+                = job.bFolder ? QDir(job.strLocalPath).removeRecursively() : QFile::remove(job.strLocalPath);
+            if (!bRemoved) {
+                m_trace.AddTraceLine(TRACE_ERROR, "%s could not be deleted.", job.strLocalPath);
+                continue;
+            }
+        } else if (RunDeleteJob(*this, job) != TRANSFER_DONE) {
+            continue;
+        }
+        RefreshAfterDelete(job, nSide);
+        ++nDeleted;
+    }
+    return nDeleted;
+}
+
+void CQuorvelView::CopyWithinFtp(const CFileItem* pItem, const QString& strTargetRemoteFolder)
+{
+    TransferJob job;
+    {
+        std::lock_guard lock(m_viewLock);
+        if (pItem->strPaths[SIDE_RIGHT].isEmpty()) {
+            return;
+        }
+        job = JobForHandOver({ CloneItem(*pItem), SIDE_RIGHT, pItem->strPaths[SIDE_RIGHT], 0 }, true);
+    }
+    job.operation = TransferOperation::Copy;
+    job.strTargetRemotePath = JoinRemotePath(strTargetRemoteFolder, job.strName);
+    // The row is made here and the FTP-copy worker runs it as it runs a resubmitted one.
+    const int nJobId
+        = m_list.AddThis({ job.bFolder ? job.strName + QLatin1Char('/') : job.strName, job.strTargetRemotePath,
+                             RemotePathOf(job), OperationWord(job.operation), QStringLiteral("Waiting...") },
+            {});
+    if (const std::optional<TransferRow> row = m_list.Row(nJobId)) {
+        ResubmitJob(nJobId, FieldsOf(*row));
+    }
+}
+
+bool CQuorvelView::MayReplace(const QString& strTarget, int nToSide, bool& bReplaceAll, bool& bStop)
+{
+    bStop = false;
+    if (bReplaceAll) {
+        return true;
+    }
+    // Nothing is replaced without asking.
+    const ConflictAnswer answer
+        = m_pPrompt != nullptr ? m_pPrompt->AskReplace(strTarget, nToSide) : ConflictAnswer::Skip;
+    bStop = answer == ConflictAnswer::Stop;
+    bReplaceAll = answer == ConflictAnswer::ReplaceAll;
+    return answer == ConflictAnswer::Replace || bReplaceAll;
+}
+
+void CQuorvelView::DropFiles(const QStringList& paths, int nToSide, const QString& strTargetFolder)
+{
+    QStringList accepted;
+    bool bReplaceAll = false;
+    for (const QString& strPath : paths) {
+        const QString strName = QFileInfo(strPath).fileName();
+        bool bExists = false;
+        if (nToSide == SIDE_LEFT) {
+            bExists = QFileInfo::exists(QDir(strTargetFolder).filePath(strName));
+        } else {
+            const QString strCache = CachePathOf(JoinRemotePath(strTargetFolder, strName));
+            const std::optional<QString> relative
+                = strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
+            std::lock_guard lock(m_viewLock);
+            const CFileItem* pItem = relative ? FindByRelativePath(*relative, KIND_FILE) : nullptr;
+            const CFileItem* pFolder = relative ? FindByRelativePath(*relative, KIND_DIR) : nullptr;
+            bExists = (pItem != nullptr && !pItem->strPaths[SIDE_RIGHT].isEmpty())
+                || (pFolder != nullptr && !pFolder->strPaths[SIDE_RIGHT].isEmpty());
+        }
+        bool bStop = false;
+        if (bExists
+            && !MayReplace(nToSide == SIDE_LEFT ? QDir(strTargetFolder).filePath(strName)
+                                                : JoinRemotePath(strTargetFolder, strName),
+                nToSide, bReplaceAll, bStop)) {
+            if (bStop) {
+                break;
+            }
+            continue;
+        }
+        accepted.append(strPath);
+    }
+    if (accepted.isEmpty()) {
+        return;
+    }
+    {
+        std::unique_lock lock(m_handOverMutex);
+        m_handOverTaken.wait(lock, [this] { return !m_dropHandOver; });
+        m_dropHandOver = DropHandOver { accepted, nToSide, strTargetFolder };
+    }
+    StartWorker(DropPasteCopyThread);
+}
+
+bool CQuorvelView::ResubmitJob(int nJobId, const JobFields& fields)
+{
+    const QString strLine = FormatJobLine(nJobId, fields);
+    const TransferOperation operation = OperationFromWord(fields.strOperation);
+    if (operation == TransferOperation::Delete) {
+        m_trace.AddTraceLine(TRACE_PLAIN, "RETRY: deleting \"%s\".", fields.strFtpPath);
+        ResubmitDeleteJob(*this, strLine);
+        return false;
+    }
+    {
+        // Two quick resubmissions must not overwrite each other's line before it was copied.
+        std::unique_lock lock(m_handOverMutex);
+        m_handOverTaken.wait(lock, [this] { return !m_jobSlot; });
+        m_jobSlot = strLine;
+    }
+    StartWorker(operation == TransferOperation::Download ? ResubmitDownloadThread
+            : operation == TransferOperation::Upload     ? ResubmitUploadThread
+                                                         : ResubmitFtpCopyThread);
+    return false;
+}
+
+ItemHandOver CQuorvelView::TakeHandOver()
+{
+    std::lock_guard lock(m_handOverMutex);
+    ItemHandOver handOver = std::move(*m_handOver);
+    m_handOver.reset();
+    m_handOverTaken.notify_all();
+    return handOver;
+}
+
+DropHandOver CQuorvelView::TakeDropHandOver()
+{
+    std::lock_guard lock(m_handOverMutex);
+    DropHandOver handOver = std::move(*m_dropHandOver);
+    m_dropHandOver.reset();
+    m_handOverTaken.notify_all();
+    return handOver;
+}
+
+QString CQuorvelView::TakeJobSlot()
+{
+    std::lock_guard lock(m_handOverMutex);
+    QString strLine = std::move(*m_jobSlot);
+    m_jobSlot.reset();
+    m_handOverTaken.notify_all();
+    return strLine;
+}
+
+std::optional<QString> CQuorvelView::RelativeOf(const QString& strPath, int nSide) const
+{
+    const QString& strRoot = nSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror;
+    const QString strClean = QDir::cleanPath(strPath);
+    const QString strCleanRoot = QDir::cleanPath(strRoot);
+    if (strClean == strCleanRoot) {
+        return QString();
+    }
+    const QString strPrefix = strCleanRoot.endsWith(QLatin1Char('/')) ? strCleanRoot : strCleanRoot + QLatin1Char('/');
+    if (!strClean.startsWith(strPrefix)) {
+        return std::nullopt;
+    }
+    return strClean.mid(strPrefix.size());
+}
+
+QString CQuorvelView::RemoteFolderOf(const QString& strMirrorFolder) const
+{
+    const std::optional<QString> relative = RelativeOf(strMirrorFolder, SIDE_RIGHT);
+    if (!relative) {
+        return {};
+    }
+    return relative->isEmpty() ? m_folders.strRemote : JoinRemotePath(m_folders.strRemote, *relative);
+}
+
+QString CQuorvelView::CachePathOf(const QString& strRemotePath) const
+{
+    const QString strRoot
+        = m_folders.strRemote.endsWith(QLatin1Char('/')) ? m_folders.strRemote : m_folders.strRemote + QLatin1Char('/');
+    if (strRemotePath == m_folders.strRemote || strRemotePath + QLatin1Char('/') == strRoot) {
+        return m_folders.strMirror;
+    }
+    if (!strRemotePath.startsWith(strRoot)) {
+        return {};
+    }
+    const QString strRelative = strRemotePath.mid(strRoot.size());
+    // The mirror holds only names a listing could have given: nothing climbs out of it.
+    for (const QString& strPart : strRelative.split(QLatin1Char('/'))) {
+        if (!IsSafeEntryName(strPart)) {
+            return {};
+        }
+    }
+    return QDir(m_folders.strMirror).filePath(strRelative);
+}
+
+TransferJob CQuorvelView::JobForHandOver(const ItemHandOver& handOver, bool bToCache) const
+{
+    const CFileItem& item = *handOver.pItem;
+    TransferJob job;
+    job.bFolder = item.kind == KIND_DIR;
+    job.strName = item.strName;
+    if (handOver.nFromSide == SIDE_LEFT) {
+        job.operation = TransferOperation::Upload;
+        job.strLocalPath = FullName(item, SIDE_LEFT);
+        job.strRemoteFolder = RemoteFolderOf(handOver.strText);
+        return job;
+    }
+    job.operation = TransferOperation::Download;
+    job.strRemoteFolder = RemoteFolderOf(item.strPaths[SIDE_RIGHT]);
+    job.strLocalPath = bToCache ? FullName(item, SIDE_RIGHT) : JoinPath(handOver.strText, item.strName);
+    if (!job.bFolder) {
+        job.nExpectedSize = SizeFromText(item.strSize[SIDE_RIGHT]);
+        // Sizes beyond what a listing can say for certain are not held against the download.
+        if (job.nExpectedSize >= INT32_MAX) {
+            job.nExpectedSize = -1;
+        }
+    }
+    return job;
+}
+
+CFileItem* CQuorvelView::FindByRelativePath(const QString& strRelative, int nKind) const
+{
+    CFileItem* pItem = m_comparison->Tree().Root();
+    if (strRelative.isEmpty()) {
+        return pItem;
+    }
+    const QStringList parts = strRelative.split(QLatin1Char('/'));
+    for (qsizetype i = 0; i < parts.size() && pItem != nullptr; ++i) {
+        pItem = FindSibling(i + 1 == parts.size() ? nKind : KIND_DIR, parts[i], pItem->pFirstChild);
+    }
+    return pItem;
+}
+
+std::optional<QString> CQuorvelView::RelativeOfJob(const TransferJob& job) const
+{
+    const QString strRemote = RemotePathOf(job);
+    const QString strCache = CachePathOf(strRemote);
+    return strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
+}
+
+void CQuorvelView::RefreshAfterCopy(const TransferJob& job)
+{
+    const bool bUpload = job.operation == TransferOperation::Upload;
+    if (bUpload) {
+        ForgetMirrorCopy(RemotePathOf(job));
+    }
+    const std::optional<QString> relative = RelativeOfJob(job);
+    if (!relative) {
+        return;
+    }
+    std::lock_guard lock(m_viewLock);
+    CFileItem* pItem = FindByRelativePath(*relative, job.bFolder ? KIND_DIR : KIND_FILE);
+    if (pItem == nullptr || pItem == Tree().Root()) {
+        return;
+    }
+    const int nFromSide = bUpload ? SIDE_LEFT : SIDE_RIGHT;
+    const QString strTargetFolder = bUpload ? CachePathOf(job.strRemoteFolder) : QFileInfo(job.strLocalPath).path();
+    // Only the copy of the same item (not one to another name or folder) makes it Same.
+    if (FullName(*pItem, nFromSide) != (bUpload ? job.strLocalPath : CachePathOf(RemotePathOf(job)))
+        || (!bUpload && JoinPath(strTargetFolder, pItem->strName) != job.strLocalPath)) {
+        return;
+    }
+    MarkCopied(pItem, nFromSide, 1 - nFromSide, strTargetFolder);
+}
+
+void CQuorvelView::RefreshAfterCache(const QString& strRemotePath, bool bFolder)
+{
+    const QString strCache = CachePathOf(strRemotePath);
+    const std::optional<QString> relative = strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
+    if (!relative) {
+        return;
+    }
+    // The downloaded contents replace the placeholders: their markers must not speak for them any more.
+    if (bFolder) {
+        RemoveMarkers(strCache, {});
+        QDirIterator folders(strCache, QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDirIterator::Subdirectories);
+        while (folders.hasNext()) {
+            RemoveMarkers(folders.next(), {});
+        }
+    } else {
+        RemoveMarkers(QFileInfo(strCache).path(), QFileInfo(strCache).fileName());
+    }
+    std::lock_guard lock(m_viewLock);
+    CFileItem* pItem = FindByRelativePath(*relative, bFolder ? KIND_DIR : KIND_FILE);
+    if (pItem == nullptr) {
+        return;
+    }
+    CItemComparer comparer;
+    if (bFolder) {
+        CFolderScanner().ScanFolder(pItem, strCache, strRemotePath, pItem->indent, SIDE_RIGHT, true);
+        comparer.CompareTree(pItem, 1);
+        return;
+    }
+    const QFileInfo info(strCache);
+    pItem->strSize[SIDE_RIGHT] = MakeSizeText(static_cast<std::uint64_t>(info.size()));
+    pItem->strTime[SIDE_RIGHT] = MakeTimeText(info.lastModified().toSecsSinceEpoch());
+    pItem->strVersion[SIDE_RIGHT]
+        = MayHaveVersionResource(pItem->strName) ? ReadVersionText(info.filePath()) : QString();
+    pItem->nAttrSource = ATTR_FROM_FILE;
+    comparer.CompareItem(pItem);
+}
+
+void CQuorvelView::RefreshAfterDelete(const TransferJob& job, int nSide)
+{
+    if (nSide == SIDE_RIGHT) {
+        ForgetMirrorCopy(RemotePathOf(job));
+    }
+    const std::optional<QString> relative
+        = nSide == SIDE_LEFT ? RelativeOf(job.strLocalPath, SIDE_LEFT) : RelativeOfJob(job);
+    if (!relative || relative->isEmpty()) {
+        return;
+    }
+    std::lock_guard lock(m_viewLock);
+    if (CFileItem* pItem = FindByRelativePath(*relative, job.bFolder ? KIND_DIR : KIND_FILE)) {
+        MarkDeleted(pItem, nSide);
+    }
+}
+
+void CQuorvelView::RefreshAfterServerCopy(const TransferJob& job)
+{
+    ForgetMirrorCopy(job.strTargetRemotePath);
+}
+
+std::int64_t CQuorvelView::RecordedSize(const QString& strRemotePath)
+{
+    const QString strCache = CachePathOf(strRemotePath);
+    const std::optional<QString> relative = strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
+    if (!relative || relative->isEmpty()) {
+        return 0;
+    }
+    std::lock_guard lock(m_viewLock);
+    const CFileItem* pItem = FindByRelativePath(*relative, KIND_FILE);
+    if (pItem == nullptr) {
+        pItem = FindByRelativePath(*relative, KIND_DIR);
+    }
+    return pItem != nullptr && !pItem->strPaths[SIDE_RIGHT].isEmpty() ? ItemBytes(*pItem, SIDE_RIGHT) : 0;
+}
+
+void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QString& strTargetFolder)
+{
+    const std::optional<QString> relative = nSide == SIDE_LEFT
+        ? RelativeOf(strTargetFolder, SIDE_LEFT)
+        : (CachePathOf(strTargetFolder).isEmpty() ? std::nullopt
+                                                  : RelativeOf(CachePathOf(strTargetFolder), SIDE_RIGHT));
+    if (!relative) {
+        return;
+    }
+    const QFileInfo source(strPath);
+    std::lock_guard lock(m_viewLock);
+    CFileItem* pFolder = FindByRelativePath(*relative, KIND_DIR);
+    if (pFolder == nullptr) {
+        return;
+    }
+    const QString strSideFolder = nSide == SIDE_LEFT ? strTargetFolder : CachePathOf(strTargetFolder);
+    if (nSide == SIDE_LEFT) {
+        // A local copy is on disk: read it as a scan would.
+        CFolderScanner().ScanFolder(pFolder, strSideFolder, strSideFolder, pFolder->indent, SIDE_LEFT, true);
+        CItemComparer().CompareTree(pFolder, 1);
+        return;
+    }
+    // The server has it now but the mirror has not listed it: shown from the local original, not compared.
+    CFileItemPtr pNew = NewItem();
+    pNew->strName = source.fileName();
+    pNew->indent = pFolder->indent + 1;
+    pNew->strPaths[SIDE_RIGHT] = strSideFolder;
+    pNew->strShowPaths[SIDE_RIGHT] = strTargetFolder;
+    if (source.isDir()) {
+        pNew->kind = KIND_DIR;
+        pNew->status = DIR_RIGHT_ONLY;
+    } else {
+        pNew->kind = KIND_FILE;
+        pNew->status = FILE_RIGHT_ONLY;
+        pNew->strSize[SIDE_RIGHT] = MakeSizeText(static_cast<std::uint64_t>(source.size()));
+        pNew->strTime[SIDE_RIGHT] = MakeTimeText(source.lastModified().toSecsSinceEpoch());
+        pNew->strVersion[SIDE_RIGHT] = kUnknownVersion;
+    }
+    CFileItem* pLive = AddItem(std::move(pNew), pFolder);
+    if (pLive->kind == KIND_FILE && !pLive->strPaths[SIDE_LEFT].isEmpty()) {
+        pLive->status = FILE_UNKNOWN;
+    } else if (pLive->kind == KIND_DIR && !pLive->strPaths[SIDE_LEFT].isEmpty()) {
+        pLive->status = DIR_BOTH;
+    }
+    SetIconsFromStatus(pLive);
+}
+
+// After a job has changed the server, the mirror's copy of what it touched no longer stands for it (and a
+// listing with minutes only may not show the change): it goes, the folders above it are no longer current,
+// and the next scan fetches the truth.
+void CQuorvelView::ForgetMirrorCopy(const QString& strRemotePath) const
+{
+    const QString strCache = CachePathOf(strRemotePath);
+    if (strCache.isEmpty() || strCache == m_folders.strMirror) {
+        return;
+    }
+    const QFileInfo copy(strCache);
+    const QString strMirrorRoot = QDir::cleanPath(m_folders.strMirror);
+    for (QString strFolder = QDir::cleanPath(copy.path()); strFolder.startsWith(strMirrorRoot);
+         strFolder = QFileInfo(strFolder).path()) {
+        QFile::remove(QDir(strFolder).filePath(QString::fromLatin1(kFolderCurrentMarker)));
+        if (strFolder == strMirrorRoot) {
+            break;
+        }
+    }
+    if (copy.isDir() && !copy.isSymLink()) {
+        QDir(copy.filePath()).removeRecursively();
+        return;
+    }
+    QFile::remove(copy.filePath());
+    RemoveMarkers(copy.path(), copy.fileName());
+}
+
+void CQuorvelView::CountResult(int nResult)
+{
+    std::lock_guard lock(m_workersMutex);
+    (nResult == TRANSFER_DONE               ? m_totals.nCompleted
+            : nResult == TRANSFER_CANCELLED ? m_totals.nCancelled
+                                            : m_totals.nFailed)++;
+}
+
+JobTotals CQuorvelView::Totals() const
+{
+    std::lock_guard lock(m_workersMutex);
+    return m_totals;
+}
+
+void CQuorvelView::StartWorker(int (*procedure)(CQuorvelView*))
+{
+    std::lock_guard lock(m_workersMutex);
+    ++m_nRunning;
+    m_workers.emplace_back([this, procedure] {
+        procedure(this);
+        std::lock_guard ended(m_workersMutex);
+        --m_nRunning;
+        m_workerEnded.notify_all();
+    });
+}
+
+void CQuorvelView::CancelAllJobs()
+{
+    std::vector<int> rows(m_list.Rows().size());
+    for (size_t i = 0; i < rows.size(); ++i) {
+        rows[i] = static_cast<int>(i);
+    }
+    m_list.CancelSelected(rows);
+}
+
+bool CQuorvelView::WaitForJobs(int nMilliseconds)
+{
+    std::vector<std::thread> workers;
+    {
+        std::unique_lock lock(m_workersMutex);
+        auto idle = [this] { return m_nRunning == 0; };
+        if (nMilliseconds < 0) {
+            m_workerEnded.wait(lock, idle);
+        } else if (!m_workerEnded.wait_for(lock, std::chrono::milliseconds(nMilliseconds), idle)) {
+            return false;
+        }
+        workers.swap(m_workers);
+    }
+    for (std::thread& worker : workers) {
+        worker.join();
+    }
+    return true;
+}

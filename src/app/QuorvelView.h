@@ -1,0 +1,170 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include <QString>
+#include <QStringList>
+
+#include "transfer/JobRunner.h"
+#include "transfer/TransferJob.h"
+#include "tree/FolderComparison.h"
+
+class CFtpSession;
+class CTraceBuffer;
+class CTransferListView;
+struct JobFields;
+
+// What the user answers when a copy would replace an item on the target side.
+enum class ConflictAnswer
+{
+    Replace,
+    ReplaceAll,
+    Skip,
+    Stop
+};
+
+// Asks whether a copy may replace what the target side has. The desktop program answers with a dialog, the
+// command line from its options, tests with a fixed answer. Asked on the thread that gave the command.
+class IConflictPrompt
+{
+public:
+    virtual ~IConflictPrompt() = default;
+    // strTarget: the file or folder that would be replaced, on side nToSide.
+    virtual ConflictAnswer AskReplace(const QString& strTarget, int nToSide) = 0;
+};
+
+// The folders of one comparison: the user's, the mirror of the FTP folder, and the FTP folder itself.
+struct ViewFolders
+{
+    QString strLocal;
+    QString strMirror;
+    QString strRemote;
+};
+
+// What a starting worker takes over from the view: a detached copy of the item, the side it comes from,
+// the folder on the other side that receives it, and the bytes it holds.
+struct ItemHandOver
+{
+    CFileItemPtr pItem;
+    int nFromSide = SIDE_LEFT;
+    QString strText;
+    std::int64_t nTotalBytes = 0;
+};
+
+// What the drop-and-paste worker takes over: the dropped paths, the side and folder item they go to.
+struct DropHandOver
+{
+    QStringList paths;
+    int nToSide = SIDE_RIGHT;
+    QString strTargetFolder; // on that side: a local folder, or a remote one
+};
+
+struct JobTotals
+{
+    int nCompleted = 0;
+    int nCancelled = 0;
+    int nFailed = 0;
+};
+
+// The engine half of a comparison view: the merged tree and the one lock that guards it, the FTP session
+// it works through, and the commands that turn selections into jobs. Each job runs on a worker of its own
+// that reports into the transfer list and refreshes the tree when it ends. Destroying the view cancels
+// the jobs still running and joins every worker.
+class CQuorvelView
+{
+public:
+    CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferListView& list, ViewFolders folders);
+    ~CQuorvelView();
+    CQuorvelView(const CQuorvelView&) = delete;
+    CQuorvelView& operator=(const CQuorvelView&) = delete;
+
+    // Scans both folders into a new tree and compares it.
+    ComparisonOutcome Compare(int nThreads, const CFolderScanner::Progress& progress = {});
+    [[nodiscard]] CFileTree& Tree() { return m_comparison->Tree(); }
+    // Held by whoever reads or changes the tree while jobs may be refreshing it.
+    [[nodiscard]] std::mutex& ViewLock() { return m_viewLock; }
+    [[nodiscard]] const ViewFolders& Folders() const { return m_folders; }
+
+    void SetConflictPrompt(IConflictPrompt* pPrompt) { m_pPrompt = pPrompt; }
+    [[nodiscard]] CJobRunner& Runner() { return m_runner; }
+
+    // Copies each item to the other side as a job of its own; an item the target side has already is
+    // copied only when the prompt allows it. Returns the number of jobs started.
+    int CopySelectedItems(const std::vector<CFileItem*>& items, int nFromSide);
+    // Downloads remote items into the mirror, where they can be compared and opened.
+    int CacheSelectedItems(const std::vector<CFileItem*>& items);
+    // Deletes items on one side at once, each in a row of its own; returns how many were deleted.
+    int DeleteSelectedItems(const std::vector<CFileItem*>& items, int nSide);
+    // Copies a remote item into another remote folder, on the server.
+    void CopyWithinFtp(const CFileItem* pItem, const QString& strTargetRemoteFolder);
+    // Copies dropped or pasted local files into a folder of one side: locally, or by upload jobs.
+    void DropFiles(const QStringList& paths, int nToSide, const QString& strTargetFolder);
+    // Runs a row's job again in the same row. Returns false, as the list's resubmission expects.
+    bool ResubmitJob(int nJobId, const JobFields& fields);
+
+    void CancelAllJobs();
+    // Waits for every worker to end; false when nMilliseconds passed first (negative: as long as it takes).
+    bool WaitForJobs(int nMilliseconds = -1);
+    [[nodiscard]] JobTotals Totals() const;
+
+    // What the job threads use.
+    [[nodiscard]] CFtpSession& Session() { return m_session; }
+    [[nodiscard]] CTraceBuffer& Trace() { return m_trace; }
+    [[nodiscard]] CTransferListView& List() { return m_list; }
+    ItemHandOver TakeHandOver();
+    DropHandOver TakeDropHandOver();
+    QString TakeJobSlot();
+    // The job that copies (or caches) a handed-over item.
+    [[nodiscard]] TransferJob JobForHandOver(const ItemHandOver& handOver, bool bToCache) const;
+    // Where the mirror keeps a remote path; empty for a path outside the compared folder.
+    [[nodiscard]] QString CachePathOf(const QString& strRemotePath) const;
+    // After a job that completed: the tree shows the copied item on both sides, the mirror forgets what an
+    // upload changed on the server, and a cached item is compared again.
+    void RefreshAfterCopy(const TransferJob& job);
+    void RefreshAfterCache(const QString& strRemotePath, bool bFolder);
+    void RefreshAfterDelete(const TransferJob& job, int nSide);
+    void RefreshAfterServerCopy(const TransferJob& job);
+    // The bytes the tree records for a remote file or folder; 0 when it records none.
+    [[nodiscard]] std::int64_t RecordedSize(const QString& strRemotePath);
+    void RefreshAfterDrop(const QString& strPath, int nSide, const QString& strTargetFolder);
+    void CountResult(int nResult);
+    void StartWorker(int (*procedure)(CQuorvelView*));
+
+private:
+    CFileItem* FindByRelativePath(const QString& strRelative, int nKind) const;
+    // A path below a side's root folder (the mirror on the right) relative to it; nothing when outside.
+    std::optional<QString> RelativeOf(const QString& strPath, int nSide) const;
+    std::optional<QString> RelativeOfJob(const TransferJob& job) const;
+    QString RemoteFolderOf(const QString& strMirrorFolder) const;
+    void ForgetMirrorCopy(const QString& strRemotePath) const;
+    std::int64_t ItemBytes(const CFileItem& item, int nSide) const;
+    // Asks before replacing; false when the item is to be left alone. bStop: nothing more is to be copied.
+    bool MayReplace(const QString& strTarget, int nToSide, bool& bReplaceAll, bool& bStop);
+
+    CFtpSession& m_session;
+    CTraceBuffer& m_trace;
+    CTransferListView& m_list;
+    ViewFolders m_folders;
+    CJobRunner m_runner;
+    std::unique_ptr<CFolderComparison> m_comparison;
+    IConflictPrompt* m_pPrompt = nullptr;
+    std::mutex m_viewLock;
+
+    std::mutex m_handOverMutex;
+    std::condition_variable m_handOverTaken;
+    std::optional<ItemHandOver> m_handOver;
+    std::optional<DropHandOver> m_dropHandOver;
+    std::optional<QString> m_jobSlot;
+
+    mutable std::mutex m_workersMutex;
+    std::condition_variable m_workerEnded;
+    std::vector<std::thread> m_workers;
+    int m_nRunning = 0;
+    JobTotals m_totals;
+};

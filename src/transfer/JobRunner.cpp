@@ -1,0 +1,79 @@
+#include "transfer/JobRunner.h"
+
+#include <memory>
+
+#include "ftp/CurlConnection.h"
+#include "ftp/FtpSession.h"
+#include "ftp/TraceBuffer.h"
+#include "transfer/TransferList.h"
+#include "transfer/TransferRoutines.h"
+
+CJobRunner::CJobRunner(CFtpSession& session, CTraceBuffer& trace, CTransferListView& list)
+    : m_session(session)
+    , m_trace(trace)
+    , m_list(list)
+{ }
+
+int CJobRunner::RunTransfer(int nJobId, const TransferJob& job, QString& strFailure)
+{
+    const std::shared_ptr<const CProgressEntry> pRecord = m_list.ProgressRecord(nJobId);
+    const std::atomic<bool>* pCancel = pRecord ? &pRecord->bCancelled : nullptr;
+    std::unique_ptr<CCurlConnection> pConnection = m_session.AcquireConnection(pCancel);
+    if (!pConnection) {
+        if (pCancel != nullptr && pCancel->load()) {
+            return TRANSFER_CANCELLED;
+        }
+        strFailure = QStringLiteral("The FTP connection was lost.");
+        m_trace.AddTraceText(TRACE_ERROR, strFailure);
+        return TRANSFER_FAILED;
+    }
+    m_list.UpdateJob(nJobId, { {}, {}, {}, {}, QStringLiteral("In Progress.") }, {});
+    TransferContext context { *pConnection, m_trace,
+        [this, nJobId](std::int64_t nBytes) {
+            m_nBytesMoved += nBytes;
+            m_list.AdvanceProgress(nJobId, nBytes);
+        },
+        pCancel, m_bUploadThroughWorkingName, {} };
+    int nResult = TRANSFER_FAILED;
+    switch (job.operation) {
+    case TransferOperation::Upload:
+        nResult = job.bFolder ? UploadFolder(context, job.strLocalPath, RemotePathOf(job))
+                              : UploadFile(context, job.strLocalPath, job.strRemoteFolder, job.strName);
+        break;
+    case TransferOperation::Download:
+        nResult = job.bFolder
+            ? DownloadFolder(context, RemotePathOf(job), job.strLocalPath)
+            : DownloadFile(context, job.strRemoteFolder, job.strName, job.strLocalPath, job.nExpectedSize);
+        break;
+    case TransferOperation::Delete:
+        nResult = DeleteRemote(context, job.strRemoteFolder, job.strName, job.bFolder);
+        break;
+    case TransferOperation::Copy:
+        nResult = CopyRemote(
+            context, job.strRemoteFolder, job.strName, job.bFolder, job.strTargetRemotePath, job.nExpectedSize);
+        break;
+    }
+    strFailure = context.strFailure;
+    m_session.ReleaseConnection(std::move(pConnection));
+    return nResult;
+}
+
+void CJobRunner::ShowOutcome(int nJobId, const TransferJob& job, int nResult, const QString& strFailure)
+{
+    if (nResult == TRANSFER_DONE) {
+        m_list.UpdateJob(nJobId, { {}, {}, {}, {}, QStringLiteral("Complete.") }, QStringLiteral("Completed"));
+    } else if (nResult == TRANSFER_CANCELLED) {
+        m_list.UpdateJob(nJobId, { {}, {}, {}, {}, QStringLiteral("Cancelled.") }, QStringLiteral("Cancelled"));
+    } else {
+        m_list.UpdateJob(nJobId, { {}, {}, {}, {}, strFailure.isEmpty() ? FailureMessage(job) : strFailure },
+            QStringLiteral("Failed"));
+    }
+}
+
+int CJobRunner::CopyItemEx(int nJobId, const TransferJob& job)
+{
+    QString strFailure;
+    const int nResult = RunTransfer(nJobId, job, strFailure);
+    ShowOutcome(nJobId, job, nResult, strFailure);
+    return nResult;
+}

@@ -1,0 +1,47 @@
+#include "transfer/TransferJob.h"
+
+#include "transfer/TransferRoutines.h"
+
+QString OperationWord(TransferOperation operation)
+{
+    switch (operation) {
+    case TransferOperation::Upload:
+        return QStringLiteral("UPLOAD");
+    case TransferOperation::Download:
+        return QStringLiteral("DOWNLOAD");
+    case TransferOperation::Delete:
+        return QStringLiteral("DELETE");
+    case TransferOperation::Copy:
+        return QStringLiteral("COPY");
+    }
+    return {};
+}
+
+TransferOperation OperationFromWord(const QString& strWord)
+{
+    const QString strUpper = strWord.toUpper();
+    return strUpper == QLatin1String("UPLOAD")  ? TransferOperation::Upload
+        : strUpper == QLatin1String("DOWNLOAD") ? TransferOperation::Download
+        : strUpper == QLatin1String("DELETE")   ? TransferOperation::Delete
+                                                : TransferOperation::Copy;
+}
+
+QString FailureMessage(const TransferJob& job)
+{
+    switch (job.operation) {
+    case TransferOperation::Upload:
+        return job.bFolder ? QStringLiteral("Failed to upload folder.") : QStringLiteral("Failed to upload file.");
+    case TransferOperation::Download:
+        return job.bFolder ? QStringLiteral("Download failed.") : QStringLiteral("Failed to download file.");
+    case TransferOperation::Delete:
+        return QStringLiteral("Failed to delete.");
+    case TransferOperation::Copy:
+        return QStringLiteral("Failed to copy within FTP.");
+    }
+    return {};
+}
+
+QString RemotePathOf(const TransferJob& job)
+{
+    return JoinRemotePath(job.strRemoteFolder, job.strName);
+}

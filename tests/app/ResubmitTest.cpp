@@ -1,0 +1,113 @@
+#include <QDir>
+
+#include "app/ViewFixture.h"
+
+namespace {
+
+class Resubmit : public ViewFixture
+{
+protected:
+    // A finished, failed row for the job, as an earlier attempt would have left it.
+    int FailedRow(const JobFields& fields)
+    {
+        const int nJobId = m_list.AddJob(0, fields);
+        m_list.UpdateJob(
+            nJobId, { {}, {}, {}, {}, QStringLiteral("Failed to download file.") }, QStringLiteral("Failed"));
+        m_list.FinishJob(nJobId, false);
+        return nJobId;
+    }
+
+    void ResubmitAndWait(int nJobId)
+    {
+        ASSERT_TRUE(m_list.CanResubmit({ m_list.FindCurListCtrlIndex(nJobId) }));
+        m_list.ResubmitSelected({ m_list.FindCurListCtrlIndex(nJobId) },
+            [this](int nId, const JobFields& fields) { m_pView->ResubmitJob(nId, fields); });
+        ASSERT_TRUE(m_pView->WaitForJobs(30000));
+    }
+
+    QString Status(int nJobId) const { return m_list.Row(nJobId)->columns[COL_STATUS]; }
+};
+
+TEST_F(Resubmit, ADroppedDownloadFailsKeepsTheTargetAndSucceedsInTheSameRow)
+{
+    // The worker's connection says USER, PASS, PWD, CWD, EPSV, TYPE and SIZE: its RETR is dropped.
+    ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("7"), QStringLiteral("--drop-once") }));
+    MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
+    WriteFileBytes(Local(QStringLiteral("/file.txt")), "my old copy");
+    const int nJobId = FailedRow({ QStringLiteral("file.txt"), Local(QStringLiteral("/file.txt")),
+        QStringLiteral("/pub/file.txt"), QStringLiteral("DOWNLOAD"), QStringLiteral("Failed to download file.") });
+
+    ResubmitAndWait(nJobId);
+    EXPECT_EQ(Status(nJobId), QStringLiteral("Failed"));
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/file.txt"))), QByteArray("my old copy"));
+    EXPECT_TRUE(Traced(TRACE_ERROR, QStringLiteral("failed to download \"/pub/file.txt\".")));
+
+    ResubmitAndWait(nJobId);
+    EXPECT_EQ(Status(nJobId), QStringLiteral("Completed")) << TraceTexts().join(QLatin1Char('\n')).toStdString();
+    EXPECT_EQ(m_list.Rows().size(), 1u) << "the same row, the same id";
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/file.txt"))), QByteArray("remote contents\n"));
+    EXPECT_EQ(ReadFileBytes(m_pView->CachePathOf(QStringLiteral("/pub/file.txt"))), QByteArray("remote contents\n"))
+        << "downloads go through the cache";
+    EXPECT_TRUE(Traced(TRACE_PLAIN, QStringLiteral("RETRY: downloding \"/pub/file.txt\".")));
+    EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("\"/pub/file.txt\" downloaded.")));
+    EXPECT_EQ(m_list.ActiveJobs(), 0);
+}
+
+TEST_F(Resubmit, ADroppedUploadLeavesTheServerCopyAndACompletedRowGoesWhenAsked)
+{
+    // The worker's connection says USER, PASS, PWD, CWD, EPSV and TYPE: its STOR is dropped.
+    ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("6"), QStringLiteral("--drop-once") }));
+    MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
+    WriteFileBytes(Local(QStringLiteral("/file.txt")), "new local text");
+    const JobFields upload { QStringLiteral("file.txt"), Local(QStringLiteral("/file.txt")),
+        QStringLiteral("/pub/file.txt"), QStringLiteral("UPLOAD"), QStringLiteral("Failed to upload file.") };
+    const int nJobId = FailedRow(upload);
+    ResubmitAndWait(nJobId);
+    EXPECT_EQ(Status(nJobId), QStringLiteral("Failed"));
+    EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/file.txt"))), QByteArray("remote contents\n"));
+
+    CSettingsStore store;
+    store.WriteInt("Settings", "DeleteRowOfGoodXfer", 1);
+    ASSERT_TRUE(store.Sync());
+    ResubmitAndWait(nJobId);
+    EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/file.txt"))), QByteArray("new local text"));
+    EXPECT_TRUE(m_list.Rows().empty()) << "a completed row goes at once when DeleteRowOfGoodXfer is set";
+    EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("\"/pub/file.txt\" uploaded.")));
+    EXPECT_EQ(m_list.AddJob(0, upload), 0) << "ids start again at 0 once the list is empty";
+}
+
+TEST_F(Resubmit, ACacheRowDownloadsIntoTheCacheOnlyAndAFolderRowRunsAFolderJob)
+{
+    ASSERT_TRUE(Start());
+    QDir().mkpath(Remote(QStringLiteral("/pub/sub/deeper")));
+    WriteFileBytes(Remote(QStringLiteral("/pub/sub/deeper/d.txt")), "deep");
+    MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
+    const int nCache = FailedRow({ QStringLiteral("file.txt"), QStringLiteral("cache"), QStringLiteral("/pub/file.txt"),
+        QStringLiteral("DOWNLOAD"), QStringLiteral("Failed.") });
+    const int nFolder = FailedRow({ QStringLiteral("sub/"), Local(QStringLiteral("/sub")), QStringLiteral("/pub/sub"),
+        QStringLiteral("DOWNLOAD"), QStringLiteral("Failed.") });
+    ResubmitAndWait(nCache);
+    ResubmitAndWait(nFolder);
+    EXPECT_EQ(Status(nCache), QStringLiteral("Completed"));
+    EXPECT_EQ(Status(nFolder), QStringLiteral("Completed")) << TraceTexts().join(QLatin1Char('\n')).toStdString();
+    EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("\"/pub/file.txt\" downloaded to Cache location.")));
+    EXPECT_FALSE(QFile::exists(Local(QStringLiteral("/file.txt"))));
+    EXPECT_TRUE(Traced(TRACE_PLAIN, QStringLiteral("RETRY: downloading \"/pub/sub\".")));
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/sub/deeper/d.txt"))), QByteArray("deep"));
+}
+
+TEST_F(Resubmit, AJobWhosePathHoldsASemicolonNeverTransfers)
+{
+    ASSERT_TRUE(Start());
+    MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
+    WriteFileBytes(Remote(QStringLiteral("/pub/a;b.txt")), "semicolon");
+    const int nJobId = FailedRow({ QStringLiteral("a;b.txt"), Local(QStringLiteral("/a;b.txt")),
+        QStringLiteral("/pub/a;b.txt"), QStringLiteral("DOWNLOAD"), QStringLiteral("Failed.") });
+    ResubmitAndWait(nJobId);
+    EXPECT_EQ(Status(nJobId), QStringLiteral("Failed"));
+    EXPECT_THAT(m_list.Row(nJobId)->columns[COL_MESSAGE].toStdString(), testing::HasSubstr("holds \";\""));
+    EXPECT_TRUE(QDir(m_strLocal).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).isEmpty());
+    EXPECT_EQ(m_list.ActiveJobs(), 0);
+}
+
+} // namespace
