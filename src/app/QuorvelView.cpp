@@ -120,6 +120,30 @@ std::int64_t CQuorvelView::ItemBytes(const CFileItem& item, int nSide) const
     return nTotal;
 }
 
+QString CQuorvelView::TargetFolderOf(const CFileItem* pItem, int nToSide) const
+{
+    bool bDerived = false;
+    const QString strTarget = m_comparison->Tree().FillOutTargetPath(pItem, nToSide, bDerived);
+    if (!strTarget.isEmpty()) {
+        return strTarget;
+    }
+    // Nothing near the item has that side (a side that is empty at its top): the path follows the folders
+    // from the nearest one that has it, or from the side's root folder.
+    QString strRelative;
+    for (const CFileItem* pFolder = pItem->fParent; pFolder != nullptr; pFolder = pFolder->fParent) {
+        if (pFolder->fParent == nullptr) {
+            const QString& strRoot = nToSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror;
+            return strRelative.isEmpty() ? strRoot : JoinPath(strRoot, strRelative);
+        }
+        if (!pFolder->strPaths[nToSide].isEmpty()) {
+            const QString strFolder = JoinPath(pFolder->strPaths[nToSide], pFolder->strName);
+            return strRelative.isEmpty() ? strFolder : JoinPath(strFolder, strRelative);
+        }
+        strRelative = strRelative.isEmpty() ? pFolder->strName : JoinPath(pFolder->strName, strRelative);
+    }
+    return {};
+}
+
 int CQuorvelView::CopySelectedItems(const std::vector<CFileItem*>& items, int nFromSide)
 {
     const int nToSide = 1 - nFromSide;
@@ -133,8 +157,7 @@ int CQuorvelView::CopySelectedItems(const std::vector<CFileItem*>& items, int nF
             if (pItem->strPaths[nFromSide].isEmpty()) {
                 continue;
             }
-            bool bDerived = false;
-            const QString strTarget = Tree().FillOutTargetPath(pItem, nToSide, bDerived);
+            const QString strTarget = TargetFolderOf(pItem, nToSide);
             if (strTarget.isEmpty()) {
                 m_trace.AddTraceLine(TRACE_ERROR, "%s has no folder to go to on the other side; it was not copied.",
                     FullName(*pItem, nFromSide));

@@ -144,6 +144,8 @@ private:
     QString RemoteFolderOf(const QString& strMirrorFolder) const;
     void ForgetMirrorCopy(const QString& strRemotePath) const;
     std::int64_t ItemBytes(const CFileItem& item, int nSide) const;
+    // The folder on nToSide that receives the item.
+    QString TargetFolderOf(const CFileItem* pItem, int nToSide) const;
     // Asks before replacing; false when the item is to be left alone. bStop: nothing more is to be copied.
     bool MayReplace(const QString& strTarget, int nToSide, bool& bReplaceAll, bool& bStop);
 

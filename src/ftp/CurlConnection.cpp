@@ -56,9 +56,17 @@ class CCurlConnection::CHandle
 public:
     CHandle()
         : pCurl(curl_easy_init())
+        , pMulti(curl_multi_init())
     { }
     ~CHandle()
     {
+        // The multi handle keeps the connection; it goes first, while the easy handle still exists.
+        if (bAttached) {
+            curl_multi_remove_handle(pMulti, pCurl);
+        }
+        if (pMulti != nullptr) {
+            curl_multi_cleanup(pMulti);
+        }
         if (pCurl != nullptr) {
             curl_easy_cleanup(pCurl);
         }
@@ -89,7 +97,55 @@ public:
         }
     }
 
+    // Runs the easy handle's request to its end.
+    CURLcode Perform()
+    {
+        if (bAttached) {
+            curl_multi_remove_handle(pMulti, pCurl);
+            bAttached = false;
+        }
+        if (pMulti == nullptr || curl_multi_add_handle(pMulti, pCurl) != CURLM_OK) {
+            return curl_easy_perform(pCurl);
+        }
+        bAttached = true;
+        CURLcode result = CURLE_OK;
+        int nRunning = 1;
+        while (nRunning > 0) {
+            if (curl_multi_perform(pMulti, &nRunning) != CURLM_OK) {
+                result = CURLE_OUT_OF_MEMORY;
+                break;
+            }
+            if (nRunning == 0) {
+                break;
+            }
+            long nTimeout = -1;
+            (void)curl_multi_timeout(pMulti, &nTimeout);
+            // After an EPSV reply libcurl 7.88 may move on to the data connection without asking to be run
+            // again soon, and would then sleep for its default second before connecting; a short wait
+            // keeps that from costing a second per file.
+            const int nWait
+                = nTimeout < 0 || nTimeout > kMaxWaitMilliseconds ? kMaxWaitMilliseconds : static_cast<int>(nTimeout);
+            if (curl_multi_poll(pMulti, nullptr, 0, nWait, nullptr) != CURLM_OK) {
+                result = CURLE_OUT_OF_MEMORY;
+                break;
+            }
+        }
+        int nLeft = 0;
+        while (const CURLMsg* pMessage = curl_multi_info_read(pMulti, &nLeft)) {
+            if (pMessage->msg == CURLMSG_DONE && pMessage->easy_handle == pCurl) {
+                result = pMessage->data.result;
+            }
+        }
+        // The handle stays in the multi handle until the next request, so that its connection can still
+        // be asked about (is it closed?) in between.
+        return result;
+    }
+
+    static constexpr int kMaxWaitMilliseconds = 5;
+
     CURL* pCurl = nullptr;
+    CURLM* pMulti = nullptr;
+    bool bAttached = false;
     curl_slist* pQuote = nullptr;
     QByteArray customRequest;
     char errorBuffer[CURL_ERROR_SIZE] = {};
@@ -333,7 +389,7 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
     m_pHandle->errorBuffer[0] = '\0';
     const int nRepliesBefore = m_nReplies;
     const int nControlBefore = m_nControlConnections;
-    const CURLcode code = curl_easy_perform(pCurl);
+    const CURLcode code = m_pHandle->Perform();
     m_pCancel = nullptr;
     const bool bNewControl = m_nControlConnections != nControlBefore;
     m_bReconnected = m_bLoggedOn && bNewControl;

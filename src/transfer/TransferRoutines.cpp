@@ -134,6 +134,9 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
     // target by a rename only when whole. No fsync per file: it serialises parallel downloads on the
     // file system's journal, and ext4 and its kin flush a file renamed over another before the rename.
     const QFileInfo target(strLocalPath);
+    if (!QDir().mkpath(target.path())) {
+        return Fail(context, FormatText("The folder %s cannot be made.", target.path()));
+    }
     QFile file(target.dir().filePath(
         QStringLiteral("$quorvelpart-%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'))));
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {

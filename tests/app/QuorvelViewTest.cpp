@@ -59,6 +59,21 @@ TEST_F(Views, CopiesInBothDirectionsLeaveTheTreeSameAndNoWorkingFiles)
     EXPECT_EQ(Item(QStringLiteral("tree/sub/b.txt"))->status, FILE_SAME);
 }
 
+TEST_F(Views, ACopyFindsItsPlaceOnASideThatIsEmpty)
+{
+    ASSERT_TRUE(Start());
+    QDir().mkpath(Remote(QStringLiteral("/pub/deep/er")));
+    WriteFileBytes(Remote(QStringLiteral("/pub/deep/er/d.txt")), "d");
+    ASSERT_TRUE(Compare());
+    EXPECT_EQ(m_pView->CopySelectedItems(
+                  { Item(QStringLiteral("file.txt")), Item(QStringLiteral("deep/er/d.txt")) }, SIDE_RIGHT),
+        2);
+    ASSERT_TRUE(m_pView->WaitForJobs(30000));
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/file.txt"))), QByteArray("remote contents\n"));
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/deep/er/d.txt"))), QByteArray("d"));
+    EXPECT_EQ(Item(QStringLiteral("deep/er/d.txt"))->status, FILE_SAME);
+}
+
 TEST_F(Views, NothingIsReplacedUnlessThePromptAllowsIt)
 {
     ASSERT_TRUE(Start());
