@@ -5,6 +5,7 @@
 #include <QUrl>
 
 #include <poll.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 
 #include <curl/curl.h>
@@ -110,6 +111,7 @@ public:
         bAttached = true;
         CURLcode result = CURLE_OK;
         int nRunning = 1;
+        int nIdleRounds = 0;
         while (nRunning > 0) {
             if (curl_multi_perform(pMulti, &nRunning) != CURLM_OK) {
                 result = CURLE_OUT_OF_MEMORY;
@@ -118,13 +120,28 @@ public:
             if (nRunning == 0) {
                 break;
             }
-            long nTimeout = -1;
-            (void)curl_multi_timeout(pMulti, &nTimeout);
-            // After an EPSV reply libcurl 7.88 may move on to the data connection without asking to be run
-            // again soon, and would then sleep for its default second before connecting; a short wait
-            // keeps that from costing a second per file.
-            const int nWait
-                = nTimeout < 0 || nTimeout > kMaxWaitMilliseconds ? kMaxWaitMilliseconds : static_cast<int>(nTimeout);
+            // After an EPSV reply libcurl 7.88 may have the data connection still to open and no socket to
+            // wait on, yet no timer that says so: it would sleep for its default second. With nothing to
+            // wait on it is run again at once (a few times, then after a millisecond).
+            fd_set readable;
+            fd_set writable;
+            fd_set failed;
+            FD_ZERO(&readable);
+            FD_ZERO(&writable);
+            FD_ZERO(&failed);
+            int nMaxFd = -1;
+            (void)curl_multi_fdset(pMulti, &readable, &writable, &failed, &nMaxFd);
+            int nWait = 1;
+            if (nMaxFd < 0) {
+                if (++nIdleRounds <= kImmediateRounds) {
+                    continue;
+                }
+            } else {
+                nIdleRounds = 0;
+                long nTimeout = -1;
+                (void)curl_multi_timeout(pMulti, &nTimeout);
+                nWait = nTimeout < 0 || nTimeout > 1000 ? 1000 : static_cast<int>(nTimeout);
+            }
             if (curl_multi_poll(pMulti, nullptr, 0, nWait, nullptr) != CURLM_OK) {
                 result = CURLE_OUT_OF_MEMORY;
                 break;
@@ -141,7 +158,7 @@ public:
         return result;
     }
 
-    static constexpr int kMaxWaitMilliseconds = 5;
+    static constexpr int kImmediateRounds = 100;
 
     CURL* pCurl = nullptr;
     CURLM* pMulti = nullptr;
