@@ -14,6 +14,7 @@
 #include "cli/CliCommands.h"
 #include "cli/RemoteSide.h"
 #include "ftp/FtpSession.h"
+#include "ftp/MirrorRoot.h"
 #include "support/SettingsStore.h"
 #include "support/TextFormat.h"
 #include "transfer/TransferList.h"
@@ -126,6 +127,14 @@ std::vector<PlanStep> MakePlan(CFileItem* pRoot, const SyncOptions& options)
     return plan;
 }
 
+// Whether the server's listing of the folder that holds strRelative came back empty.
+bool ListedAsEmpty(const QString& strMirror, const QString& strRelative)
+{
+    const qsizetype nCut = strRelative.lastIndexOf(QLatin1Char('/'));
+    const QString strFolder = nCut < 0 ? strMirror : QDir(strMirror).filePath(strRelative.left(nCut));
+    return QFile::exists(QDir(strFolder).filePath(QString::fromLatin1(kEmptyListingMarker)));
+}
+
 // The plan was made from the comparison: every copy in it is meant to replace what the target has.
 class CReplaceAll : public IConflictPrompt
 {
@@ -223,19 +232,29 @@ int RunSync(const QStringList& arguments)
     const std::vector<PlanStep> plan = MakePlan(view.Tree().Root(), options);
     std::vector<CFileItem*> copies;
     std::vector<CFileItem*> deletions;
+    int nKept = 0;
     for (const PlanStep& step : plan) {
+        if (step.bDelete && !bUpload && ListedAsEmpty(remote.MirrorFolder(), step.strRelative)) {
+            ++nKept;
+            PrintLine(FormatText("%-12s %s (the server listed its folder as empty, which a failed listing also "
+                                 "does: not deleted)",
+                QStringLiteral("KEEP"), step.strRelative));
+            continue;
+        }
         const QString strWhat = !step.bDelete ? (bUpload ? QStringLiteral("UPLOAD") : QStringLiteral("DOWNLOAD"))
             : bUpload                         ? QStringLiteral("DELETE")
                                               : QStringLiteral("DELETE LOCAL");
         PrintLine(FormatText("%-12s %s (%s)", strWhat, step.strRelative, step.strWhy));
         (step.bDelete ? deletions : copies).push_back(step.pItem);
     }
-    if (plan.empty()) {
-        PrintLine(QStringLiteral("Nothing to do: the two sides are in step."));
-        return kExitOk;
+    if (copies.empty() && deletions.empty()) {
+        PrintLine(nKept == 0 ? QStringLiteral("Nothing to do: the two sides are in step.")
+                             : QStringLiteral("Nothing was changed."));
+        return nKept == 0 ? kExitOk : kExitDifferences;
     }
     if (options.bDryRun) {
-        PrintLine(FormatText("%d steps planned; nothing was changed (--dry-run).", static_cast<int>(plan.size())));
+        PrintLine(FormatText(
+            "%d steps planned; nothing was changed (--dry-run).", static_cast<int>(copies.size() + deletions.size())));
         return kExitDifferences;
     }
 
@@ -284,5 +303,5 @@ int RunSync(const QStringList& arguments)
     PrintLine(FormatText("%d copied, %d deleted, %d failed, %d cancelled; %s moved.", nCopied, nDeleted,
         bUpload ? totals.nFailed : totals.nFailed + nDeleteFailures, totals.nCancelled,
         Bytes(view.Runner().BytesMoved())));
-    return totals.nFailed + totals.nCancelled + nDeleteFailures == 0 ? kExitOk : kExitDifferences;
+    return totals.nFailed + totals.nCancelled + nDeleteFailures + nKept == 0 ? kExitOk : kExitDifferences;
 }

@@ -397,6 +397,11 @@ bool CRemoteListing::DownloadDir(
     m_ancestorListings.append(hash);
     const bool bDone = ParseAndMirror(strFolder, strText, options, pCancel);
     m_ancestorListings.removeLast();
+    if (bDone && strText.isEmpty()) {
+        if (const std::optional<CMirrorDir> mirror = OpenMirrorFolder(strFolder, false)) {
+            mirror->CreateEmptyFile(QString::fromLatin1(kEmptyListingMarker));
+        }
+    }
     return bDone;
 }
 

@@ -84,4 +84,15 @@ TEST_F(Sync, DownloadBringsTheLocalFolderInStep)
     EXPECT_EQ(Run(QStringLiteral("sync"), {}).nExit, 2) << "a direction is required";
 }
 
+TEST_F(Sync, AnEmptyListingNeverTurnsIntoLocalDeletions)
+{
+    // An empty reply to LIST looks the same whether the folder is empty or the listing failed.
+    const QString strEmpty = m_server.Root() + QStringLiteral("/site/css");
+    QDir().mkpath(strEmpty);
+    const CliRun run = Run(QStringLiteral("sync"), { QStringLiteral("--download"), QStringLiteral("--delete") });
+    EXPECT_THAT(run.strOut.toStdString(), testing::HasSubstr("KEEP         css/new.css"));
+    EXPECT_TRUE(QFile::exists(m_strLocal + QStringLiteral("/css/new.css")));
+    EXPECT_EQ(run.nExit, 1) << "the two sides are not in step";
+}
+
 } // namespace
