@@ -341,31 +341,28 @@ bool CQuorvelView::ResubmitJob(int nJobId, const JobFields& fields)
     return false;
 }
 
-ItemHandOver CQuorvelView::TakeHandOver()
+template <typename T> T CQuorvelView::TakeFrom(std::optional<T>& field)
 {
     std::lock_guard lock(m_handOverMutex);
-    ItemHandOver handOver = std::move(*m_handOver);
-    m_handOver.reset();
+    T value = std::move(*field);
+    field.reset();
     m_handOverTaken.notify_all();
-    return handOver;
+    return value;
+}
+
+ItemHandOver CQuorvelView::TakeHandOver()
+{
+    return TakeFrom(m_handOver);
 }
 
 DropHandOver CQuorvelView::TakeDropHandOver()
 {
-    std::lock_guard lock(m_handOverMutex);
-    DropHandOver handOver = std::move(*m_dropHandOver);
-    m_dropHandOver.reset();
-    m_handOverTaken.notify_all();
-    return handOver;
+    return TakeFrom(m_dropHandOver);
 }
 
 QString CQuorvelView::TakeJobSlot()
 {
-    std::lock_guard lock(m_handOverMutex);
-    QString strLine = std::move(*m_jobSlot);
-    m_jobSlot.reset();
-    m_handOverTaken.notify_all();
-    return strLine;
+    return TakeFrom(m_jobSlot);
 }
 
 std::optional<QString> CQuorvelView::RelativeOf(const QString& strPath, int nSide) const

@@ -144,6 +144,8 @@ private:
     QString RemoteFolderOf(const QString& strMirrorFolder) const;
     void ForgetMirrorCopy(const QString& strRemotePath) const;
     std::int64_t ItemBytes(const CFileItem& item, int nSide) const;
+    // Empties a hand-over field and tells the starter waiting for it.
+    template <typename T> T TakeFrom(std::optional<T>& field);
     // The folder on nToSide that receives the item.
     QString TargetFolderOf(const CFileItem* pItem, int nToSide) const;
     // Asks before replacing; false when the item is to be left alone. bStop: nothing more is to be copied.
