@@ -256,4 +256,22 @@ TEST_F(Views, AnInServerCopyWorksWithoutAServerCopyCommand)
     EXPECT_EQ(m_list.ActiveJobs(), 0);
 }
 
+TEST_F(Views, AnInServerCopyUsesTheServersOwnCopyWhereItHasOne)
+{
+    ASSERT_TRUE(Start({ QStringLiteral("--site-copy") }));
+    QDir().mkpath(Remote(QStringLiteral("/pub/copies")));
+    ASSERT_TRUE(Compare());
+    auto retrievals = [this] {
+        const QStringList texts = TraceTexts();
+        return std::count_if(texts.begin(), texts.end(),
+            [](const QString& strText) { return strText.contains(QStringLiteral("> RETR")); });
+    };
+    const auto nBefore = retrievals();
+    m_pView->CopyWithinFtp(Item(QStringLiteral("file.txt")), QStringLiteral("/pub/copies"));
+    ASSERT_TRUE(m_pView->WaitForJobs(30000));
+    EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/copies/file.txt"))), QByteArray("remote contents\n"));
+    EXPECT_THAT(TraceTexts(), testing::Contains(QHasSubstr("> SITE CPTO /pub/copies/file.txt")));
+    EXPECT_LE(retrievals(), nBefore) << "no byte of the file crossed the network";
+}
+
 } // namespace

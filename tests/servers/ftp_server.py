@@ -7,6 +7,7 @@ import argparse
 import base64
 import hashlib
 import os
+import shutil
 import sys
 import tempfile
 import time
@@ -89,6 +90,27 @@ def fault_mixin(options):
                 return
             super().pre_process_command(line, cmd, arg)
 
+        def ftp_SITE_CPFR(self, path):
+            source = self.fs.ftp2fs(path)
+            if not os.path.exists(source):
+                self.respond("550 No such file or directory.")
+                return
+            self.copy_from = source
+            self.respond("350 File or directory exists, ready for destination name.")
+
+        def ftp_SITE_CPTO(self, path):
+            source = getattr(self, "copy_from", None)
+            self.copy_from = None
+            if source is None:
+                self.respond("503 Bad sequence of commands.")
+                return
+            target = self.fs.ftp2fs(path)
+            if os.path.isdir(source):
+                shutil.copytree(source, target, dirs_exist_ok=True)
+            else:
+                shutil.copyfile(source, target)
+            self.respond("250 Copy successful.")
+
         def ftp_LIST(self, path):
             if canned is None:
                 return super().ftp_LIST(path)
@@ -113,6 +135,7 @@ def main():
     parser.add_argument("--refuse", action="append", help="CMD:REPLY answers CMD with REPLY")
     parser.add_argument("--canned-list", help="a file whose bytes every LIST returns")
     parser.add_argument("--tls", choices=["explicit", "implicit"])
+    parser.add_argument("--site-copy", action="store_true", help="copy on the server with SITE CPFR and CPTO")
     parser.add_argument("--throttle", type=int, default=0, help="bytes a second each data connection may move")
     options = parser.parse_args()
     options.implicit_tls = options.tls == "implicit"
@@ -130,6 +153,11 @@ def main():
         base = TLS_FTPHandler
     handler = type("TestHandler", (fault_mixin(options), base), {})
     handler.authorizer = authorizer
+    if options.site_copy:
+        commands = dict(base.proto_cmds)
+        for name in ("SITE CPFR", "SITE CPTO"):
+            commands[name] = dict(perm=None, auth=True, arg=True, help="Syntax: %s <SP> path" % name)
+        handler.proto_cmds = commands
     handler.passive_ports = None
     if options.idle_timeout:
         handler.timeout = options.idle_timeout
