@@ -4,19 +4,15 @@
 #include <functional>
 
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 
 #include "app/JobThreads.h"
-#include "ftp/MirrorRoot.h"
 #include "ftp/TraceBuffer.h"
 #include "support/TextFormat.h"
 #include "transfer/TransferList.h"
 #include "transfer/TransferRoutines.h"
-#include "tree/FileTexts.h"
 #include "tree/TreeOperations.h"
-#include "tree/VersionResource.h"
 
 namespace {
 
@@ -25,56 +21,6 @@ std::int64_t SizeFromText(const QString& strSize)
     bool bOk = false;
     const std::int64_t nSize = QString(strSize).remove(QLatin1Char(',')).toLongLong(&bOk);
     return bOk ? nSize : -1;
-}
-
-// The tree now shows on nToSide what it shows on nFromSide: the copy of a whole item has completed.
-void MarkCopied(CFileItem* pItem, int nFromSide, int nToSide, const QString& strTargetFolder)
-{
-    pItem->strPaths[nToSide] = strTargetFolder;
-    if (pItem->kind == KIND_FILE) {
-        CopySide(nFromSide, nToSide, pItem);
-    } else {
-        pItem->status = DIR_BOTH;
-        pItem->bListed[nToSide] = true;
-        for (CFileItem* pChild = pItem->pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
-            if (!pChild->strPaths[nFromSide].isEmpty()) {
-                MarkCopied(pChild, nFromSide, nToSide, JoinPath(strTargetFolder, pItem->strName));
-            }
-        }
-    }
-    SetIconsFromStatus(pItem);
-}
-
-// The tree no longer shows the item on nSide: what only that side had goes, the rest stays on the other.
-void MarkDeleted(CFileItem* pItem, int nSide)
-{
-    const int nOther = 1 - nSide;
-    if (pItem->strPaths[nOther].isEmpty()) {
-        DeleteItem(pItem);
-        return;
-    }
-    if (pItem->kind == KIND_FILE) {
-        DropSide(nSide, pItem);
-    } else {
-        DropDirSide(nSide, pItem);
-        for (CFileItem* pChild = pItem->pFirstChild; pChild != nullptr;) {
-            CFileItem* pNext = pChild->pNext;
-            MarkDeleted(pChild, nSide);
-            pChild = pNext;
-        }
-    }
-    SetIconsFromStatus(pItem);
-}
-
-void RemoveMarkers(const QString& strFolder, const QString& strFileName)
-{
-    const QDir folder(strFolder);
-    for (const QString& strName : folder.entryList(QDir::Files | QDir::Hidden)) {
-        const std::optional<MarkerInfo> marker = ParseMarkerName(strName);
-        if (marker && (strFileName.isEmpty() || marker->strFileName == strFileName)) {
-            QFile::remove(folder.filePath(strName));
-        }
-    }
 }
 
 } // namespace
@@ -144,6 +90,18 @@ QString CQuorvelView::TargetFolderOf(const CFileItem* pItem, int nToSide) const
     return {};
 }
 
+void CQuorvelView::HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*))
+{
+    {
+        std::lock_guard lock(m_handOverMutex);
+        m_handOver = std::move(handOver);
+    }
+    StartWorker(procedure);
+    // The next item is prepared only once this worker has taken its own.
+    std::unique_lock lock(m_handOverMutex);
+    m_handOverTaken.wait(lock, [this] { return !m_handOver; });
+}
+
 int CQuorvelView::CopySelectedItems(const std::vector<CFileItem*>& items, int nFromSide)
 {
     const int nToSide = 1 - nFromSide;
@@ -173,14 +131,7 @@ int CQuorvelView::CopySelectedItems(const std::vector<CFileItem*>& items, int nF
             }
             continue;
         }
-        {
-            std::lock_guard lock(m_handOverMutex);
-            m_handOver = std::move(handOver);
-        }
-        StartWorker(CopyEachItemExThread);
-        // The next item is prepared only once this worker has taken its own.
-        std::unique_lock lock(m_handOverMutex);
-        m_handOverTaken.wait(lock, [this] { return !m_handOver; });
+        HandOver(std::move(handOver), CopyEachItemExThread);
         ++nStarted;
     }
     return nStarted;
@@ -198,13 +149,7 @@ int CQuorvelView::CacheSelectedItems(const std::vector<CFileItem*>& items)
             }
             handOver = { CloneItem(*pItem), SIDE_RIGHT, pItem->strPaths[SIDE_RIGHT], ItemBytes(*pItem, SIDE_RIGHT) };
         }
-        {
-            std::lock_guard lock(m_handOverMutex);
-            m_handOver = std::move(handOver);
-        }
-        StartWorker(CacheSelectedItems2CacheThread);
-        std::unique_lock lock(m_handOverMutex);
-        m_handOverTaken.wait(lock, [this] { return !m_handOver; });
+        HandOver(std::move(handOver), CacheSelectedItems2CacheThread);
         ++nStarted;
     }
     return nStarted;
@@ -452,177 +397,6 @@ std::optional<QString> CQuorvelView::RelativeOfJob(const TransferJob& job) const
     const QString strRemote = RemotePathOf(job);
     const QString strCache = CachePathOf(strRemote);
     return strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
-}
-
-void CQuorvelView::RefreshAfterCopy(const TransferJob& job)
-{
-    const bool bUpload = job.operation == TransferOperation::Upload;
-    if (bUpload) {
-        ForgetMirrorCopy(RemotePathOf(job));
-    }
-    const std::optional<QString> relative = RelativeOfJob(job);
-    if (!relative) {
-        return;
-    }
-    std::lock_guard lock(m_viewLock);
-    CFileItem* pItem = FindByRelativePath(*relative, job.bFolder ? KIND_DIR : KIND_FILE);
-    if (pItem == nullptr || pItem == Tree().Root()) {
-        return;
-    }
-    const int nFromSide = bUpload ? SIDE_LEFT : SIDE_RIGHT;
-    const QString strTargetFolder = bUpload ? CachePathOf(job.strRemoteFolder) : QFileInfo(job.strLocalPath).path();
-    // Only the copy of the same item (not one to another name or folder) makes it Same.
-    if (FullName(*pItem, nFromSide) != (bUpload ? job.strLocalPath : CachePathOf(RemotePathOf(job)))
-        || (!bUpload && JoinPath(strTargetFolder, pItem->strName) != job.strLocalPath)) {
-        return;
-    }
-    MarkCopied(pItem, nFromSide, 1 - nFromSide, strTargetFolder);
-}
-
-void CQuorvelView::RefreshAfterCache(const QString& strRemotePath, bool bFolder)
-{
-    const QString strCache = CachePathOf(strRemotePath);
-    const std::optional<QString> relative = strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
-    if (!relative) {
-        return;
-    }
-    // The downloaded contents replace the placeholders: their markers must not speak for them any more.
-    if (bFolder) {
-        RemoveMarkers(strCache, {});
-        QDirIterator folders(strCache, QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDirIterator::Subdirectories);
-        while (folders.hasNext()) {
-            RemoveMarkers(folders.next(), {});
-        }
-    } else {
-        RemoveMarkers(QFileInfo(strCache).path(), QFileInfo(strCache).fileName());
-    }
-    std::lock_guard lock(m_viewLock);
-    CFileItem* pItem = FindByRelativePath(*relative, bFolder ? KIND_DIR : KIND_FILE);
-    if (pItem == nullptr) {
-        return;
-    }
-    CItemComparer comparer;
-    if (bFolder) {
-        CFolderScanner().ScanFolder(pItem, strCache, strRemotePath, pItem->indent, SIDE_RIGHT, true);
-        comparer.CompareTree(pItem, 1);
-        return;
-    }
-    const QFileInfo info(strCache);
-    pItem->strSize[SIDE_RIGHT] = MakeSizeText(static_cast<std::uint64_t>(info.size()));
-    pItem->strTime[SIDE_RIGHT] = MakeTimeText(info.lastModified().toSecsSinceEpoch());
-    pItem->strVersion[SIDE_RIGHT]
-        = MayHaveVersionResource(pItem->strName) ? ReadVersionText(info.filePath()) : QString();
-    pItem->nAttrSource = ATTR_FROM_FILE;
-    comparer.CompareItem(pItem);
-}
-
-void CQuorvelView::RefreshAfterDelete(const TransferJob& job, int nSide)
-{
-    if (nSide == SIDE_RIGHT) {
-        ForgetMirrorCopy(RemotePathOf(job));
-    }
-    const std::optional<QString> relative
-        = nSide == SIDE_LEFT ? RelativeOf(job.strLocalPath, SIDE_LEFT) : RelativeOfJob(job);
-    if (!relative || relative->isEmpty()) {
-        return;
-    }
-    std::lock_guard lock(m_viewLock);
-    if (CFileItem* pItem = FindByRelativePath(*relative, job.bFolder ? KIND_DIR : KIND_FILE)) {
-        MarkDeleted(pItem, nSide);
-    }
-}
-
-void CQuorvelView::RefreshAfterServerCopy(const TransferJob& job)
-{
-    ForgetMirrorCopy(job.strTargetRemotePath);
-}
-
-std::int64_t CQuorvelView::RecordedSize(const QString& strRemotePath)
-{
-    const QString strCache = CachePathOf(strRemotePath);
-    const std::optional<QString> relative = strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
-    if (!relative || relative->isEmpty()) {
-        return 0;
-    }
-    std::lock_guard lock(m_viewLock);
-    const CFileItem* pItem = FindByRelativePath(*relative, KIND_FILE);
-    if (pItem == nullptr) {
-        pItem = FindByRelativePath(*relative, KIND_DIR);
-    }
-    return pItem != nullptr && !pItem->strPaths[SIDE_RIGHT].isEmpty() ? ItemBytes(*pItem, SIDE_RIGHT) : 0;
-}
-
-void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QString& strTargetFolder)
-{
-    const std::optional<QString> relative = nSide == SIDE_LEFT
-        ? RelativeOf(strTargetFolder, SIDE_LEFT)
-        : (CachePathOf(strTargetFolder).isEmpty() ? std::nullopt
-                                                  : RelativeOf(CachePathOf(strTargetFolder), SIDE_RIGHT));
-    if (!relative) {
-        return;
-    }
-    const QFileInfo source(strPath);
-    std::lock_guard lock(m_viewLock);
-    CFileItem* pFolder = FindByRelativePath(*relative, KIND_DIR);
-    if (pFolder == nullptr) {
-        return;
-    }
-    const QString strSideFolder = nSide == SIDE_LEFT ? strTargetFolder : CachePathOf(strTargetFolder);
-    if (nSide == SIDE_LEFT) {
-        // A local copy is on disk: read it as a scan would.
-        CFolderScanner().ScanFolder(pFolder, strSideFolder, strSideFolder, pFolder->indent, SIDE_LEFT, true);
-        CItemComparer().CompareTree(pFolder, 1);
-        return;
-    }
-    // The server has it now but the mirror has not listed it: shown from the local original, not compared.
-    CFileItemPtr pNew = NewItem();
-    pNew->strName = source.fileName();
-    pNew->indent = pFolder->indent + 1;
-    pNew->strPaths[SIDE_RIGHT] = strSideFolder;
-    pNew->strShowPaths[SIDE_RIGHT] = strTargetFolder;
-    if (source.isDir()) {
-        pNew->kind = KIND_DIR;
-        pNew->status = DIR_RIGHT_ONLY;
-    } else {
-        pNew->kind = KIND_FILE;
-        pNew->status = FILE_RIGHT_ONLY;
-        pNew->strSize[SIDE_RIGHT] = MakeSizeText(static_cast<std::uint64_t>(source.size()));
-        pNew->strTime[SIDE_RIGHT] = MakeTimeText(source.lastModified().toSecsSinceEpoch());
-        pNew->strVersion[SIDE_RIGHT] = kUnknownVersion;
-    }
-    CFileItem* pLive = AddItem(std::move(pNew), pFolder);
-    if (pLive->kind == KIND_FILE && !pLive->strPaths[SIDE_LEFT].isEmpty()) {
-        pLive->status = FILE_UNKNOWN;
-    } else if (pLive->kind == KIND_DIR && !pLive->strPaths[SIDE_LEFT].isEmpty()) {
-        pLive->status = DIR_BOTH;
-    }
-    SetIconsFromStatus(pLive);
-}
-
-// After a job has changed the server, the mirror's copy of what it touched no longer stands for it (and a
-// listing with minutes only may not show the change): it goes, the folders above it are no longer current,
-// and the next scan fetches the truth.
-void CQuorvelView::ForgetMirrorCopy(const QString& strRemotePath) const
-{
-    const QString strCache = CachePathOf(strRemotePath);
-    if (strCache.isEmpty() || strCache == m_folders.strMirror) {
-        return;
-    }
-    const QFileInfo copy(strCache);
-    const QString strMirrorRoot = QDir::cleanPath(m_folders.strMirror);
-    for (QString strFolder = QDir::cleanPath(copy.path()); strFolder.startsWith(strMirrorRoot);
-         strFolder = QFileInfo(strFolder).path()) {
-        QFile::remove(QDir(strFolder).filePath(QString::fromLatin1(kFolderCurrentMarker)));
-        if (strFolder == strMirrorRoot) {
-            break;
-        }
-    }
-    if (copy.isDir() && !copy.isSymLink()) {
-        QDir(copy.filePath()).removeRecursively();
-        return;
-    }
-    QFile::remove(copy.filePath());
-    RemoveMarkers(copy.path(), copy.fileName());
 }
 
 void CQuorvelView::CountResult(int nResult)

@@ -144,6 +144,8 @@ private:
     QString RemoteFolderOf(const QString& strMirrorFolder) const;
     void ForgetMirrorCopy(const QString& strRemotePath) const;
     std::int64_t ItemBytes(const CFileItem& item, int nSide) const;
+    // Starts a worker on the item and returns once the worker has taken it.
+    void HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*));
     // Empties a hand-over field and tells the starter waiting for it.
     template <typename T> T TakeFrom(std::optional<T>& field);
     // The folder on nToSide that receives the item.
