@@ -5,6 +5,7 @@
 #include <QFileInfo>
 
 #include "app/QuorvelView.h"
+#include "ftp/CurlConnection.h"
 #include "ftp/FtpSession.h"
 #include "ftp/TraceBuffer.h"
 #include "support/DiagnosticLog.h"
@@ -64,11 +65,17 @@ int RunItemJob(CQuorvelView* pView, bool bToCache)
         pView->Trace().AddTraceText(TRACE_ERROR, QStringLiteral("The FTP connection was lost."));
         return 1;
     }
+    bool bBusy = false;
+    std::unique_ptr<CCurlConnection> pConnection = pView->Runner().ConnectionIfFree(bBusy);
+    if (!pConnection && !bBusy) {
+        pView->Trace().AddTraceText(TRACE_ERROR, QStringLiteral("The FTP connection was lost."));
+        return 1;
+    }
     const TransferJob job = pView->JobForHandOver(handOver, bToCache);
     Log("CopyEachItemExThread::[%ld] Progress_Init() for %s with %lld bytes...", CurrentThreadId(), job.strName,
         static_cast<long long>(handOver.nTotalBytes));
     const int nJobId = pView->List().AddJob(handOver.nTotalBytes, RowFieldsOf(job, bToCache));
-    const int nResult = pView->Runner().CopyItemEx(nJobId, job);
+    const int nResult = pView->Runner().CopyItemEx(nJobId, job, std::move(pConnection));
     EndJob(*pView, nJobId, job.strName, nResult);
     if (nResult == TRANSFER_DONE) {
         if (bToCache) {
@@ -216,11 +223,8 @@ int ResubmitThread(CQuorvelView* pView, TransferOperation operation)
         TraceAbout(*pView, TRACE_STATUS, texts.pCancelled, strRemote);
     } else if (nResult != TRANSFER_DONE) {
         pView->Trace().AddTraceLine(TRACE_ERROR, texts.pFailed, strRemote);
-        if (strFailure.isEmpty()) {
-            strFailure = texts.strRowGone;
-        }
     }
-    pView->Runner().ShowOutcome(nJobId, job, nResult, strFailure);
+    pView->Runner().ShowOutcome(nJobId, job, nResult, strFailure, texts.strRowGone);
     pView->List().FinishJob(nJobId, RemoveCompletedRows());
     pView->CountResult(nResult);
     return 1;

@@ -9,6 +9,7 @@
 
 #include "app/JobThreads.h"
 #include "ftp/TraceBuffer.h"
+#include "support/FolderRemoval.h"
 #include "support/TextFormat.h"
 #include "transfer/TransferList.h"
 #include "transfer/TransferRoutines.h"
@@ -46,6 +47,7 @@ ComparisonOutcome CQuorvelView::Compare(int nThreads, const CFolderScanner::Prog
 {
     auto comparison = std::make_unique<CFolderComparison>(m_folders.strLocal, m_folders.strMirror, m_folders.strRemote);
     const ComparisonOutcome outcome = comparison->Run(nThreads, progress);
+    AddComparedFiles(comparison->Comparer().ComparedFiles());
     std::lock_guard lock(m_viewLock);
     m_comparison = std::move(comparison);
     return outcome;
@@ -172,10 +174,8 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<CFileItem*>& items, int 
         if (nSide == SIDE_LEFT) {
             // A local item: no connection, no row; the trace says what failed.
             job.strLocalPath = FullName(*handOver.pItem, SIDE_LEFT);
-            const bool bRemoved
-                = job.bFolder ? QDir(job.strLocalPath).removeRecursively() : QFile::remove(job.strLocalPath);
-            if (!bRemoved) {
-                m_trace.AddTraceLine(TRACE_ERROR, "%s could not be deleted.", job.strLocalPath);
+            if (const QString strError = RemoveLocalEntry(job.strLocalPath); !strError.isEmpty()) {
+                m_trace.AddTraceText(TRACE_ERROR, strError);
                 continue;
             }
         } else if (RunDeleteJob(*this, job) != TRANSFER_DONE) {

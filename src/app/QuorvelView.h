@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
@@ -87,6 +88,10 @@ public:
     // Scans both folders into a new tree and compares it.
     ComparisonOutcome Compare(int nThreads, const CFolderScanner::Progress& progress = {});
     [[nodiscard]] CFileTree& Tree() { return m_comparison->Tree(); }
+    [[nodiscard]] const CFolderComparison& Comparison() const { return *m_comparison; }
+    // Files on both sides compared again since the view was made, over every comparison and refresh.
+    [[nodiscard]] int ComparedFiles() const { return m_nComparedFiles.load(); }
+    void AddComparedFiles(int nFiles) { m_nComparedFiles += nFiles; }
     // Held by whoever reads or changes the tree while jobs may be refreshing it.
     [[nodiscard]] std::mutex& ViewLock() { return m_viewLock; }
     [[nodiscard]] const ViewFolders& Folders() const { return m_folders; }
@@ -161,6 +166,7 @@ private:
     std::unique_ptr<CFolderComparison> m_comparison;
     IConflictPrompt* m_pPrompt = nullptr;
     std::mutex m_viewLock;
+    std::atomic<int> m_nComparedFiles { 0 };
 
     std::mutex m_handOverMutex;
     std::condition_variable m_handOverTaken;

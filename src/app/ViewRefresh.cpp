@@ -6,6 +6,7 @@
 #include <QFileInfo>
 
 #include "ftp/MirrorRoot.h"
+#include "support/FolderRemoval.h"
 #include "transfer/TransferRoutines.h"
 #include "tree/FileTexts.h"
 #include "tree/TreeOperations.h"
@@ -118,6 +119,7 @@ void CQuorvelView::RefreshAfterCache(const QString& strRemotePath, bool bFolder)
     if (bFolder) {
         CFolderScanner().ScanFolder(pItem, strCache, strRemotePath, pItem->indent, SIDE_RIGHT, true);
         comparer.CompareTree(pItem, 1);
+        AddComparedFiles(comparer.ComparedFiles());
         return;
     }
     const QFileInfo info(strCache);
@@ -127,6 +129,7 @@ void CQuorvelView::RefreshAfterCache(const QString& strRemotePath, bool bFolder)
         = MayHaveVersionResource(pItem->strName) ? ReadVersionText(info.filePath()) : QString();
     pItem->nAttrSource = ATTR_FROM_FILE;
     comparer.CompareItem(pItem);
+    AddComparedFiles(comparer.ComparedFiles());
 }
 
 void CQuorvelView::RefreshAfterDelete(const TransferJob& job, int nSide)
@@ -184,7 +187,9 @@ void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QSt
     if (nSide == SIDE_LEFT) {
         // A local copy is on disk: read it as a scan would.
         CFolderScanner().ScanFolder(pFolder, strSideFolder, strSideFolder, pFolder->indent, SIDE_LEFT, true);
-        CItemComparer().CompareTree(pFolder, 1);
+        CItemComparer comparer;
+        comparer.CompareTree(pFolder, 1);
+        AddComparedFiles(comparer.ComparedFiles());
         return;
     }
     // The server has it now but the mirror has not listed it: shown from the local original, not compared.
@@ -230,10 +235,9 @@ void CQuorvelView::ForgetMirrorCopy(const QString& strRemotePath) const
             break;
         }
     }
-    if (copy.isDir() && !copy.isSymLink()) {
-        QDir(copy.filePath()).removeRecursively();
-        return;
+    const bool bFolder = copy.isDir() && !copy.isSymLink();
+    (void)RemoveLocalEntry(copy.filePath());
+    if (!bFolder) {
+        RemoveMarkers(copy.path(), copy.fileName());
     }
-    QFile::remove(copy.filePath());
-    RemoveMarkers(copy.path(), copy.fileName());
 }

@@ -5,7 +5,9 @@
 #include "support/DiagnosticLog.h"
 #include "support/SettingsStore.h"
 #include "support/SettingsTable.h"
+#include "support/TextFormat.h"
 #include "support/ThreadId.h"
+#include "tree/FolderComparison.h"
 
 namespace {
 
@@ -23,14 +25,25 @@ bool RefuseArguments(const QStringList& arguments, const char* command)
 
 void PrintLine(const QString& text)
 {
-    std::fputs(text.toLocal8Bit().constData(), stdout);
+    // Names and replies from a server end up in these lines: nothing in them may drive the terminal.
+    std::fputs(EscapeControlCharacters(text).toLocal8Bit().constData(), stdout);
     std::fputc('\n', stdout);
 }
 
 void PrintError(const QString& text)
 {
-    std::fputs(text.toLocal8Bit().constData(), stderr);
+    std::fputs(EscapeControlCharacters(text).toLocal8Bit().constData(), stderr);
     std::fputc('\n', stderr);
+}
+
+void PrintNotices(const QStringList& remoteWarnings, const CFolderComparison& comparison)
+{
+    for (const QString& strWarning : remoteWarnings) {
+        PrintError(QStringLiteral("warning: ") + strWarning);
+    }
+    for (const ScanNotice& notice : comparison.Notices()) {
+        PrintError((notice.bError ? QStringLiteral("error: ") : QStringLiteral("warning: ")) + notice.strText);
+    }
 }
 
 int RunSysinfo(const QStringList& arguments)

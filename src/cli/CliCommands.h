@@ -16,6 +16,12 @@ int RunSync(const QStringList& arguments);
 int RunSysinfo(const QStringList& arguments);
 int RunSettings(const QStringList& arguments);
 
+class CFolderComparison;
+
+// Writes to standard error what the listing left out (remoteWarnings) and what the scan could not read or
+// left out, one line each.
+void PrintNotices(const QStringList& remoteWarnings, const CFolderComparison& comparison);
+
 // Writes a line to standard output, or standard error.
 void PrintLine(const QString& text);
 void PrintError(const QString& text);

@@ -9,6 +9,7 @@
 #include <QJsonObject>
 
 #include "cli/CliCommands.h"
+#include "cli/Interrupt.h"
 #include "cli/RemoteSide.h"
 #include "support/TextFormat.h"
 #include "tree/FileTexts.h"
@@ -253,6 +254,7 @@ int RunCompare(const QStringList& arguments)
     QString strRightFolder = options.strRight;
     QString strRightShown;
     if (IsRemote(options.strRight)) {
+        InstallInterruptHandlers();
         remote.emplace();
         const QString strError = remote->Mirror(options.strRight, options.remote);
         if (!strError.isEmpty()) {
@@ -268,6 +270,7 @@ int RunCompare(const QStringList& arguments)
         PrintError(QStringLiteral("quorvel-cli compare: ") + outcome.strError);
         return kExitError;
     }
+    PrintNotices(remote ? remote->Warnings() : QStringList(), comparison);
     const CFileItem* pRoot = comparison.Tree().Root();
     Summary summary;
     Count(pRoot, summary);
@@ -297,6 +300,11 @@ int RunCompare(const QStringList& arguments)
                              "%d folders on one side only.",
             summary.nSame, summary.nDiff, summary.nLeftOnly, summary.nRightOnly, summary.nUnknown,
             summary.nFoldersOneSided));
+    }
+    if (comparison.HasReadErrors()) {
+        PrintError(QStringLiteral("quorvel-cli compare: some folders or files could not be read (see above); the "
+                                  "comparison is not whole."));
+        return kExitError;
     }
     return summary.HasDifferences() ? kExitDifferences : kExitOk;
 }

@@ -126,9 +126,12 @@ int RunRaw(const QStringList& arguments)
                     nExit = kExitDifferences;
                     break;
                 }
-                std::fputs(strResult.toLocal8Bit().constData(), stdout);
-                if (!strResult.endsWith(QLatin1Char('\n'))) {
-                    std::fputc('\n', stdout);
+                QStringList lines = strResult.split(QLatin1Char('\n'));
+                if (lines.size() > 1 && lines.last().isEmpty()) {
+                    lines.removeLast();
+                }
+                for (const QString& strLine : lines) {
+                    PrintLine(QString(strLine).remove(QLatin1Char('\r')));
                 }
             }
             session.CloseFtpSession();

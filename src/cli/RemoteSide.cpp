@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include "cli/Interrupt.h"
 #include "ftp/FtpSession.h"
 #include "ftp/RemoteListing.h"
 #include "support/TextFormat.h"
@@ -110,7 +111,7 @@ QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
         m_trace.SetObserver(&m_printer);
     }
     m_pSession = std::make_unique<CFtpSession>(m_trace);
-    if (!m_pSession->OpenFtpSite(options.site)) {
+    if (!m_pSession->OpenFtpSite(options.site, &InterruptFlag())) {
         return m_pSession->LastError();
     }
     CRemoteListing listing(*m_pSession, m_trace);
@@ -126,9 +127,13 @@ QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
     mirror.nSizeLimit = options.nCacheKb >= 0 ? options.nCacheKb * 1024 : m_pSession->CacheDownloadLimit();
     mirror.bRefreshAll = options.bRefreshAll;
     mirror.bRecursive = true;
-    const bool bListed = listing.RemoteScan(m_pSession->RemoteRoot(), mirror, nullptr);
+    const bool bListed = listing.RemoteScan(m_pSession->RemoteRoot(), mirror, &InterruptFlag());
     if (bTerminal) {
         std::fputs("\r\033[K", stderr);
+    }
+    m_warnings = listing.Warnings();
+    if (WasInterrupted()) {
+        return QStringLiteral("cancelled while the FTP folder was being listed; nothing was changed.");
     }
     if (!bListed) {
         return FormatText("the FTP folder %s could not be listed completely (run with --trace to see why).",

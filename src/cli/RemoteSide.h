@@ -54,10 +54,13 @@ public:
     [[nodiscard]] QString RemoteFolder() const;
     [[nodiscard]] CFtpSession& Session() { return *m_pSession; }
     [[nodiscard]] CTraceBuffer& Trace() { return m_trace; }
+    // What the listing left out or could not read in full, for the user.
+    [[nodiscard]] const QStringList& Warnings() const { return m_warnings; }
 
 private:
     CTraceBuffer m_trace;
     CTracePrinter m_printer;
     std::unique_ptr<CFtpSession> m_pSession;
     QString m_strMirror;
+    QStringList m_warnings;
 };

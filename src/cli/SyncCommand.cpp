@@ -1,5 +1,4 @@
 #include <atomic>
-#include <csignal>
 #include <cstdio>
 #include <optional>
 
@@ -11,7 +10,9 @@
 #include <unistd.h>
 
 #include "app/QuorvelView.h"
+#include "app/SyncPlan.h"
 #include "cli/CliCommands.h"
+#include "cli/Interrupt.h"
 #include "cli/RemoteSide.h"
 #include "ftp/FtpSession.h"
 #include "ftp/MirrorRoot.h"
@@ -45,13 +46,6 @@ Exit status: 0 the two sides are in step, 1 some copies failed or were cancelled
 there is something to do), 2 error.
 )";
 
-std::atomic<bool> g_bInterrupted { false };
-
-void OnInterrupt(int)
-{
-    g_bInterrupted = true;
-}
-
 struct SyncOptions
 {
     QString strLocal;
@@ -62,78 +56,6 @@ struct SyncOptions
     int nJobs = 0;
     RemoteOptions remote;
 };
-
-// One step of the plan: copy an item to the target side, or delete it there.
-struct PlanStep
-{
-    CFileItem* pItem = nullptr;
-    bool bDelete = false;
-    QString strWhy;
-    QString strRelative;
-};
-
-// The step (if any) for one item, and whether its children are covered by it.
-std::optional<PlanStep> StepFor(
-    CFileItem& item, const SyncOptions& options, const QString& strRelative, bool& bWholeFolder)
-{
-    bWholeFolder = false;
-    const bool bUpload = *options.bUpload;
-    const bool bSourceHasIt = !item.strPaths[bUpload ? SIDE_LEFT : SIDE_RIGHT].isEmpty();
-    const bool bTargetHasIt = !item.strPaths[bUpload ? SIDE_RIGHT : SIDE_LEFT].isEmpty();
-    PlanStep step { &item, false, {}, strRelative };
-    if (!bSourceHasIt) {
-        if (!options.bDelete) {
-            return std::nullopt;
-        }
-        bWholeFolder = true;
-        step.bDelete = true;
-        step.strWhy = QStringLiteral("only on the target");
-        return step;
-    }
-    if (item.kind == KIND_DIR) {
-        if (bTargetHasIt) {
-            return std::nullopt;
-        }
-        bWholeFolder = true;
-        step.strWhy = QStringLiteral("missing");
-        return step;
-    }
-    if (item.status == FILE_SAME) {
-        return std::nullopt;
-    }
-    step.strWhy = !bTargetHasIt    ? QStringLiteral("missing")
-        : item.status == FILE_DIFF ? QStringLiteral("different")
-                                   : QStringLiteral("not compared");
-    return step;
-}
-
-std::vector<PlanStep> MakePlan(CFileItem* pRoot, const SyncOptions& options)
-{
-    std::vector<PlanStep> plan;
-    std::function<void(CFileItem*, const QString&)> walk = [&](CFileItem* pFolder, const QString& strPrefix) {
-        for (CFileItem* pChild = pFolder->pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
-            const QString strRelative
-                = strPrefix.isEmpty() ? pChild->strName : strPrefix + QLatin1Char('/') + pChild->strName;
-            bool bWholeFolder = false;
-            if (std::optional<PlanStep> step = StepFor(*pChild, options, strRelative, bWholeFolder)) {
-                plan.push_back(std::move(*step));
-            }
-            if (pChild->kind == KIND_DIR && !bWholeFolder) {
-                walk(pChild, strRelative);
-            }
-        }
-    };
-    walk(pRoot, QString());
-    return plan;
-}
-
-// Whether the server's listing of the folder that holds strRelative came back empty.
-bool ListedAsEmpty(const QString& strMirror, const QString& strRelative)
-{
-    const qsizetype nCut = strRelative.lastIndexOf(QLatin1Char('/'));
-    const QString strFolder = nCut < 0 ? strMirror : QDir(strMirror).filePath(strRelative.left(nCut));
-    return QFile::exists(QDir(strFolder).filePath(QString::fromLatin1(kEmptyListingMarker)));
-}
 
 // The plan was made from the comparison: every copy in it is meant to replace what the target has.
 class CReplaceAll : public IConflictPrompt
@@ -214,6 +136,7 @@ int RunSync(const QStringList& arguments)
     if (options.nJobs > 0) {
         options.remote.site.nMaxConnections = options.nJobs + 1;
     }
+    InstallInterruptHandlers();
     CRemoteSide remote;
     const QString strError = remote.Mirror(options.strUrl, options.remote);
     if (!strError.isEmpty()) {
@@ -229,40 +152,43 @@ int RunSync(const QStringList& arguments)
         return kExitError;
     }
     const bool bUpload = *options.bUpload;
-    const std::vector<PlanStep> plan = MakePlan(view.Tree().Root(), options);
+    PrintNotices(remote.Warnings(), view.Comparison());
     std::vector<CFileItem*> copies;
     std::vector<CFileItem*> deletions;
     int nKept = 0;
-    for (const PlanStep& step : plan) {
-        if (step.bDelete && !bUpload && ListedAsEmpty(remote.MirrorFolder(), step.strRelative)) {
+    for (const SyncStep& step : MakeSyncPlan(view.Tree().Root(), bUpload, options.bDelete)) {
+        switch (step.action) {
+        case SyncAction::Keep:
             ++nKept;
-            PrintLine(FormatText("%-12s %s (the server listed its folder as empty, which a failed listing also "
-                                 "does: not deleted)",
-                QStringLiteral("KEEP"), step.strRelative));
+            PrintLine(FormatText("%-12s %s (%s: not deleted)", QStringLiteral("KEEP"), step.strRelative, step.strWhy));
+            continue;
+        case SyncAction::Skip:
+            ++nKept;
+            PrintLine(FormatText("%-12s %s (%s: not copied)", QStringLiteral("SKIP"), step.strRelative, step.strWhy));
+            continue;
+        case SyncAction::Copy:
+            PrintLine(FormatText("%-12s %s (%s)", bUpload ? QStringLiteral("UPLOAD") : QStringLiteral("DOWNLOAD"),
+                step.strRelative, step.strWhy));
+            copies.push_back(step.pItem);
+            continue;
+        case SyncAction::Delete:
+            PrintLine(FormatText("%-12s %s (%s)", bUpload ? QStringLiteral("DELETE") : QStringLiteral("DELETE LOCAL"),
+                step.strRelative, step.strWhy));
+            deletions.push_back(step.pItem);
             continue;
         }
-        const QString strWhat = !step.bDelete ? (bUpload ? QStringLiteral("UPLOAD") : QStringLiteral("DOWNLOAD"))
-            : bUpload                         ? QStringLiteral("DELETE")
-                                              : QStringLiteral("DELETE LOCAL");
-        PrintLine(FormatText("%-12s %s (%s)", strWhat, step.strRelative, step.strWhy));
-        (step.bDelete ? deletions : copies).push_back(step.pItem);
     }
     if (copies.empty() && deletions.empty()) {
-        PrintLine(nKept == 0 ? QStringLiteral("Nothing to do: the two sides are in step.")
-                             : QStringLiteral("Nothing was changed."));
-        return nKept == 0 ? kExitOk : kExitDifferences;
+        const bool bInStep = nKept == 0 && !view.Comparison().HasReadErrors();
+        PrintLine(bInStep ? QStringLiteral("Nothing to do: the two sides are in step.")
+                          : QStringLiteral("Nothing was changed."));
+        return bInStep ? kExitOk : kExitDifferences;
     }
     if (options.bDryRun) {
         PrintLine(FormatText(
             "%d steps planned; nothing was changed (--dry-run).", static_cast<int>(copies.size() + deletions.size())));
         return kExitDifferences;
     }
-
-    struct sigaction action
-    { };
-    action.sa_handler = OnInterrupt;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
 
     CReplaceAll replaceAll;
     view.SetConflictPrompt(&replaceAll);
@@ -275,7 +201,7 @@ int RunSync(const QStringList& arguments)
     clock.start();
     bool bCancelling = false;
     while (!view.WaitForJobs(250)) {
-        if (g_bInterrupted && !bCancelling) {
+        if (WasInterrupted() && !bCancelling) {
             bCancelling = true;
             view.CancelAllJobs();
             std::fputs("\nCancelling...\n", stderr);
@@ -303,5 +229,6 @@ int RunSync(const QStringList& arguments)
     PrintLine(FormatText("%d copied, %d deleted, %d failed, %d cancelled; %s moved.", nCopied, nDeleted,
         bUpload ? totals.nFailed : totals.nFailed + nDeleteFailures, totals.nCancelled,
         Bytes(view.Runner().BytesMoved())));
-    return totals.nFailed + totals.nCancelled + nDeleteFailures + nKept == 0 ? kExitOk : kExitDifferences;
+    const bool bWhole = !view.Comparison().HasReadErrors();
+    return totals.nFailed + totals.nCancelled + nDeleteFailures + nKept == 0 && bWhole ? kExitOk : kExitDifferences;
 }

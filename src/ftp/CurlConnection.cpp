@@ -372,7 +372,8 @@ void CCurlConnection::OnDebug(int nType, const char* pData, size_t nSize)
     case CURLINFO_HEADER_IN:
         status(kStatusReceiving, strText);
         for (const QString& strLine : strText.split(QLatin1Char('\n'))) {
-            const QString strClean = QString(strLine).remove(QLatin1Char('\r'));
+            // A reply travels on into error messages, rows and terminals: its control characters never do.
+            const QString strClean = EscapeControlCharacters(QString(strLine).remove(QLatin1Char('\r')));
             trace(TRACE_PLAIN, QStringLiteral("< ") + strClean);
             m_strReplyInProgress += strClean;
             if (IsFinalReplyLine(strClean)) {
@@ -432,8 +433,8 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
     } else if (outcome.bTooLarge) {
         outcome.strError = FormatText("the reply was longer than %lld bytes and was stopped", m_nReceiveLimit);
     } else {
-        outcome.strError
-            = QString::fromUtf8(m_pHandle->errorBuffer[0] != '\0' ? m_pHandle->errorBuffer : curl_easy_strerror(code));
+        outcome.strError = EscapeControlCharacters(
+            QString::fromUtf8(m_pHandle->errorBuffer[0] != '\0' ? m_pHandle->errorBuffer : curl_easy_strerror(code)));
     }
     // A refusal leaves the connection usable; anything else may have broken it.
     if (!outcome.bServerRefused || outcome.bLoginDenied || nReplyCode == 421) {
@@ -446,6 +447,13 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
 
 CurlOutcome CCurlConnection::Connect(const QString& strFolder, const std::atomic<bool>* pCancel)
 {
+    if (const QString strProblem = CredentialProblem(m_endpoint.strUser, m_endpoint.strPassword);
+        !strProblem.isEmpty()) {
+        CurlOutcome refused;
+        refused.bLoginDenied = true;
+        refused.strError = strProblem;
+        return refused;
+    }
     return SendOne(strFolder.isEmpty() ? QString() : QStringLiteral("CWD ") + strFolder, pCancel);
 }
 
@@ -468,7 +476,8 @@ CurlOutcome CCurlConnection::SendCommands(const QStringList& commands, const QSt
     return outcome;
 }
 
-CurlOutcome CCurlConnection::SendDataCommand(const QString& strCommand, const QString& strFolder, QByteArray& data)
+CurlOutcome CCurlConnection::SendDataCommand(
+    const QString& strCommand, const QString& strFolder, QByteArray& data, const std::atomic<bool>* pCancel)
 {
     data.clear();
     if (!strFolder.isEmpty()) {
@@ -479,7 +488,7 @@ CurlOutcome CCurlConnection::SendDataCommand(const QString& strCommand, const QS
         }
     }
     Prepare({}, false, strCommand);
-    CurlOutcome outcome = Perform(nullptr);
+    CurlOutcome outcome = Perform(pCancel);
     data = m_received;
     m_received.clear();
     return outcome;
@@ -507,9 +516,12 @@ CurlOutcome CCurlConnection::Download(
     if (!PrepareFileTransfer(strFolder, strName, outcome)) {
         return outcome;
     }
+    // A size from the server ("213 -5", "213 1e3") would make libcurl stop early and call a part the whole.
+    curl_easy_setopt(m_pHandle->pCurl, CURLOPT_IGNORE_CONTENT_LENGTH, 1L);
     m_sink = sink;
     outcome = Perform(pCancel);
     m_sink = nullptr;
+    curl_easy_setopt(m_pHandle->pCurl, CURLOPT_IGNORE_CONTENT_LENGTH, 0L);
     return outcome;
 }
 
@@ -552,6 +564,23 @@ void CCurlConnection::Close()
     m_pHandle = new CHandle;
     m_bLoggedOn = false;
     Configure();
+}
+
+QString CredentialProblem(const QString& strUser, const QString& strPassword)
+{
+    const auto holdsBreak = [](const QString& strText) {
+        return strText.contains(QLatin1Char('\r')) || strText.contains(QLatin1Char('\n'))
+            || strText.contains(QChar(u'\0'));
+    };
+    if (holdsBreak(strUser)) {
+        return QStringLiteral("The user name holds a line break or NUL character, which would reach the server as "
+                              "a command of its own; nothing was sent. Correct the user name.");
+    }
+    if (holdsBreak(strPassword)) {
+        return QStringLiteral("The password holds a line break or NUL character, which would reach the server as "
+                              "a command of its own; nothing was sent. Correct the password.");
+    }
+    return {};
 }
 
 bool ProbeUrl(const QString& strUrl, int nTimeoutSeconds)

@@ -24,6 +24,10 @@ struct FtpEndpoint
     QString strPinnedPublicKey;
 };
 
+// Why a user name or password cannot be sent (a line break or NUL would let it carry commands of its
+// own); empty when it can.
+QString CredentialProblem(const QString& strUser, const QString& strPassword);
+
 // How a request ended. bServerRefused: the server answered with an error reply, whose text is strError;
 // otherwise strError is the client's own account of the failure.
 struct [[nodiscard]] CurlOutcome
@@ -67,10 +71,12 @@ public:
 
     // Sends one command that answers over a data connection (LIST, NLST, MLSD, RETR ...) in strFolder, and
     // collects what arrives there.
-    CurlOutcome SendDataCommand(const QString& strCommand, const QString& strFolder, QByteArray& data);
+    CurlOutcome SendDataCommand(const QString& strCommand, const QString& strFolder, QByteArray& data,
+        const std::atomic<bool>* pCancel = nullptr);
 
     // Receives the file strName of strFolder in binary, handing each piece to sink; a sink that returns
-    // false stops the transfer. Polls *pCancel (when given).
+    // false stops the transfer. Polls *pCancel (when given). Sizes the server announces (SIZE, "150 ...
+    // (n bytes)") are not trusted: the transfer runs until the server's final reply, which judges it.
     using DataSink = std::function<bool(const char* pData, size_t nSize)>;
     CurlOutcome Download(const QString& strFolder, const QString& strName, const DataSink& sink,
         const std::atomic<bool>* pCancel = nullptr);

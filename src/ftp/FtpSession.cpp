@@ -131,6 +131,12 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
         m_endpoint.strUser = QStringLiteral("anonymous");
         m_endpoint.strPassword = strAnonymousPassword;
     }
+    if (const QString strProblem = CredentialProblem(m_endpoint.strUser, m_endpoint.strPassword);
+        !strProblem.isEmpty()) {
+        m_trace.AddTraceText(TRACE_ERROR, strProblem);
+        m_strLastError = strProblem;
+        return false;
+    }
     m_endpoint.bPassive = site.bPassive.value_or(bDefaultPassive);
     m_endpoint.nTimeoutSeconds = nTimeoutSeconds > 0 ? nTimeoutSeconds : 30;
     m_endpoint.strPinnedPublicKey = site.strPinnedPublicKey;
@@ -307,8 +313,10 @@ QString CFtpSession::FTPSendFtpCommand(const QString& strCommand, bool bResponse
     return outcome.bOk ? QString::fromLocal8Bit(data) : CommandError(strCommand, outcome, *m_pConnection, true);
 }
 
-QString CFtpSession::FTPSend2FtpCommands(const QString& strRemotePath, const QString& strCommand)
+QString CFtpSession::FTPSend2FtpCommands(
+    const QString& strRemotePath, const QString& strCommand, const std::atomic<bool>* pCancel)
 {
+    m_bLastFolderRefused = false;
     if (!m_pConnection) {
         m_trace.AddTraceText(
             TRACE_ERROR, QStringLiteral("Tried to send ftp command, but the FTP connection was lost."));
@@ -328,13 +336,15 @@ QString CFtpSession::FTPSend2FtpCommands(const QString& strRemotePath, const QSt
     CurlOutcome outcome;
     if (bData) {
         QByteArray data;
-        outcome = m_pConnection->SendDataCommand(strSecond, strFolder, data);
+        outcome = m_pConnection->SendDataCommand(strSecond, strFolder, data, pCancel);
         strResult = QString::fromLocal8Bit(data);
     } else {
         outcome = m_pConnection->SendCommands({ strSecond }, strFolder);
         strResult = m_pConnection->LastReply();
     }
     if (!outcome.bOk) {
+        m_bLastFolderRefused = outcome.bServerRefused && outcome.nReplyCode >= 500
+            && m_pConnection->LastCommand().startsWith(QLatin1String("CWD "));
         return CommandError(strSecond, outcome, *m_pConnection, bData);
     }
     Log("FTPSend2FtpCommands::[%ld] executed: %s", CurrentThreadId(), MaskSecrets(strSecond));

@@ -39,7 +39,12 @@ public:
     // "ERROR" on failure, an empty text when there is no connection.
     QString FTPSendFtpCommand(const QString& strCommand, bool bResponseExpected);
     // Changes to the folder of strRemotePath first; the path's last part, if any, goes after strCommand.
-    QString FTPSend2FtpCommands(const QString& strRemotePath, const QString& strCommand);
+    // pCancel, when given, stops a data transfer (a long listing) as soon as it is set.
+    QString FTPSend2FtpCommands(
+        const QString& strRemotePath, const QString& strCommand, const std::atomic<bool>* pCancel = nullptr);
+    // Whether the last FTPSend2FtpCommands failed because the server refused, for good, to change into the
+    // folder: what the listing calls a folder (a link to a file) is then no folder at all.
+    [[nodiscard]] bool LastFolderRefused() const { return m_bLastFolderRefused; }
     // Sends a series of commands, stopping at the first refused.
     QString FTPSend2FtpCommands(const QStringList& commands);
 
@@ -91,6 +96,7 @@ private:
     QString m_strProbeUrl;
     long long m_nCacheDownloadLimit = 10 * 1024;
     QString m_strLastError;
+    bool m_bLastFolderRefused = false;
     std::atomic<int> m_nNextContext { 1 };
 };
 

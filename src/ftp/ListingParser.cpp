@@ -57,6 +57,14 @@ bool StartsWithDigit(const QString& text)
     return !text.isEmpty() && text.at(0).isDigit();
 }
 
+// "total 12", the first line of a Unix listing, which counts blocks and names nothing.
+bool IsTotalLine(const QString& strLine)
+{
+    const QStringList fields = strLine.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    return fields.size() == 2 && fields[0].compare(QLatin1String("total"), Qt::CaseInsensitive) == 0
+        && StartsWithDigit(fields[1]);
+}
+
 } // namespace
 
 ListingYears ListingYears::Now()
@@ -67,6 +75,36 @@ ListingYears ListingYears::Now()
     gmtime_r(&now, &utc);
     localtime_r(&now, &local);
     return { utc.tm_year + 1900, local.tm_year + 1900 };
+}
+
+std::int64_t ExactSizeFromText(QStringView text)
+{
+    if (text.isEmpty() || text.size() > 18) {
+        return -1;
+    }
+    std::int64_t nValue = 0;
+    for (const QChar ch : text) {
+        if (ch < QLatin1Char('0') || ch > QLatin1Char('9')) {
+            return -1;
+        }
+        nValue = nValue * 10 + (ch.unicode() - '0');
+    }
+    return nValue;
+}
+
+bool IsPermissionText(const QString& strField)
+{
+    static const QString kTypes = QStringLiteral("-dlbcpsDn");
+    static const QString kModes = QStringLiteral("-rwxsStTlL");
+    if (strField.size() < 10 || !kTypes.contains(strField.at(0))) {
+        return false;
+    }
+    for (qsizetype i = 1; i < 10; ++i) {
+        if (!kModes.contains(strField.at(i))) {
+            return false;
+        }
+    }
+    return true;
 }
 
 std::int64_t SizeFromListing(const QString& strSizeText)
@@ -142,6 +180,7 @@ bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEnt
     entry.group = fields[3];
     entry.sizeText = fields[4];
     entry.size = SizeFromListing(entry.sizeText);
+    entry.nExactSize = ExactSizeFromText(entry.sizeText);
     entry.monthText = fields[5];
     entry.dayText = fields[6];
     entry.timeOrYearText = fields[7];
@@ -149,6 +188,7 @@ bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEnt
     if (entry.isLink) {
         const qsizetype nArrow = entry.name.indexOf(QLatin1String(" ->"));
         if (nArrow >= 0) {
+            entry.strLinkTarget = entry.name.mid(nArrow + 3).trimmed();
             entry.name.truncate(nArrow);
         }
     }
@@ -171,9 +211,13 @@ ParsedListing ParseListing(const QString& strText, const ListingYears& years)
         if (nLength > kMaxListingLine) {
             parsed.rejectedLines.push_back(strText.mid(nStart, 80));
         } else if (nLength > 0) {
+            const QString strLine = strText.mid(nStart, nLength);
             FtpListEntry entry;
-            if (ParseListLine(strText.mid(nStart, nLength), years, entry) && entry.name != QLatin1String(".")
-                && entry.name != QLatin1String("..")) {
+            if (!ParseListLine(strLine, years, entry) || !IsPermissionText(entry.permissions)) {
+                if (!IsTotalLine(strLine) && !strLine.trimmed().isEmpty()) {
+                    parsed.unparsedLines.push_back(strLine.left(200));
+                }
+            } else if (entry.name != QLatin1String(".") && entry.name != QLatin1String("..")) {
                 parsed.entries.push_back(std::move(entry));
             }
         }

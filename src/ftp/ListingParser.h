@@ -17,10 +17,13 @@ struct FtpListEntry
     QString group;
     QString sizeText;
     std::int64_t size = 0;
+    // The size when sizeText is a plain decimal number, 2 GiB and more included; -1 (unknown) otherwise.
+    std::int64_t nExactSize = -1;
     QString monthText;
     QString dayText;
     QString timeOrYearText;
     QString name;
+    QString strLinkTarget; // what a link points to, as listed after " -> "
     std::int64_t modifiedTime = 0;
     QString dateKey;
 };
@@ -40,17 +43,27 @@ struct ParsedListing
 {
     std::vector<FtpListEntry> entries;
     std::vector<QString> rejectedLines; // too long to be a listing line (the first 80 characters of each)
+    // Lines that are not of the Unix long layout ("total N" aside): what they stand for is unknown, so a
+    // listing that holds any is not a whole account of its folder.
+    std::vector<QString> unparsedLines;
 };
 
 // Lines longer than this are not listing lines; they are reported and skipped.
 inline constexpr qsizetype kMaxListingLine = 64 * 1024;
 
-// Cuts a listing into lines and each line into an entry. Lines with fewer than eight fields ("total 12")
-// are not entries; "." and ".." are skipped. Never fails: garbage gives meaningless entries at worst.
+// Cuts a listing into lines and each line into an entry. "total N" and "." and ".." give nothing; a line
+// that is not of the Unix long layout (fewer than eight fields, or a first field that is no permission
+// text, as in an MS-DOS style listing) goes to unparsedLines.
 ParsedListing ParseListing(const QString& strText, const ListingYears& years);
 
 // One line; false when it has fewer than eight fields.
 bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEntry& entry);
+
+// Whether a field reads as the permissions of a Unix long listing ("drwxr-xr-x", "-rw-r--r--+").
+bool IsPermissionText(const QString& strField);
+
+// The size of a plain decimal text ("19"); -1 for anything else ("-5", "1e3", "0x13", "", too large).
+std::int64_t ExactSizeFromText(QStringView text);
 
 // The size field read as a 32-bit signed number (sign and leading digits, 0 without any, saturating at the
 // 32-bit limits) and widened: files of 2 GiB and more show as 2147483647.

@@ -11,6 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "support/FolderRemoval.h"
+
 namespace {
 
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
@@ -18,48 +20,6 @@ constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 QByteArray Encoded(const QString& strName)
 {
     return QFile::encodeName(strName);
-}
-
-// The names in the folder open as fd (which stays open), without "." and "..".
-QList<QByteArray> ListNames(int fd)
-{
-    QList<QByteArray> names;
-    const int nOwnFd = ::openat(fd, ".", kFolderFlags);
-    DIR* pDir = nOwnFd >= 0 ? ::fdopendir(nOwnFd) : nullptr;
-    if (pDir == nullptr) {
-        if (nOwnFd >= 0) {
-            ::close(nOwnFd);
-        }
-        return names;
-    }
-    while (const dirent* pEntry = ::readdir(pDir)) {
-        const QByteArray name(pEntry->d_name);
-        if (name != "." && name != "..") {
-            names.append(name);
-        }
-    }
-    ::closedir(pDir);
-    return names;
-}
-
-bool RemoveTreeAt(int nParentFd, const QByteArray& name)
-{
-    if (::unlinkat(nParentFd, name.constData(), 0) == 0) {
-        return true;
-    }
-    if (errno != EISDIR && errno != EPERM) {
-        return errno == ENOENT;
-    }
-    const int fd = ::openat(nParentFd, name.constData(), kFolderFlags);
-    if (fd < 0) {
-        return false;
-    }
-    bool bAll = true;
-    for (const QByteArray& child : ListNames(fd)) {
-        bAll = RemoveTreeAt(fd, child) && bAll;
-    }
-    ::close(fd);
-    return bAll && ::unlinkat(nParentFd, name.constData(), AT_REMOVEDIR) == 0;
 }
 
 } // namespace
@@ -131,7 +91,7 @@ std::optional<CMirrorDir> CMirrorDir::Child(const QString& strName, bool bCreate
 QStringList CMirrorDir::Names() const
 {
     QStringList names;
-    for (const QByteArray& name : ListNames(m_fd)) {
+    for (const QByteArray& name : ListFolderNames(m_fd)) {
         names.append(QFile::decodeName(name));
     }
     return names;

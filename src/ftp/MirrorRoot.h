@@ -12,7 +12,3 @@ bool PrepareMirrorRoot(const QString& strRoot);
 
 // The marker that says a mirror folder is current and need not be listed again.
 inline constexpr char kFolderCurrentMarker[] = "$quorvelquorvelupdated";
-
-// The marker that says the server listed the folder as empty. An empty reply may be a failed listing as
-// well as an empty folder, so nothing is ever deleted elsewhere on the strength of it.
-inline constexpr char kEmptyListingMarker[] = "$quorvelemptylisting";

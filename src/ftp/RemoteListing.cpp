@@ -23,20 +23,16 @@ constexpr qint64 kMaxListingBytes = 64LL * 1024 * 1024;
 constexpr int kMaxRemoteDepth = 32;
 // A mirror copy within this many seconds of the listed time is current.
 constexpr long long kTimeTolerance = 2;
+// Lines of a listing that could not be read are traced one by one up to this many, then counted.
+constexpr size_t kUnparsedLinesShown = 5;
 
 const QString kDummyPrefix = QStringLiteral("$quorveldummy");
 const QString kWorkPrefix = QStringLiteral("$quorveldownload-");
 
-// A name as it may appear in a trace line: control characters shown as \xNN.
+// A name as it may appear in a trace line: control characters shown as \xNN, and not without end.
 QString Printable(const QString& strName)
 {
-    QString strShown;
-    for (const QChar ch : strName.left(300)) {
-        strShown += ch.unicode() < 0x20 || ch.unicode() == 0x7F
-            ? QStringLiteral("\\x%1").arg(ch.unicode(), 2, 16, QLatin1Char('0'))
-            : QString(ch);
-    }
-    return strShown;
+    return EscapeControlCharacters(QStringView(strName).left(300));
 }
 
 QString JoinRemote(const QString& strFolder, const QString& strName)
@@ -128,16 +124,17 @@ bool CRemoteListing::IsMirrorFolderCurrent(const QString& strRemoteFolder) const
     return folder && folder->FileTime(QString::fromLatin1(kFolderCurrentMarker)).has_value();
 }
 
-bool CRemoteListing::GetListing(const QString& strFolder, QString& strText)
+bool CRemoteListing::GetListing(const QString& strFolder, QString& strText, const std::atomic<bool>* pCancel)
 {
     m_bLastListingEmpty = false;
+    m_bLastFolderRefused = false;
     strText.clear();
     if (!m_session.IsConnected()) {
         m_trace.AddTraceText(TRACE_ERROR,
             QStringLiteral("Tried to send ftp command to get the file list, but the FTP connection was lost."));
         return false;
     }
-    if (!m_session.EnsureFtpConnected()) {
+    if (!m_session.EnsureFtpConnected(pCancel)) {
         return false;
     }
     QString strPath = strFolder;
@@ -148,7 +145,8 @@ bool CRemoteListing::GetListing(const QString& strFolder, QString& strText)
         strPath.append(QLatin1Char('/'));
     }
     m_session.Connection()->SetReceiveLimit(kMaxListingBytes);
-    const QString strResult = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("LIST"));
+    const QString strResult = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("LIST"), pCancel);
+    m_bLastFolderRefused = m_session.LastFolderRefused();
     if (m_session.Connection() != nullptr) {
         m_session.Connection()->SetReceiveLimit(0);
     }
@@ -166,10 +164,16 @@ bool CRemoteListing::GetListing(const QString& strFolder, QString& strText)
     return true;
 }
 
+void CRemoteListing::Warn(const QString& strText)
+{
+    m_trace.AddTraceText(TRACE_ERROR, strText);
+    m_warnings.append(strText);
+}
+
 bool CRemoteListing::ParseAndMirror(
     const QString& strFolder, const QString& strText, const MirrorOptions& options, const std::atomic<bool>* pCancel)
 {
-    if (pCancel != nullptr && pCancel->load()) {
+    if (IsCancelled(pCancel)) {
         return false;
     }
     if (!m_session.IsConnected()) {
@@ -183,7 +187,26 @@ bool CRemoteListing::ParseAndMirror(
             "A line of the listing of \"%s\" is longer than 64 KiB and was skipped: %s...", strFolder,
             Printable(strLine));
     }
+    const size_t nShown = std::min(parsed.unparsedLines.size(), kUnparsedLinesShown);
+    for (size_t i = 0; i < nShown; ++i) {
+        m_trace.AddTraceLine(TRACE_ERROR, "A line of the listing of \"%s\" could not be read: %s", strFolder,
+            Printable(parsed.unparsedLines[i]));
+    }
+    if (parsed.unparsedLines.size() > nShown) {
+        m_trace.AddTraceLine(TRACE_ERROR, "%d more lines of the listing of \"%s\" could not be read.",
+            static_cast<int>(parsed.unparsedLines.size() - nShown), strFolder);
+    }
+    if (!parsed.unparsedLines.empty() || !parsed.rejectedLines.empty()) {
+        Warn(FormatText("The listing of \"%s\" held %d lines that could not be read; nothing is deleted on the "
+                        "strength of that folder.",
+            strFolder, static_cast<int>(parsed.unparsedLines.size() + parsed.rejectedLines.size())));
+    }
     return MirrorEntries(strFolder, parsed, options, pCancel);
+}
+
+bool CRemoteListing::IsCancelled(const std::atomic<bool>* pCancel)
+{
+    return pCancel != nullptr && pCancel->load();
 }
 
 bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing& parsed, const MirrorOptions& options,
@@ -196,18 +219,19 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
         return false;
     }
     // What the mirror holds now: markers by the file they stand beside, and everything else by name.
-    QHash<QString, QStringList> markersByFile;
+    FolderMirror folder { *mirror, {}, {} };
+    QSet<QString> listedNames;
     for (const QString& strName : mirror->Names()) {
-        if (strName.startsWith(kDummyPrefix) || strName.startsWith(kWorkPrefix)) {
+        if (strName.startsWith(kDummyPrefix) || strName.startsWith(kWorkPrefix)
+            || strName == QLatin1String(kEmptyListingMarker) || strName == QLatin1String(kPartialListingMarker)) {
             mirror->RemoveFile(strName);
         } else if (const std::optional<MarkerInfo> marker = ParseMarkerName(strName)) {
-            markersByFile[marker->strFileName].append(strName);
+            folder.markersByFile[marker->strFileName].append(strName);
         }
     }
 
-    QSet<QString> listedNames;
-    QSet<QString> keptMarkers;
     bool bComplete = true;
+    bool bLeftOut = false;
     const long long nTotal = static_cast<long long>(parsed.entries.size());
     long long nDone = 0;
     auto reportProgress = [&](const QString& strName) {
@@ -217,81 +241,74 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
         }
     };
     for (const FtpListEntry& entry : parsed.entries) {
+        if (IsCancelled(pCancel)) {
+            return false;
+        }
         ++nDone;
         if (!IsSafeEntryName(entry.name)) {
             ++m_counts.nRejected;
+            bLeftOut = true;
             m_trace.AddTraceLine(TRACE_ERROR,
                 "The listing of \"%s\" names an entry that cannot be stored: \"%s\"; it is left out.", strFolder,
                 Printable(entry.name));
             continue;
         }
+        if (IsWorkingName(entry.name)) {
+            ++m_counts.nRejected;
+            bLeftOut = true;
+            Warn(FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\" are kept for this "
+                            "program's own working files.",
+                Printable(JoinRemote(strFolder, entry.name))));
+            continue;
+        }
+        if (!entry.isDirectory && !entry.isLink && !entry.name.isEmpty()
+            && !IsSafeEntryName(MakeMarkerName(entry.name, MarkerSafe(entry.sizeText), MarkerSafe(entry.dateKey)))) {
+            ++m_counts.nRejected;
+            bLeftOut = true;
+            Warn(FormatText("\"%s\" is left out: its name is too long for the marker that must stand beside it in "
+                            "the mirror.",
+                Printable(JoinRemote(strFolder, entry.name))));
+            continue;
+        }
         listedNames.insert(entry.name);
-        if (entry.isDirectory || entry.isLink) {
-            ++m_counts.nFolders;
-            const std::optional<CMirrorDir> child = mirror->Child(entry.name, true);
-            if (!child) {
-                m_trace.AddTraceLine(
-                    TRACE_ERROR, "The mirror folder for \"%s\" cannot be made.", JoinRemote(strFolder, entry.name));
-                bComplete = false;
-                continue;
-            }
-            if (options.bCreateDummies && !options.bRecursive && !child->HoldsFiles()) {
-                child->CreateEmptyFile(kDummyPrefix + QStringLiteral("01"));
-                child->CreateEmptyFile(kDummyPrefix + QStringLiteral("02"));
-            }
+        if (!entry.isDirectory && !entry.isLink) {
+            MirrorFile(strFolder, folder, entry, options, pCancel);
             reportProgress(entry.name);
-            if (options.bRecursive) {
-                const bool bSubfolderDone = DownloadDir(JoinRemote(strFolder, entry.name), options, pCancel);
-                if (pCancel != nullptr && pCancel->load()) {
-                    return false;
-                }
-                // The folder is not whole without it, but the rest of it is still worth having.
-                bComplete = bComplete && bSubfolderDone;
-            }
             continue;
         }
 
-        ++m_counts.nFiles;
-        const QString strMarker = MakeMarkerName(entry.name, MarkerSafe(entry.sizeText), MarkerSafe(entry.dateKey));
-        const QStringList oldMarkers = markersByFile.value(entry.name);
-        const bool bWithinLimit = options.nSizeLimit < 0 || entry.size <= options.nSizeLimit;
-        if (!options.bRefreshAll) {
-            const std::optional<std::time_t> copyTime = mirror->FileTime(entry.name);
-            if (!bWithinLimit && copyTime && oldMarkers == QStringList { strMarker }) {
-                // Still a placeholder with the same size and date: nothing to do.
-                keptMarkers.insert(strMarker);
-                ++m_counts.nCurrent;
-                reportProgress(entry.name);
-                continue;
-            }
-            if (copyTime && std::llabs(static_cast<long long>(*copyTime) - entry.modifiedTime) <= kTimeTolerance) {
-                for (const QString& strOld : oldMarkers) {
-                    mirror->RemoveFile(strOld);
-                }
-                ++m_counts.nCurrent;
-                reportProgress(entry.name);
-                continue;
-            }
+        ++m_counts.nFolders;
+        const std::optional<CMirrorDir> child = mirror->Child(entry.name, true);
+        if (!child) {
+            m_trace.AddTraceLine(
+                TRACE_ERROR, "The mirror folder for \"%s\" cannot be made.", JoinRemote(strFolder, entry.name));
+            bComplete = false;
+            continue;
         }
-        for (const QString& strOld : oldMarkers) {
-            mirror->RemoveFile(strOld);
-        }
-        bool bDownloaded = false;
-        if (bWithinLimit) {
-            m_trace.AddTraceLine(TRACE_COMMAND, "CWD %s", strFolder);
-            m_trace.AddTraceLine(TRACE_COMMAND, "RETR %s", entry.name);
-            bDownloaded = DownloadToMirror(strFolder, entry, *mirror, pCancel) == 1;
-        }
-        if (bDownloaded) {
-            ++m_counts.nDownloaded;
-        } else {
-            WritePlaceholder(*mirror, entry, strMarker);
-            keptMarkers.insert(strMarker);
+        if (options.bCreateDummies && !options.bRecursive && !child->HoldsFiles()) {
+            child->CreateEmptyFile(kDummyPrefix + QStringLiteral("01"));
+            child->CreateEmptyFile(kDummyPrefix + QStringLiteral("02"));
         }
         reportProgress(entry.name);
-        if (pCancel != nullptr && pCancel->load()) {
+        if (!options.bRecursive) {
+            continue;
+        }
+        const bool bSubfolderDone = DownloadDir(JoinRemote(strFolder, entry.name), options, pCancel);
+        if (IsCancelled(pCancel)) {
             return false;
         }
+        if (!bSubfolderDone && entry.isLink && m_bLastFolderRefused) {
+            // A link the server will not enter is a link to a file: it is mirrored as that file.
+            --m_counts.nFolders;
+            mirror->RemoveEntry(entry.name);
+            MirrorFile(strFolder, folder, LinkAsFile(entry, parsed.entries), options, pCancel);
+            continue;
+        }
+        // The folder is not whole without it, but the rest of it is still worth having.
+        bComplete = bComplete && bSubfolderDone;
+    }
+    if (IsCancelled(pCancel)) {
+        return false;
     }
 
     if (!bComplete) {
@@ -303,12 +320,78 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
             continue;
         }
         const bool bWorking = IsWorkingName(strName);
-        if ((bWorking && !keptMarkers.contains(strName)) || (!bWorking && !listedNames.contains(strName))) {
+        if ((bWorking && !folder.keptMarkers.contains(strName)) || (!bWorking && !listedNames.contains(strName))) {
             mirror->RemoveEntry(strName);
         }
     }
+    if (listedNames.isEmpty() && !bLeftOut && parsed.unparsedLines.empty() && parsed.rejectedLines.empty()) {
+        mirror->CreateEmptyFile(QString::fromLatin1(kEmptyListingMarker));
+    } else if (bLeftOut || !parsed.unparsedLines.empty() || !parsed.rejectedLines.empty()) {
+        mirror->CreateEmptyFile(QString::fromLatin1(kPartialListingMarker));
+    }
     mirror->CreateEmptyFile(QString::fromLatin1(kFolderCurrentMarker));
     return true;
+}
+
+FtpListEntry CRemoteListing::LinkAsFile(const FtpListEntry& link, const std::vector<FtpListEntry>& siblings)
+{
+    FtpListEntry file = link;
+    file.isLink = false;
+    // The link's own size is the length of its target's name; the target's, when it is listed beside it.
+    file.sizeText = QStringLiteral("?");
+    file.size = SizeFromListing(file.sizeText);
+    file.nExactSize = -1;
+    const QString strTarget = link.strLinkTarget;
+    for (const FtpListEntry& sibling : siblings) {
+        if (!strTarget.isEmpty() && sibling.name == strTarget && !sibling.isDirectory && !sibling.isLink) {
+            file.sizeText = sibling.sizeText;
+            file.size = sibling.size;
+            file.nExactSize = sibling.nExactSize;
+            break;
+        }
+    }
+    return file;
+}
+
+void CRemoteListing::MirrorFile(const QString& strFolder, FolderMirror& folder, const FtpListEntry& entry,
+    const MirrorOptions& options, const std::atomic<bool>* pCancel)
+{
+    const CMirrorDir& mirror = folder.mirror;
+    ++m_counts.nFiles;
+    const QString strMarker = MakeMarkerName(entry.name, MarkerSafe(entry.sizeText), MarkerSafe(entry.dateKey));
+    const QStringList oldMarkers = folder.markersByFile.value(entry.name);
+    const bool bWithinLimit = options.nSizeLimit < 0 || entry.size <= options.nSizeLimit;
+    if (!options.bRefreshAll) {
+        const std::optional<std::time_t> copyTime = mirror.FileTime(entry.name);
+        if (!bWithinLimit && copyTime && oldMarkers == QStringList { strMarker }) {
+            // Still a placeholder with the same size and date: nothing to do.
+            folder.keptMarkers.insert(strMarker);
+            ++m_counts.nCurrent;
+            return;
+        }
+        if (copyTime && std::llabs(static_cast<long long>(*copyTime) - entry.modifiedTime) <= kTimeTolerance) {
+            for (const QString& strOld : oldMarkers) {
+                mirror.RemoveFile(strOld);
+            }
+            ++m_counts.nCurrent;
+            return;
+        }
+    }
+    for (const QString& strOld : oldMarkers) {
+        mirror.RemoveFile(strOld);
+    }
+    bool bDownloaded = false;
+    if (bWithinLimit) {
+        m_trace.AddTraceLine(TRACE_COMMAND, "CWD %s", strFolder);
+        m_trace.AddTraceLine(TRACE_COMMAND, "RETR %s", entry.name);
+        bDownloaded = DownloadToMirror(strFolder, entry, mirror, pCancel, options.nSizeLimit) == 1;
+    }
+    if (bDownloaded) {
+        ++m_counts.nDownloaded;
+    } else if (!IsCancelled(pCancel)) {
+        WritePlaceholder(mirror, entry, strMarker);
+        folder.keptMarkers.insert(strMarker);
+    }
 }
 
 void CRemoteListing::WritePlaceholder(const CMirrorDir& mirror, const FtpListEntry& entry, const QString& strMarker)
@@ -323,8 +406,8 @@ void CRemoteListing::WritePlaceholder(const CMirrorDir& mirror, const FtpListEnt
     }
 }
 
-int CRemoteListing::DownloadToMirror(
-    const QString& strFolder, const FtpListEntry& entry, const CMirrorDir& mirror, const std::atomic<bool>* pCancel)
+int CRemoteListing::DownloadToMirror(const QString& strFolder, const FtpListEntry& entry, const CMirrorDir& mirror,
+    const std::atomic<bool>* pCancel, long long nSizeLimit)
 {
     CCurlConnection* pConnection = m_session.Connection();
     if (pConnection == nullptr) {
@@ -338,23 +421,29 @@ int CRemoteListing::DownloadToMirror(
     }
     long long nReceived = 0;
     bool bWriteFailed = false;
+    bool bOverLimit = false;
     const CurlOutcome outcome = pConnection->Download(
         strFolder, entry.name,
         [&](const char* pData, size_t nSize) {
             nReceived += static_cast<long long>(nSize);
+            // The listing's size may be wrong or missing: the mirror never takes more than its limit.
+            if (nSizeLimit >= 0 && nReceived > nSizeLimit) {
+                bOverLimit = true;
+                return false;
+            }
             bWriteFailed = !WriteAll(fd, pData, nSize);
             return !bWriteFailed;
         },
         pCancel);
     const bool bClosed = ::close(fd) == 0;
-    // Listed sizes saturate at 2 GiB - 1, so only a size below that can be checked.
-    const bool bSizeKnown = entry.size >= 0 && entry.size < INT32_MAX;
-    if (!outcome.bOk || bWriteFailed || !bClosed || (bSizeKnown && nReceived != entry.size)) {
+    const bool bSizeKnown = entry.nExactSize >= 0;
+    if (!outcome.bOk || bWriteFailed || !bClosed || (bSizeKnown && nReceived != entry.nExactSize)) {
         mirror.DiscardWorkFile(strWork);
-        const QString strWhy = bWriteFailed || !bClosed
-            ? QStringLiteral("the mirror folder could not take it (is the disk full?)")
+        const QString strWhy = bOverLimit
+            ? FormatText("it is larger than the download limit of %lld bytes; it stands as a placeholder", nSizeLimit)
+            : bWriteFailed || !bClosed ? QStringLiteral("the mirror folder could not take it (is the disk full?)")
             : outcome.bOk
-            ? FormatText("%lld bytes arrived of %lld listed", nReceived, static_cast<long long>(entry.size))
+            ? FormatText("%lld bytes arrived of %lld listed", nReceived, static_cast<long long>(entry.nExactSize))
             : outcome.strError;
         if (!outcome.bCancelled) {
             m_trace.AddTraceLine(
@@ -380,8 +469,11 @@ bool CRemoteListing::DownloadDir(
             TRACE_ERROR, "\"%s\" lies more than %d folders deep; it is not listed.", strFolder, kMaxRemoteDepth);
         return true;
     }
+    if (IsCancelled(pCancel)) {
+        return false;
+    }
     QString strText;
-    if (!GetListing(strFolder, strText) && !m_bLastListingEmpty) {
+    if (!GetListing(strFolder, strText, pCancel) && !m_bLastListingEmpty) {
         return false;
     }
     if (m_ancestorListings.isEmpty()) {
@@ -397,11 +489,6 @@ bool CRemoteListing::DownloadDir(
     m_ancestorListings.append(hash);
     const bool bDone = ParseAndMirror(strFolder, strText, options, pCancel);
     m_ancestorListings.removeLast();
-    if (bDone && strText.isEmpty()) {
-        if (const std::optional<CMirrorDir> mirror = OpenMirrorFolder(strFolder, false)) {
-            mirror->CreateEmptyFile(QString::fromLatin1(kEmptyListingMarker));
-        }
-    }
     return bDone;
 }
 

@@ -4,8 +4,10 @@
 #include <functional>
 #include <optional>
 
+#include <QHash>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 
 #include "ftp/ListingParser.h"
 
@@ -51,7 +53,7 @@ public:
     void SetYears(const ListingYears& years) { m_years = years; }
 
     // One folder's raw listing. False on failure, and for an empty listing (LastListingWasEmpty()).
-    bool GetListing(const QString& strFolder, QString& strText);
+    bool GetListing(const QString& strFolder, QString& strText, const std::atomic<bool>* pCancel = nullptr);
     [[nodiscard]] bool LastListingWasEmpty() const { return m_bLastListingEmpty; }
 
     // Parses a listing of strFolder and updates its mirror folder; false when the folder could not be
@@ -69,14 +71,31 @@ public:
     [[nodiscard]] QString MirrorPathFor(const QString& strRemoteFolder) const;
     [[nodiscard]] bool IsMirrorFolderCurrent(const QString& strRemoteFolder) const;
 
-    // Downloads one remote file into its mirror folder: 1 on success.
+    // Downloads one remote file into its mirror folder, reading no more than nSizeLimit bytes (-1: no
+    // limit): 1 on success.
     int DownloadToMirror(const QString& strFolder, const FtpListEntry& entry, const CMirrorDir& mirror,
-        const std::atomic<bool>* pCancel);
+        const std::atomic<bool>* pCancel, long long nSizeLimit = -1);
 
     [[nodiscard]] const QString& LastListing() const { return m_strLastListing; }
     [[nodiscard]] const MirrorCounts& Counts() const { return m_counts; }
+    // What the user should hear of even without a trace: entries left out, listings not read in full.
+    [[nodiscard]] const QStringList& Warnings() const { return m_warnings; }
 
 private:
+    // One mirror folder being brought up to date, and the markers found and kept in it.
+    struct FolderMirror
+    {
+        const CMirrorDir& mirror;
+        QHash<QString, QStringList> markersByFile;
+        QSet<QString> keptMarkers;
+    };
+
+    static bool IsCancelled(const std::atomic<bool>* pCancel);
+    // A link the server would not enter, as the file it points to.
+    static FtpListEntry LinkAsFile(const FtpListEntry& link, const std::vector<FtpListEntry>& siblings);
+    void MirrorFile(const QString& strFolder, FolderMirror& folder, const FtpListEntry& entry,
+        const MirrorOptions& options, const std::atomic<bool>* pCancel);
+    void Warn(const QString& strText);
     std::optional<CMirrorDir> OpenMirrorFolder(const QString& strRemoteFolder, bool bCreate) const;
     bool MirrorEntries(const QString& strFolder, const ParsedListing& parsed, const MirrorOptions& options,
         const std::atomic<bool>* pCancel);
@@ -88,7 +107,9 @@ private:
     ListingYears m_years = ListingYears::Now();
     QString m_strLastListing;
     bool m_bLastListingEmpty = false;
+    bool m_bLastFolderRefused = false;
     MirrorCounts m_counts;
+    QStringList m_warnings;
     // Listings of the folders above the one being mirrored: a link back up lists one of them again.
     QList<QByteArray> m_ancestorListings;
 };

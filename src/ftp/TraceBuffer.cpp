@@ -38,8 +38,9 @@ void CTraceBuffer::AddTraceText(int nKind, const QString& strText)
     QString strMessage = strText;
     strMessage.remove(QLatin1Char('\n'));
     strMessage.remove(QLatin1Char('\r'));
-    TraceLine line { TracePrefix(nKind) + FormatText("[%ld] %s", CurrentThreadId(), strMessage), nKind,
-        TraceColorOf(nKind) };
+    TraceLine line { TracePrefix(nKind)
+            + FormatText("[%ld] %s", CurrentThreadId(), EscapeControlCharacters(strMessage)),
+        nKind, TraceColorOf(nKind) };
     bool bEmptied = false;
     ITraceObserver* pObserver = nullptr;
     {

@@ -206,3 +206,18 @@ QString FormatTextArgs(std::string_view fmt, std::span<const FormatArg> args)
     flushLiteral(fmt.size());
     return result;
 }
+
+QString EscapeControlCharacters(QStringView text)
+{
+    QString strShown;
+    strShown.reserve(text.size());
+    for (const QChar ch : text) {
+        const char16_t code = ch.unicode();
+        if (code < 0x20 || (code >= 0x7F && code <= 0x9F)) {
+            strShown += QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'));
+        } else {
+            strShown += ch;
+        }
+    }
+    return strShown;
+}

@@ -71,3 +71,7 @@ template <typename... Args> QString FormatText(std::string_view fmt, const Args&
     const std::array<FormatArg, sizeof...(Args)> captured { MakeFormatArg(args)... };
     return FormatTextArgs(fmt, captured);
 }
+
+// Text from outside (a server's reply, a name in a listing) as it may reach a terminal or a pane: control
+// characters (C0, DEL and C1, ESC among them) shown as \xNN, so none can move a cursor or retitle a window.
+QString EscapeControlCharacters(QStringView text);

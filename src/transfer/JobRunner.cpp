@@ -14,11 +14,24 @@ CJobRunner::CJobRunner(CFtpSession& session, CTraceBuffer& trace, CTransferListV
     , m_list(list)
 { }
 
-int CJobRunner::RunTransfer(int nJobId, const TransferJob& job, QString& strFailure)
+std::unique_ptr<CCurlConnection> CJobRunner::ConnectionIfFree(bool& bBusy)
+{
+    // Setting the flag when the pool would make us wait turns the wait into a cancellation.
+    std::atomic<bool> bWouldWait { false };
+    std::unique_ptr<CCurlConnection> pConnection
+        = m_session.AcquireConnection(&bWouldWait, [&bWouldWait] { bWouldWait = true; });
+    bBusy = !pConnection && bWouldWait.load();
+    return pConnection;
+}
+
+int CJobRunner::RunTransfer(
+    int nJobId, const TransferJob& job, QString& strFailure, std::unique_ptr<CCurlConnection> pConnection)
 {
     const std::shared_ptr<const CProgressEntry> pRecord = m_list.ProgressRecord(nJobId);
     const std::atomic<bool>* pCancel = pRecord ? &pRecord->bCancelled : nullptr;
-    std::unique_ptr<CCurlConnection> pConnection = m_session.AcquireConnection(pCancel);
+    if (!pConnection) {
+        pConnection = m_session.AcquireConnection(pCancel);
+    }
     if (!pConnection) {
         if (pCancel != nullptr && pCancel->load()) {
             return TRANSFER_CANCELLED;
@@ -58,22 +71,25 @@ int CJobRunner::RunTransfer(int nJobId, const TransferJob& job, QString& strFail
     return nResult;
 }
 
-void CJobRunner::ShowOutcome(int nJobId, const TransferJob& job, int nResult, const QString& strFailure)
+void CJobRunner::ShowOutcome(
+    int nJobId, const TransferJob& job, int nResult, const QString& strFailure, const QString& strFailureText)
 {
     if (nResult == TRANSFER_DONE) {
         m_list.UpdateJob(nJobId, { {}, {}, {}, {}, QStringLiteral("Complete.") }, QStringLiteral("Completed"));
     } else if (nResult == TRANSFER_CANCELLED) {
         m_list.UpdateJob(nJobId, { {}, {}, {}, {}, QStringLiteral("Cancelled.") }, QStringLiteral("Cancelled"));
     } else {
-        m_list.UpdateJob(nJobId, { {}, {}, {}, {}, strFailure.isEmpty() ? FailureMessage(job) : strFailure },
+        m_list.UpdateJob(nJobId,
+            { {}, {}, {}, {},
+                FailureWithReason(strFailureText.isEmpty() ? FailureMessage(job) : strFailureText, strFailure) },
             QStringLiteral("Failed"));
     }
 }
 
-int CJobRunner::CopyItemEx(int nJobId, const TransferJob& job)
+int CJobRunner::CopyItemEx(int nJobId, const TransferJob& job, std::unique_ptr<CCurlConnection> pConnection)
 {
     QString strFailure;
-    const int nResult = RunTransfer(nJobId, job, strFailure);
+    const int nResult = RunTransfer(nJobId, job, strFailure, std::move(pConnection));
     ShowOutcome(nJobId, job, nResult, strFailure);
     return nResult;
 }

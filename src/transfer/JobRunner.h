@@ -2,11 +2,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include <QString>
 
 #include "transfer/TransferJob.h"
 
+class CCurlConnection;
 class CFtpSession;
 class CTraceBuffer;
 class CTransferListView;
@@ -22,12 +24,19 @@ public:
     // Some servers refuse renames: uploads then go straight to their names.
     void SetUploadThroughWorkingName(bool bOn) { m_bUploadThroughWorkingName = bOn; }
 
-    // The transfer alone: 1 done, 0 cancelled, other failed (strFailure then says why, when it can).
-    int RunTransfer(int nJobId, const TransferJob& job, QString& strFailure);
-    // Status and Message of a finished job.
-    void ShowOutcome(int nJobId, const TransferJob& job, int nResult, const QString& strFailure);
+    // The transfer alone: 1 done, 0 cancelled, other failed (strFailure then says why, when it can). It
+    // runs on pConnection when given, otherwise on one borrowed for it.
+    int RunTransfer(int nJobId, const TransferJob& job, QString& strFailure,
+        std::unique_ptr<CCurlConnection> pConnection = nullptr);
+    // Status and Message of a finished job. A failure's Message is strFailureText (the job's own failure
+    // text when empty) followed by the reason strFailure.
+    void ShowOutcome(
+        int nJobId, const TransferJob& job, int nResult, const QString& strFailure, const QString& strFailureText = {});
     // Both, as the copy workers want them.
-    int CopyItemEx(int nJobId, const TransferJob& job);
+    int CopyItemEx(int nJobId, const TransferJob& job, std::unique_ptr<CCurlConnection> pConnection = nullptr);
+    // For a worker about to add its row: a connection when one is free, or none with bBusy set when every
+    // allowed one is in use (the site is reachable then). None without bBusy: the site cannot be reached.
+    std::unique_ptr<CCurlConnection> ConnectionIfFree(bool& bBusy);
 
     // Bytes moved by every job so far.
     [[nodiscard]] std::int64_t BytesMoved() const { return m_nBytesMoved; }

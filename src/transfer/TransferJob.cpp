@@ -41,6 +41,12 @@ QString FailureMessage(const TransferJob& job)
     return {};
 }
 
+QString FailureWithReason(const QString& strFailure, const QString& strReason)
+{
+    const QString strTrimmed = strReason.trimmed();
+    return strTrimmed.isEmpty() ? strFailure : strFailure + QLatin1Char(' ') + strTrimmed;
+}
+
 QString RemotePathOf(const TransferJob& job)
 {
     return JoinRemotePath(job.strRemoteFolder, job.strName);

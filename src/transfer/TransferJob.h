@@ -30,6 +30,8 @@ QString OperationWord(TransferOperation operation);
 TransferOperation OperationFromWord(const QString& strWord);
 
 // The Message of a job that failed without saying why.
+// A failure text of the job list followed by why it failed: "Failed to download file. 550 Permission denied".
+QString FailureWithReason(const QString& strFailure, const QString& strReason);
 QString FailureMessage(const TransferJob& job);
 
 // The remote file or folder the job works on.

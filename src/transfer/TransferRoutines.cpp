@@ -121,7 +121,14 @@ std::optional<std::vector<FtpListEntry>> ListRemoteFolder(TransferContext& conte
         Fail(context, FormatText("The listing of %s failed: %s", strRemoteFolder, outcome.strError.trimmed()));
         return std::nullopt;
     }
-    return ParseListing(QString::fromLocal8Bit(data), ListingYears::Now()).entries;
+    ParsedListing parsed = ParseListing(QString::fromLocal8Bit(data), ListingYears::Now());
+    if (!parsed.unparsedLines.empty() || !parsed.rejectedLines.empty()) {
+        Fail(context,
+            FormatText("The listing of %s held %d lines that could not be read; the folder is not worked on from it.",
+                strRemoteFolder, static_cast<int>(parsed.unparsedLines.size() + parsed.rejectedLines.size())));
+        return std::nullopt;
+    }
+    return std::move(parsed.entries);
 }
 
 int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const QString& strName,

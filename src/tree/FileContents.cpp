@@ -102,11 +102,11 @@ struct OpenedFile
                 }
                 return errno;
             }
-            nValue = crc32_gzip_refl(nValue, pBuffer, static_cast<std::uint64_t>(nRead));
-            // A regular file returns less than asked for only at its end, which saves a read per small file.
-            if (static_cast<std::size_t>(nRead) < kReadBlock) {
+            if (nRead == 0) {
                 break;
             }
+            // A short read is not the end: network and FUSE file systems return less than asked mid-file.
+            nValue = crc32_gzip_refl(nValue, pBuffer, static_cast<std::uint64_t>(nRead));
         }
         nCrc = nValue;
         return 0;

@@ -37,6 +37,17 @@ inline constexpr int ICON_UNKNOWN_FILE = 8;
 
 class CSiblingIndex;
 
+// How much of a side was read below a folder, or of a file. Nothing on the other side is ever deleted
+// on the strength of a folder that was not read in full: what it did not show may well be there.
+enum class SideRead : unsigned char
+{
+    Full,
+    Unreadable, // the folder or file could not be read (permission denied, an I/O error)
+    LinkNotFollowed, // a link to a folder outside the compared folder, or back into one above it
+    ListingEmpty, // the server's listing gave no entry, which a failed listing does as well
+    ListingPartial // the server's listing held lines that could not be read, or names that were left out
+};
+
 // One item of the merged tree: a file or folder that exists on the left (local) side, the right (FTP,
 // read through its mirror folder) side, or both. Folders own their children: destroying a folder frees
 // its whole subtree.
@@ -62,6 +73,7 @@ struct CFileItem
     int nAttrReserved = -1;
     bool bExpanded[2] = { false, false };
     bool bListed[2] = { false, false };
+    SideRead nRead[2] = { SideRead::Full, SideRead::Full };
     CFileItem* pNext = nullptr;
     CFileItem* pPrev = nullptr;
     CFileItem* pFirstChild = nullptr;

@@ -42,5 +42,11 @@ QString MarkerTimeText(const MarkerInfo& marker);
 // The version text of a file that exists only as a placeholder.
 inline const QString kUnknownVersion = QStringLiteral("UNKNOWN");
 
+// Markers in a mirror folder whose listing was not a whole account of the remote folder. A listing that
+// gave no entry may be a failed listing as well as an empty folder, and lines that could not be read may
+// stand for anything: nothing on the other side is ever deleted on the strength of such a folder.
+inline constexpr char kEmptyListingMarker[] = "$quorvelemptylisting";
+inline constexpr char kPartialListingMarker[] = "$quorvelpartiallisting";
+
 // Names of the program's own working files, never shown in the tree.
 bool IsWorkingName(const QString& strName);

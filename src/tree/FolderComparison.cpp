@@ -66,6 +66,8 @@ ComparisonOutcome CFolderComparison::Run(int nThreads, const CFolderScanner::Pro
         }
     }
     m_tree.Clear();
+    m_notices.clear();
+    m_tree.Root()->nRead[SIDE_LEFT] = m_tree.Root()->nRead[SIDE_RIGHT] = SideRead::Full;
     m_tree.SetRootPath(SIDE_LEFT, m_strFolders[SIDE_LEFT]);
     m_tree.SetRootPath(SIDE_RIGHT, m_strFolders[SIDE_RIGHT]);
 
@@ -97,13 +99,21 @@ ComparisonOutcome CFolderComparison::Run(int nThreads, const CFolderScanner::Pro
             return { false, FormatText("The %s folder \"%s\" cannot be read.", kSideNames[side], m_strFolders[side]) };
         }
     }
+    m_tree.Root()->nRead[SIDE_RIGHT] = rightTree.Root()->nRead[SIDE_RIGHT];
     MergeChildren(rightTree.Root(), m_tree.Root());
+    m_notices = leftScanner.Notices();
+    m_notices.insert(m_notices.end(), rightScanner.Notices().begin(), rightScanner.Notices().end());
     Log("CFolderComparison::Run::[%ld] scanned %lld files in %lld folders", CurrentThreadId(),
         leftScanner.ScannedFiles() + rightScanner.ScannedFiles(),
         leftScanner.ScannedFolders() + rightScanner.ScannedFolders());
     m_comparer.CompareTree(m_tree.Root(), nThreads);
     NumberItems(m_tree.Root());
     return {};
+}
+
+bool CFolderComparison::HasReadErrors() const
+{
+    return std::any_of(m_notices.begin(), m_notices.end(), [](const ScanNotice& notice) { return notice.bError; });
 }
 
 int DefaultComparisonThreads()

@@ -27,12 +27,17 @@ public:
     [[nodiscard]] CFileTree& Tree() { return m_tree; }
     [[nodiscard]] const CFileTree& Tree() const { return m_tree; }
     [[nodiscard]] const CItemComparer& Comparer() const { return m_comparer; }
+    // Folders and files that could not be read, entries left out on purpose: both sides, left first.
+    [[nodiscard]] const std::vector<ScanNotice>& Notices() const { return m_notices; }
+    // Whether any folder or file could not be read: the comparison is then not whole.
+    [[nodiscard]] bool HasReadErrors() const;
 
 private:
     QString m_strFolders[2];
     QString m_strRightShowPath;
     CFileTree m_tree;
     CItemComparer m_comparer;
+    std::vector<ScanNotice> m_notices;
 };
 
 // A sensible number of threads for content comparison on this machine.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include "support/DiagnosticLog.h"
+#include "support/TextFormat.h"
 #include "support/ThreadId.h"
 #include "tree/FileItem.h"
 #include "tree/FileTexts.h"
@@ -32,6 +34,8 @@ struct Entry
 {
     QString strName;
     bool bFolder = false;
+    bool bLink = false;
+    bool bUnreadable = false;
     off_t nSize = 0;
     time_t nModified = 0;
 };
@@ -41,6 +45,11 @@ struct Entry
 bool IsListed(int nFolderFd)
 {
     return ::faccessat(nFolderFd, kUnlistedDummy, F_OK, AT_SYMLINK_NOFOLLOW) != 0;
+}
+
+QString ErrorText(int nError)
+{
+    return QString::fromLocal8Bit(std::strerror(nError));
 }
 
 } // namespace
@@ -60,6 +69,29 @@ const QString& CFolderScanner::TimeText(time_t nModified)
     return m_strCachedTime;
 }
 
+void CFolderScanner::Notice(CFileItem* pItem, SideRead nRead, int nSide, const QString& strPath, const QString& strText)
+{
+    if (pItem != nullptr && pItem->nRead[nSide] == SideRead::Full) {
+        pItem->nRead[nSide] = nRead;
+    }
+    const bool bError = nRead == SideRead::Unreadable;
+    m_notices.push_back({ nSide, bError, strPath, strText });
+    Log("ScanFolder::[%ld] %s", CurrentThreadId(), strText);
+}
+
+bool CFolderScanner::IsInsideRoot(const QString& strPath) const
+{
+    char* pReal = ::realpath(QFile::encodeName(strPath).constData(), nullptr);
+    if (pReal == nullptr) {
+        return false;
+    }
+    const QString strReal = QFile::decodeName(pReal);
+    std::free(pReal);
+    return strReal == m_strRootReal
+        || strReal.startsWith(
+            m_strRootReal.endsWith(QLatin1Char('/')) ? m_strRootReal : m_strRootReal + QLatin1Char('/'));
+}
+
 bool CFolderScanner::ScanFolder(CFileItem* pFolder, const QString& strFolderPath, const QString& strShowPath,
     int nDepth, int nSide, bool bRecursive)
 {
@@ -69,6 +101,9 @@ bool CFolderScanner::ScanFolder(CFileItem* pFolder, const QString& strFolderPath
         return false;
     }
     m_ancestors.clear();
+    char* pReal = ::realpath(QFile::encodeName(strFolderPath).constData(), nullptr);
+    m_strRootReal = pReal != nullptr ? QFile::decodeName(pReal) : strFolderPath;
+    std::free(pReal);
     ScanOpenFolder(nFd, pFolder, strFolderPath, strShowPath, nDepth, nSide, bRecursive);
     return true;
 }
@@ -89,7 +124,8 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
 
     DIR* pDir = ::fdopendir(nFolderFd);
     if (pDir == nullptr) {
-        LogError(errno, "ScanFolder::[%ld] cannot read %s", CurrentThreadId(), strFolderPath);
+        Notice(pFolder, SideRead::Unreadable, nSide, strFolderPath,
+            FormatText("The folder \"%s\" cannot be read: %s.", strFolderPath, ErrorText(errno)));
         ::close(nFolderFd);
         m_ancestors.pop_back();
         return;
@@ -97,14 +133,32 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
 
     std::vector<Entry> entries;
     std::map<QString, MarkerInfo> markers;
-    while (const dirent* pEntry = ::readdir(pDir)) {
+    for (;;) {
+        errno = 0;
+        const dirent* pEntry = ::readdir(pDir);
+        if (pEntry == nullptr) {
+            if (errno != 0) {
+                Notice(pFolder, SideRead::Unreadable, nSide, strFolderPath,
+                    FormatText("The folder \"%s\" could not be read to its end: %s.", strFolderPath, ErrorText(errno)));
+            }
+            break;
+        }
         const char* pName = pEntry->d_name;
         if (std::strcmp(pName, ".") == 0 || std::strcmp(pName, "..") == 0) {
             continue;
         }
         Entry entry;
         entry.strName = QFile::decodeName(pName);
+        const QString strPath = JoinPath(strFolderPath, entry.strName);
         if (IsWorkingName(entry.strName)) {
+            if (nSide == SIDE_LEFT) {
+                Notice(nullptr, SideRead::Full, nSide, strPath,
+                    FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\" are kept for this "
+                               "program's own working files.",
+                        strPath));
+                continue;
+            }
+            // Markers describe the mirror only: a user's own folder has no placeholders.
             if (std::optional<MarkerInfo> marker = ParseMarkerName(entry.strName)) {
                 // Two markers for one file should not happen; if they do, the greatest name wins every time.
                 auto [it, bInserted] = markers.try_emplace(marker->strFileName, *marker);
@@ -112,29 +166,44 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
                     && it->second.strDateKey + it->second.strSizeText < marker->strDateKey + marker->strSizeText) {
                     it->second = *marker;
                 }
+            } else if (std::strcmp(pName, kEmptyListingMarker) == 0 && pFolder->nRead[nSide] == SideRead::Full) {
+                pFolder->nRead[nSide] = SideRead::ListingEmpty;
+            } else if (std::strcmp(pName, kPartialListingMarker) == 0) {
+                pFolder->nRead[nSide] = SideRead::ListingPartial;
             }
             continue;
         }
         struct stat info
         { };
-        if (::fstatat(nFolderFd, pName, &info, 0) != 0) {
-            LogError(errno, "ScanFolder::[%ld] cannot examine %s, left out", CurrentThreadId(),
-                JoinPath(strFolderPath, entry.strName));
+        if (::fstatat(nFolderFd, pName, &info, AT_SYMLINK_NOFOLLOW) != 0) {
+            Notice(pFolder, SideRead::Unreadable, nSide, strPath,
+                FormatText("\"%s\" cannot be examined: %s.", strPath, ErrorText(errno)));
             continue;
+        }
+        if (S_ISLNK(info.st_mode)) {
+            entry.bLink = true;
+            if (::fstatat(nFolderFd, pName, &info, 0) != 0) {
+                // A link to nothing has no contents to compare or copy.
+                Log("ScanFolder::[%ld] %s is a link to nothing, left out", CurrentThreadId(), strPath);
+                continue;
+            }
         }
         if (!S_ISDIR(info.st_mode) && !S_ISREG(info.st_mode)) {
             // Pipes, sockets and devices have no contents to compare or transfer.
-            Log("ScanFolder::[%ld] %s is not a regular file, left out", CurrentThreadId(),
-                JoinPath(strFolderPath, entry.strName));
+            Log("ScanFolder::[%ld] %s is not a regular file, left out", CurrentThreadId(), strPath);
             continue;
         }
         entry.bFolder = S_ISDIR(info.st_mode);
         entry.nSize = info.st_size;
         entry.nModified = info.st_mtime;
+        // Most files can be read by anyone; only the others are asked about.
+        entry.bUnreadable
+            = !entry.bFolder && (info.st_mode & S_IROTH) == 0 && ::faccessat(nFolderFd, pName, R_OK, AT_EACCESS) != 0;
         entries.push_back(std::move(entry));
     }
 
     for (const Entry& entry : entries) {
+        const QString strPath = JoinPath(strFolderPath, entry.strName);
         CFileItemPtr pItem = NewItem();
         pItem->strName = entry.strName;
         pItem->indent = nDepth + 1;
@@ -155,10 +224,14 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
             } else {
                 pItem->strSize[nSide] = MakeSizeText(static_cast<std::uint64_t>(entry.nSize));
                 pItem->strTime[nSide] = TimeText(entry.nModified);
-                if (MayHaveVersionResource(entry.strName)) {
-                    pItem->strVersion[nSide] = ReadVersionText(JoinPath(strFolderPath, entry.strName));
+                if (MayHaveVersionResource(entry.strName) && !entry.bUnreadable) {
+                    pItem->strVersion[nSide] = ReadVersionText(strPath);
                 }
                 pItem->nAttrSource = ATTR_FROM_FILE;
+            }
+            if (entry.bUnreadable) {
+                Notice(pItem.get(), SideRead::Unreadable, nSide, strPath,
+                    FormatText("The file \"%s\" cannot be read: %s.", strPath, ErrorText(EACCES)));
             }
             AddItem(std::move(pItem), pFolder);
             continue;
@@ -166,15 +239,23 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
 
         pItem->kind = KIND_DIR;
         pItem->status = nSide == SIDE_LEFT ? DIR_LEFT_ONLY : DIR_RIGHT_ONLY;
+        if (entry.bLink && !IsInsideRoot(strPath)) {
+            // Whatever lies outside the compared folder is not the user's to compare, copy or delete here.
+            Notice(pItem.get(), SideRead::LinkNotFollowed, nSide, strPath,
+                FormatText("\"%s\" is a link to a folder outside the compared folder; it is not followed.", strPath));
+            AddItem(std::move(pItem), pFolder);
+            continue;
+        }
         const QByteArray encodedName = QFile::encodeName(entry.strName);
         const int nChildFd = ::openat(nFolderFd, encodedName.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        const int nOpenError = errno;
         pItem->bListed[nSide] = nChildFd >= 0 && IsListed(nChildFd);
         const bool bDescend = pItem->bListed[nSide] && bRecursive;
         pItem->bExpanded[nSide] = bDescend;
         CFileItem* pChild = AddItem(std::move(pItem), pFolder);
         if (nChildFd < 0) {
-            LogError(
-                errno, "ScanFolder::[%ld] cannot open %s", CurrentThreadId(), JoinPath(strFolderPath, entry.strName));
+            Notice(pChild, SideRead::Unreadable, nSide, strPath,
+                FormatText("The folder \"%s\" cannot be read: %s.", strPath, ErrorText(nOpenError)));
             continue;
         }
         struct stat childInfo
@@ -185,14 +266,14 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
         if (!bDescend || bCycle || nDepth + 1 >= kMaxDepth) {
             if (bCycle || nDepth + 1 >= kMaxDepth) {
                 pChild->bExpanded[nSide] = false;
-                Log("ScanFolder::[%ld] %s leads back into a folder above it or too deep; not descended",
-                    CurrentThreadId(), JoinPath(strFolderPath, entry.strName));
+                Notice(pChild, SideRead::LinkNotFollowed, nSide, strPath,
+                    FormatText(
+                        "\"%s\" leads back into a folder above it, or lies too deep; it is not followed.", strPath));
             }
             ::close(nChildFd);
             continue;
         }
-        ScanOpenFolder(nChildFd, pChild, JoinPath(strFolderPath, entry.strName), JoinPath(strShowPath, entry.strName),
-            nDepth + 1, nSide, bRecursive);
+        ScanOpenFolder(nChildFd, pChild, strPath, JoinPath(strShowPath, entry.strName), nDepth + 1, nSide, bRecursive);
     }
     ::closedir(pDir);
     m_ancestors.pop_back();

@@ -5,9 +5,19 @@
 
 #include <QString>
 
+#include "tree/FileItem.h"
+
 #include <sys/types.h>
 
-struct CFileItem;
+// Something the user should hear of after a scan: a folder or file that could not be read (an error: the
+// comparison is not whole), or an entry left out on purpose (a warning).
+struct ScanNotice
+{
+    int nSide = 0;
+    bool bError = false;
+    QString strPath;
+    QString strText; // the whole sentence
+};
 
 // Reads one side's folder tree into the merged tree. Both sides are local folders: the user's own on the
 // left, the mirror of the FTP folder on the right, where an empty file with a marker beside it stands for
@@ -28,6 +38,7 @@ public:
 
     [[nodiscard]] long long ScannedFiles() const { return m_nFiles; }
     [[nodiscard]] long long ScannedFolders() const { return m_nFolders; }
+    [[nodiscard]] const std::vector<ScanNotice>& Notices() const { return m_notices; }
 
 private:
     struct FolderId
@@ -41,11 +52,17 @@ private:
 
     // Files written together share their minute: their time texts share one string.
     const QString& TimeText(time_t nModified);
+    // Records a problem and marks the item it concerns as not read in full on the side.
+    void Notice(CFileItem* pItem, SideRead nRead, int nSide, const QString& strPath, const QString& strText);
+    // Whether a link's target lies inside the compared folder.
+    bool IsInsideRoot(const QString& strPath) const;
 
     Progress m_progress;
     time_t m_nCachedMinute = -1;
     QString m_strCachedTime;
     std::vector<FolderId> m_ancestors;
+    std::vector<ScanNotice> m_notices;
+    QString m_strRootReal;
     long long m_nFiles = 0;
     long long m_nFolders = 0;
 };

@@ -26,6 +26,7 @@ void MergeFolder(CFileItem* pExisting, const CFileItem& incoming)
         pExisting->strShowPaths[SIDE_RIGHT] = incoming.strShowPaths[SIDE_RIGHT];
         pExisting->bExpanded[SIDE_RIGHT] = incoming.bExpanded[SIDE_RIGHT];
         pExisting->bListed[SIDE_RIGHT] = incoming.bListed[SIDE_RIGHT];
+        pExisting->nRead[SIDE_RIGHT] = incoming.nRead[SIDE_RIGHT];
         RenameItem(pExisting, incoming.strName);
         break;
     case DIR_LEFT_ONLY:
@@ -36,6 +37,7 @@ void MergeFolder(CFileItem* pExisting, const CFileItem& incoming)
         pExisting->strShowPaths[SIDE_LEFT] = incoming.strShowPaths[SIDE_LEFT];
         pExisting->bExpanded[SIDE_LEFT] = incoming.bExpanded[SIDE_LEFT];
         pExisting->bListed[SIDE_LEFT] = incoming.bListed[SIDE_LEFT];
+        pExisting->nRead[SIDE_LEFT] = incoming.nRead[SIDE_LEFT];
         break;
     case DIR_BOTH:
         pExisting->status = DIR_BOTH;
@@ -52,6 +54,7 @@ void CopyFileSide(CFileItem* pTo, const CFileItem& from, int nSide)
     pTo->strTime[nSide] = from.strTime[nSide];
     pTo->strSize[nSide] = from.strSize[nSide];
     pTo->strShowPaths[nSide] = from.strShowPaths[nSide];
+    pTo->nRead[nSide] = from.nRead[nSide];
 }
 
 void MergeFile(CFileItem* pExisting, const CFileItem& incoming)
@@ -280,6 +283,7 @@ void DropSide(int nSide, CFileItem* pItem)
     pItem->strTime[nSide].clear();
     pItem->strSize[nSide].clear();
     pItem->strShowPaths[nSide].clear();
+    pItem->nRead[nSide] = SideRead::Full;
     pItem->status = nSide == SIDE_LEFT ? FILE_RIGHT_ONLY : FILE_LEFT_ONLY;
 }
 
@@ -289,6 +293,7 @@ void DropDirSide(int nSide, CFileItem* pItem)
     pItem->strShowPaths[nSide].clear();
     pItem->bExpanded[nSide] = false;
     pItem->bListed[nSide] = false;
+    pItem->nRead[nSide] = SideRead::Full;
     pItem->status = nSide == SIDE_LEFT ? DIR_RIGHT_ONLY : DIR_LEFT_ONLY;
 }
 
@@ -298,6 +303,7 @@ void CopySide(int nFromSide, int nToSide, CFileItem* pItem)
     pItem->strTime[nToSide] = pItem->strTime[nFromSide];
     pItem->strSize[nToSide] = pItem->strSize[nFromSide];
     pItem->strShowPaths[nToSide] = pItem->strShowPaths[nFromSide];
+    pItem->nRead[nToSide] = SideRead::Full;
     pItem->status = FILE_SAME;
 }
 

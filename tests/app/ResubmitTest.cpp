@@ -30,8 +30,8 @@ protected:
 
 TEST_F(Resubmit, ADroppedDownloadFailsKeepsTheTargetAndSucceedsInTheSameRow)
 {
-    // The worker's connection says USER, PASS, PWD, CWD, EPSV, TYPE and SIZE: its RETR is dropped.
-    ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("7"), QStringLiteral("--drop-once") }));
+    // The worker's connection says USER, PASS, PWD, CWD, EPSV and TYPE: its RETR is dropped.
+    ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("6"), QStringLiteral("--drop-once") }));
     MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
     WriteFileBytes(Local(QStringLiteral("/file.txt")), "my old copy");
     const int nJobId = FailedRow({ QStringLiteral("file.txt"), Local(QStringLiteral("/file.txt")),
