@@ -10,6 +10,7 @@
 #include "app/JobThreads.h"
 #include "ftp/TraceBuffer.h"
 #include "support/FolderRemoval.h"
+#include "support/SettingsStore.h"
 #include "support/TextFormat.h"
 #include "transfer/TransferList.h"
 #include "transfer/TransferRoutines.h"
@@ -24,6 +25,12 @@ std::int64_t SizeFromText(const QString& strSize)
     return bOk ? nSize : -1;
 }
 
+CPaneSettings ReadPaneSettings()
+{
+    CSettingsStore store;
+    return CPaneSettings::Read(store);
+}
+
 } // namespace
 
 CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferListView& list, ViewFolders folders)
@@ -31,6 +38,7 @@ CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferL
     , m_trace(trace)
     , m_list(list)
     , m_folders(std::move(folders))
+    , m_paneSettings(ReadPaneSettings())
     , m_runner(session, trace, list)
     , m_comparison(std::make_unique<CFolderComparison>(m_folders.strLocal, m_folders.strMirror, m_folders.strRemote))
 { }

@@ -12,6 +12,7 @@
 #include <QString>
 #include <QStringList>
 
+#include "app/PaneSettings.h"
 #include "transfer/JobRunner.h"
 #include "transfer/TransferJob.h"
 #include "tree/FolderComparison.h"
@@ -95,6 +96,8 @@ public:
     // Held by whoever reads or changes the tree while jobs may be refreshing it.
     [[nodiscard]] std::mutex& ViewLock() { return m_viewLock; }
     [[nodiscard]] const ViewFolders& Folders() const { return m_folders; }
+    // The appearance and behaviour settings, read from the profile when the view was made.
+    [[nodiscard]] const CPaneSettings& PaneSettings() const { return m_paneSettings; }
 
     void SetConflictPrompt(IConflictPrompt* pPrompt) { m_pPrompt = pPrompt; }
     [[nodiscard]] CJobRunner& Runner() { return m_runner; }
@@ -162,6 +165,7 @@ private:
     CTraceBuffer& m_trace;
     CTransferListView& m_list;
     ViewFolders m_folders;
+    CPaneSettings m_paneSettings;
     CJobRunner m_runner;
     std::unique_ptr<CFolderComparison> m_comparison;
     IConflictPrompt* m_pPrompt = nullptr;
