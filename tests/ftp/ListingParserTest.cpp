@@ -131,3 +131,52 @@ TEST(ListingParser, OnlyNamesThatCanBeStoredAreSafe)
 }
 
 } // namespace
+
+namespace {
+
+struct LayoutCase
+{
+    const char* text;
+    size_t nEntries;
+    size_t nUnparsed;
+};
+
+// What is and is not a line of a Unix listing; a line that is not makes its folder's listing partial.
+TEST(ListingParser, LinesOfOtherLayoutsAreSetApartNotTakenForFiles)
+{
+    const LayoutCase cases[] = {
+        { "total 0\r\n", 0, 0 },
+        { "TOTAL 12\n-rw-r--r-- 1 u g 3 Jan 5 10:30 a.txt\n", 1, 0 },
+        { "drwxr-xr-x 2 u g 4096 Jan 5 10:30 .\r\ndrwxr-xr-x 2 u g 4096 Jan 5 10:30 ..\r\n", 0, 0 },
+        { "01-05-20  10:30AM       <DIR>          images\r\n", 0, 1 },
+        { "01-05-20  10:31AM                 1234 an ms-dos file name with words\r\n", 0, 1 },
+        { "garbage\r\n", 0, 1 },
+        { "-rw-r--r-- 1 u g 3 Jan 5 10:30 a.txt\r\nthis line is not one\r\n", 1, 1 },
+        { "drwxr-xr-x+ 2 u g 4096 Jan 5 10:30 acl\r\n-rw-r--r--@ 1 u g 1 Jan 5 10:30 mac\r\n", 2, 0 },
+        { "crw-rw-rw- 1 root root 1, 3 Jan 5 10:30 null\r\n", 1, 0 },
+        { "Xrw-r--r-- 1 u g 3 Jan 5 10:30 odd\r\n", 0, 1 },
+    };
+    for (const LayoutCase& c : cases) {
+        const ParsedListing parsed = ParseListing(QString::fromUtf8(c.text), kYears);
+        EXPECT_EQ(parsed.entries.size(), c.nEntries) << c.text;
+        EXPECT_EQ(parsed.unparsedLines.size(), c.nUnparsed) << c.text;
+    }
+}
+
+// Only plain decimal sizes are believed for a download; the design's own conversion stays for the texts.
+TEST(ListingParser, OnlyPlainDecimalSizesAreExact)
+{
+    const std::pair<const char*, std::int64_t> cases[] = { { "19", 19 }, { "0", 0 }, { "-5", -1 }, { "1e3", -1 },
+        { "0x13", -1 }, { "+19", -1 }, { "", -1 }, { "3000000000", 3000000000LL }, { "99999999999999999999", -1 } };
+    for (const auto& [pText, nExact] : cases) {
+        EXPECT_EQ(ExactSizeFromText(QString::fromLatin1(pText)), nExact) << pText;
+    }
+    FtpListEntry entry;
+    ASSERT_TRUE(ParseListLine(QStringLiteral("-rw-r--r-- 1 u g -5 Jan 5 2020 f"), kYears, entry));
+    EXPECT_EQ(entry.size, -5);
+    EXPECT_EQ(entry.nExactSize, -1);
+    ASSERT_TRUE(ParseListLine(QStringLiteral("lrwxrwxrwx 1 u g 6 Jan 5 2020 latest -> ok.txt"), kYears, entry));
+    EXPECT_EQ(entry.strLinkTarget, QStringLiteral("ok.txt"));
+}
+
+} // namespace
