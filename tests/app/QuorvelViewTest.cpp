@@ -131,10 +131,32 @@ TEST_F(Views, ARefusedUploadAShortDownloadAndAnUnsendableNameChangeNothing)
         EXPECT_EQ(row.columns[COL_STATUS], QStringLiteral("Failed"));
         messages.append(row.columns[COL_MESSAGE]);
     }
-    EXPECT_THAT(messages, testing::Contains(QHasSubstr("553 Could not create file.")));
-    EXPECT_THAT(messages, testing::Contains(QHasSubstr("Only 10 of the 50 bytes")));
+    // The job list's own text first, the reason after it.
+    EXPECT_THAT(
+        messages, testing::Contains(QHasSubstr("Failed to upload file. The upload of /pub/file.txt failed: 553")));
+    EXPECT_THAT(messages, testing::Contains(QHasSubstr("Failed to download file. Only 10 of the 50 bytes")));
     EXPECT_THAT(messages, testing::Contains(QHasSubstr("holds a line break or NUL")));
     EXPECT_THAT(TraceTexts(), testing::Not(testing::Contains(QHasSubstr("> DELE file.txt"))));
+}
+
+TEST_F(Views, AJobThatCannotConnectAddsNoRowAndTheViewCountsEveryComparison)
+{
+    ASSERT_TRUE(Start());
+    WriteFileBytes(Local(QStringLiteral("/file.txt")), "remote contents\n");
+    ASSERT_TRUE(Compare());
+    EXPECT_TRUE(CSettingsStore().Contains("Misc.", "GridlinesEnabled")) << "the view reads its settings when made";
+    EXPECT_TRUE(CSettingsStore().Contains("Settings", "IncludeFoldersForDiffs"));
+    const int nFirst = m_pView->ComparedFiles();
+    ASSERT_TRUE(Compare());
+    EXPECT_EQ(m_pView->ComparedFiles(), 2 * nFirst) << "a count per view, not per comparison";
+
+    m_server.Stop();
+    CFixedPrompt prompt(ConflictAnswer::ReplaceAll);
+    m_pView->SetConflictPrompt(&prompt);
+    ASSERT_EQ(m_pView->CopySelectedItems({ Item(QStringLiteral("file.txt")) }, SIDE_RIGHT), 1);
+    ASSERT_TRUE(m_pView->WaitForJobs(60000));
+    EXPECT_TRUE(m_list.Rows().empty()) << "no connection, no row";
+    EXPECT_THAT(TraceTexts(), testing::Contains(QHasSubstr("The FTP connection was lost.")));
 }
 
 TEST_F(Views, ACancelledDownloadLeavesTheTargetUntouched)
