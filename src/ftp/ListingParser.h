@@ -46,6 +46,9 @@ struct ParsedListing
     // Lines that are not of the Unix long layout ("total N" aside): what they stand for is unknown, so a
     // listing that holds any is not a whole account of its folder.
     std::vector<QString> unparsedLines;
+
+    // Lines that gave no entry though they may have stood for one; 0 for a whole listing.
+    [[nodiscard]] size_t UnreadLines() const { return unparsedLines.size() + rejectedLines.size(); }
 };
 
 // Lines longer than this are not listing lines; they are reported and skipped.

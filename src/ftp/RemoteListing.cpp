@@ -196,10 +196,10 @@ bool CRemoteListing::ParseAndMirror(
         m_trace.AddTraceLine(TRACE_ERROR, "%d more lines of the listing of \"%s\" could not be read.",
             static_cast<int>(parsed.unparsedLines.size() - nShown), strFolder);
     }
-    if (!parsed.unparsedLines.empty() || !parsed.rejectedLines.empty()) {
+    if (parsed.UnreadLines() > 0) {
         Warn(FormatText("The listing of \"%s\" held %d lines that could not be read; nothing is deleted on the "
                         "strength of that folder.",
-            strFolder, static_cast<int>(parsed.unparsedLines.size() + parsed.rejectedLines.size())));
+            strFolder, static_cast<int>(parsed.UnreadLines())));
     }
     return MirrorEntries(strFolder, parsed, options, pCancel);
 }
@@ -245,29 +245,9 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
             return false;
         }
         ++nDone;
-        if (!IsSafeEntryName(entry.name)) {
+        if (LeaveOut(strFolder, entry)) {
             ++m_counts.nRejected;
             bLeftOut = true;
-            m_trace.AddTraceLine(TRACE_ERROR,
-                "The listing of \"%s\" names an entry that cannot be stored: \"%s\"; it is left out.", strFolder,
-                Printable(entry.name));
-            continue;
-        }
-        if (IsWorkingName(entry.name)) {
-            ++m_counts.nRejected;
-            bLeftOut = true;
-            Warn(FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\" are kept for this "
-                            "program's own working files.",
-                Printable(JoinRemote(strFolder, entry.name))));
-            continue;
-        }
-        if (!entry.isDirectory && !entry.isLink && !entry.name.isEmpty()
-            && !IsSafeEntryName(MakeMarkerName(entry.name, MarkerSafe(entry.sizeText), MarkerSafe(entry.dateKey)))) {
-            ++m_counts.nRejected;
-            bLeftOut = true;
-            Warn(FormatText("\"%s\" is left out: its name is too long for the marker that must stand beside it in "
-                            "the mirror.",
-                Printable(JoinRemote(strFolder, entry.name))));
             continue;
         }
         listedNames.insert(entry.name);
@@ -324,13 +304,34 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
             mirror->RemoveEntry(strName);
         }
     }
-    if (listedNames.isEmpty() && !bLeftOut && parsed.unparsedLines.empty() && parsed.rejectedLines.empty()) {
-        mirror->CreateEmptyFile(QString::fromLatin1(kEmptyListingMarker));
-    } else if (bLeftOut || !parsed.unparsedLines.empty() || !parsed.rejectedLines.empty()) {
+    if (bLeftOut || parsed.UnreadLines() > 0) {
         mirror->CreateEmptyFile(QString::fromLatin1(kPartialListingMarker));
+    } else if (listedNames.isEmpty()) {
+        mirror->CreateEmptyFile(QString::fromLatin1(kEmptyListingMarker));
     }
     mirror->CreateEmptyFile(QString::fromLatin1(kFolderCurrentMarker));
     return true;
+}
+
+bool CRemoteListing::LeaveOut(const QString& strFolder, const FtpListEntry& entry)
+{
+    if (!IsSafeEntryName(entry.name)) {
+        m_trace.AddTraceLine(TRACE_ERROR,
+            "The listing of \"%s\" names an entry that cannot be stored: \"%s\"; it is left out.", strFolder,
+            Printable(entry.name));
+        return true;
+    }
+    const char* pWhy = nullptr;
+    if (IsWorkingName(entry.name)) {
+        pWhy = "names holding \"$quorvel\" or \"$diffundo\" are kept for this program's own working files";
+    } else if (!entry.isDirectory && !entry.isLink
+        && !IsSafeEntryName(MakeMarkerName(entry.name, MarkerSafe(entry.sizeText), MarkerSafe(entry.dateKey)))) {
+        pWhy = "its name is too long for the marker that must stand beside it in the mirror";
+    }
+    if (pWhy != nullptr) {
+        Warn(FormatText("\"%s\" is left out: %s.", Printable(JoinRemote(strFolder, entry.name)), pWhy));
+    }
+    return pWhy != nullptr;
 }
 
 FtpListEntry CRemoteListing::LinkAsFile(const FtpListEntry& link, const std::vector<FtpListEntry>& siblings)

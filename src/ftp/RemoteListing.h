@@ -91,6 +91,9 @@ private:
     };
 
     static bool IsCancelled(const std::atomic<bool>* pCancel);
+    // Whether an entry must stay out of the mirror (a name that cannot be stored, one of this program's
+    // working names, one too long for a marker); says why in the trace when it must.
+    bool LeaveOut(const QString& strFolder, const FtpListEntry& entry);
     // A link the server would not enter, as the file it points to.
     static FtpListEntry LinkAsFile(const FtpListEntry& link, const std::vector<FtpListEntry>& siblings);
     void MirrorFile(const QString& strFolder, FolderMirror& folder, const FtpListEntry& entry,

@@ -122,10 +122,10 @@ std::optional<std::vector<FtpListEntry>> ListRemoteFolder(TransferContext& conte
         return std::nullopt;
     }
     ParsedListing parsed = ParseListing(QString::fromLocal8Bit(data), ListingYears::Now());
-    if (!parsed.unparsedLines.empty() || !parsed.rejectedLines.empty()) {
+    if (parsed.UnreadLines() > 0) {
         Fail(context,
             FormatText("The listing of %s held %d lines that could not be read; the folder is not worked on from it.",
-                strRemoteFolder, static_cast<int>(parsed.unparsedLines.size() + parsed.rejectedLines.size())));
+                strRemoteFolder, static_cast<int>(parsed.UnreadLines())));
         return std::nullopt;
     }
     return std::move(parsed.entries);

@@ -47,6 +47,18 @@ bool IsListed(int nFolderFd)
     return ::faccessat(nFolderFd, kUnlistedDummy, F_OK, AT_SYMLINK_NOFOLLOW) != 0;
 }
 
+// The path with every link resolved; empty when it leads nowhere.
+QString RealPath(const QString& strPath)
+{
+    char* pReal = ::realpath(QFile::encodeName(strPath).constData(), nullptr);
+    if (pReal == nullptr) {
+        return {};
+    }
+    QString strReal = QFile::decodeName(pReal);
+    std::free(pReal);
+    return strReal;
+}
+
 QString ErrorText(int nError)
 {
     return QString::fromLocal8Bit(std::strerror(nError));
@@ -81,12 +93,10 @@ void CFolderScanner::Notice(CFileItem* pItem, SideRead nRead, int nSide, const Q
 
 bool CFolderScanner::IsInsideRoot(const QString& strPath) const
 {
-    char* pReal = ::realpath(QFile::encodeName(strPath).constData(), nullptr);
-    if (pReal == nullptr) {
+    const QString strReal = RealPath(strPath);
+    if (strReal.isEmpty()) {
         return false;
     }
-    const QString strReal = QFile::decodeName(pReal);
-    std::free(pReal);
     return strReal == m_strRootReal
         || strReal.startsWith(
             m_strRootReal.endsWith(QLatin1Char('/')) ? m_strRootReal : m_strRootReal + QLatin1Char('/'));
@@ -101,9 +111,10 @@ bool CFolderScanner::ScanFolder(CFileItem* pFolder, const QString& strFolderPath
         return false;
     }
     m_ancestors.clear();
-    char* pReal = ::realpath(QFile::encodeName(strFolderPath).constData(), nullptr);
-    m_strRootReal = pReal != nullptr ? QFile::decodeName(pReal) : strFolderPath;
-    std::free(pReal);
+    m_strRootReal = RealPath(strFolderPath);
+    if (m_strRootReal.isEmpty()) {
+        m_strRootReal = strFolderPath;
+    }
     ScanOpenFolder(nFd, pFolder, strFolderPath, strShowPath, nDepth, nSide, bRecursive);
     return true;
 }
