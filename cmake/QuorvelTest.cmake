@@ -1,11 +1,11 @@
-# quorvel_add_test(<area> LABELS <label>... SOURCES <file>... [LIBRARIES <lib>...])
+# quorvel_add_test(<area> [GUI] LABELS <label>... SOURCES <file>... [LIBRARIES <lib>...])
 # One GoogleTest executable per area, each test case registered with CTest under the given labels
-# (unit, integration, gui, slow).
+# (unit, integration, gui, slow, threads). The target threads_tests builds every test labelled threads.
 include(GoogleTest)
 set(QUORVEL_CMAKE_DIR ${CMAKE_CURRENT_LIST_DIR})
 
 function(quorvel_add_test area)
-    cmake_parse_arguments(ARG "" "TIMEOUT" "LABELS;SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(ARG "GUI" "TIMEOUT" "LABELS;SOURCES;LIBRARIES" ${ARGN})
     if(NOT ARG_LABELS)
         message(FATAL_ERROR "quorvel_add_test(${area}): give at least one label")
     endif()
@@ -15,7 +15,17 @@ function(quorvel_add_test area)
     set(target test_${area})
     add_executable(${target} ${ARG_SOURCES})
     quorvel_target_defaults(${target})
-    target_link_libraries(${target} PRIVATE quorvel_testmain quorvel_core GTest::gmock ${ARG_LIBRARIES})
+    if(ARG_GUI)
+        target_link_libraries(${target} PRIVATE quorvel_guitestmain quorvel_gui Qt6::Test GTest::gmock ${ARG_LIBRARIES})
+    else()
+        target_link_libraries(${target} PRIVATE quorvel_testmain quorvel_core GTest::gmock ${ARG_LIBRARIES})
+    endif()
+    if("threads" IN_LIST ARG_LABELS)
+        if(NOT TARGET threads_tests)
+            add_custom_target(threads_tests)
+        endif()
+        add_dependencies(threads_tests ${target})
+    endif()
     list(GET ARG_LABELS 0 first_label)
     gtest_discover_tests(${target}
         DISCOVERY_MODE PRE_TEST

@@ -57,10 +57,9 @@ void EndJob(CQuorvelView& view, int nJobId, const QString& strName, int nResult)
 }
 
 // A copy worker's job from the item it took over: to the other side, or into the cache.
-int RunItemJob(CQuorvelView* pView, bool bToCache)
+int RunItemJob(CQuorvelView* pView, const ItemHandOver& handOver, bool bToCache)
 {
     Log("CopyEachItemExThread::[%ld] Entering...", CurrentThreadId());
-    const ItemHandOver handOver = pView->TakeHandOver();
     if (!pView->Session().HasSite()) {
         pView->Trace().AddTraceText(TRACE_ERROR, QStringLiteral("The FTP connection was lost."));
         return 1;
@@ -150,9 +149,8 @@ void TraceAbout(CQuorvelView& view, int nKind, const char* pText, const QString&
     }
 }
 
-int ResubmitThread(CQuorvelView* pView, TransferOperation operation)
+int ResubmitThread(CQuorvelView* pView, const QString& strLine, TransferOperation operation)
 {
-    const QString strLine = pView->TakeJobSlot();
     if (!pView->Session().HasSite()) {
         return 0;
     }
@@ -232,35 +230,34 @@ int ResubmitThread(CQuorvelView* pView, TransferOperation operation)
 
 } // namespace
 
-int CopyEachItemExThread(CQuorvelView* pView)
+int CopyEachItemExThread(CQuorvelView* pView, const ItemHandOver& handOver)
 {
-    return RunItemJob(pView, false);
+    return RunItemJob(pView, handOver, false);
 }
 
-int CacheSelectedItems2CacheThread(CQuorvelView* pView)
+int CacheSelectedItems2CacheThread(CQuorvelView* pView, const ItemHandOver& handOver)
 {
-    return RunItemJob(pView, true);
+    return RunItemJob(pView, handOver, true);
 }
 
-int ResubmitDownloadThread(CQuorvelView* pView)
+int ResubmitDownloadThread(CQuorvelView* pView, const QString& strJobLine)
 {
-    return ResubmitThread(pView, TransferOperation::Download);
+    return ResubmitThread(pView, strJobLine, TransferOperation::Download);
 }
 
-int ResubmitUploadThread(CQuorvelView* pView)
+int ResubmitUploadThread(CQuorvelView* pView, const QString& strJobLine)
 {
-    return ResubmitThread(pView, TransferOperation::Upload);
+    return ResubmitThread(pView, strJobLine, TransferOperation::Upload);
 }
 
-int ResubmitFtpCopyThread(CQuorvelView* pView)
+int ResubmitFtpCopyThread(CQuorvelView* pView, const QString& strJobLine)
 {
-    return ResubmitThread(pView, TransferOperation::Copy);
+    return ResubmitThread(pView, strJobLine, TransferOperation::Copy);
 }
 
-int DropPasteCopyThread(CQuorvelView* pView)
+int DropPasteCopyThread(CQuorvelView* pView, const DropHandOver& drop)
 {
     Log("DropPasteCopyThread::[%ld] Entering...", CurrentThreadId());
-    const DropHandOver drop = pView->TakeDropHandOver();
     for (const QString& strPath : drop.paths) {
         const QFileInfo source(strPath);
         if (drop.nToSide == SIDE_LEFT) {

@@ -51,11 +51,16 @@ CQuorvelView::~CQuorvelView()
     } while (!WaitForJobs(100));
 }
 
-ComparisonOutcome CQuorvelView::Compare(int nThreads, const CFolderScanner::Progress& progress)
+ComparisonOutcome CQuorvelView::Compare(
+    int nThreads, const CFolderScanner::Progress& progress, const std::atomic<bool>* pCancel)
 {
     auto comparison = std::make_unique<CFolderComparison>(m_folders.strLocal, m_folders.strMirror, m_folders.strRemote);
-    const ComparisonOutcome outcome = comparison->Run(nThreads, progress);
+    const ComparisonOutcome outcome = comparison->Run(nThreads, progress, pCancel);
+    if (pCancel != nullptr && pCancel->load()) {
+        return outcome;
+    }
     AddComparedFiles(comparison->Comparer().ComparedFiles());
+    const TreeChangeNotice notice(m_nTreeGeneration);
     std::lock_guard lock(m_viewLock);
     m_comparison = std::move(comparison);
     return outcome;
@@ -100,16 +105,10 @@ QString CQuorvelView::TargetFolderOf(const CFileItem* pItem, int nToSide) const
     return {};
 }
 
-void CQuorvelView::HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*))
+void CQuorvelView::HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*, const ItemHandOver&))
 {
-    {
-        std::lock_guard lock(m_handOverMutex);
-        m_handOver = std::move(handOver);
-    }
-    StartWorker(procedure);
-    // The next item is prepared only once this worker has taken its own.
-    std::unique_lock lock(m_handOverMutex);
-    m_handOverTaken.wait(lock, [this] { return !m_handOver; });
+    // The worker owns its own copy of the item, so the next one can be prepared at once.
+    StartWorker([this, procedure, handOver = std::move(handOver)] { procedure(this, handOver); });
 }
 
 int CQuorvelView::CopySelectedItems(const std::vector<CFileItem*>& items, int nFromSide)
@@ -265,12 +264,8 @@ void CQuorvelView::DropFiles(const QStringList& paths, int nToSide, const QStrin
     if (accepted.isEmpty()) {
         return;
     }
-    {
-        std::unique_lock lock(m_handOverMutex);
-        m_handOverTaken.wait(lock, [this] { return !m_dropHandOver; });
-        m_dropHandOver = DropHandOver { accepted, nToSide, strTargetFolder };
-    }
-    StartWorker(DropPasteCopyThread);
+    StartWorker(
+        [this, drop = DropHandOver { accepted, nToSide, strTargetFolder }] { DropPasteCopyThread(this, drop); });
 }
 
 bool CQuorvelView::ResubmitJob(int nJobId, const JobFields& fields)
@@ -282,40 +277,11 @@ bool CQuorvelView::ResubmitJob(int nJobId, const JobFields& fields)
         ResubmitDeleteJob(*this, strLine);
         return false;
     }
-    {
-        // Two quick resubmissions must not overwrite each other's line before it was copied.
-        std::unique_lock lock(m_handOverMutex);
-        m_handOverTaken.wait(lock, [this] { return !m_jobSlot; });
-        m_jobSlot = strLine;
-    }
-    StartWorker(operation == TransferOperation::Download ? ResubmitDownloadThread
-            : operation == TransferOperation::Upload     ? ResubmitUploadThread
-                                                         : ResubmitFtpCopyThread);
+    int (*procedure)(CQuorvelView*, const QString&) = operation == TransferOperation::Download ? ResubmitDownloadThread
+        : operation == TransferOperation::Upload                                               ? ResubmitUploadThread
+                                                                                               : ResubmitFtpCopyThread;
+    StartWorker([this, procedure, strLine] { procedure(this, strLine); });
     return false;
-}
-
-template <typename T> T CQuorvelView::TakeFrom(std::optional<T>& field)
-{
-    std::lock_guard lock(m_handOverMutex);
-    T value = std::move(*field);
-    field.reset();
-    m_handOverTaken.notify_all();
-    return value;
-}
-
-ItemHandOver CQuorvelView::TakeHandOver()
-{
-    return TakeFrom(m_handOver);
-}
-
-DropHandOver CQuorvelView::TakeDropHandOver()
-{
-    return TakeFrom(m_dropHandOver);
-}
-
-QString CQuorvelView::TakeJobSlot()
-{
-    return TakeFrom(m_jobSlot);
 }
 
 std::optional<QString> CQuorvelView::RelativeOf(const QString& strPath, int nSide) const
@@ -421,16 +387,10 @@ JobTotals CQuorvelView::Totals() const
     return m_totals;
 }
 
-void CQuorvelView::StartWorker(int (*procedure)(CQuorvelView*))
+void CQuorvelView::WorkerEnded()
 {
     std::lock_guard lock(m_workersMutex);
-    ++m_nRunning;
-    m_workers.emplace_back([this, procedure] {
-        procedure(this);
-        std::lock_guard ended(m_workersMutex);
-        --m_nRunning;
-        m_workerEnded.notify_all();
-    });
+    --m_nRunning;
 }
 
 void CQuorvelView::CancelAllJobs()
@@ -444,16 +404,22 @@ void CQuorvelView::CancelAllJobs()
 
 bool CQuorvelView::WaitForJobs(int nMilliseconds)
 {
+    // Polled: a few milliseconds of latency cost nothing at the end of a job, and the timed wait of a
+    // condition variable in this C++ library is one that ThreadSanitizer cannot follow.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(std::max(nMilliseconds, 0));
     std::vector<std::thread> workers;
-    {
-        std::unique_lock lock(m_workersMutex);
-        auto idle = [this] { return m_nRunning == 0; };
-        if (nMilliseconds < 0) {
-            m_workerEnded.wait(lock, idle);
-        } else if (!m_workerEnded.wait_for(lock, std::chrono::milliseconds(nMilliseconds), idle)) {
+    for (;;) {
+        {
+            std::lock_guard lock(m_workersMutex);
+            if (m_nRunning.load() == 0) {
+                workers.swap(m_workers);
+                break;
+            }
+        }
+        if (nMilliseconds >= 0 && std::chrono::steady_clock::now() >= deadline) {
             return false;
         }
-        workers.swap(m_workers);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     for (std::thread& worker : workers) {
         worker.join();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -67,6 +66,21 @@ struct DropHandOver
     QString strTargetFolder; // on that side: a local folder, or a remote one
 };
 
+// Counts a change of the tree when it goes out of scope: declared before the view's lock is taken, it
+// counts after the lock is released, so whoever sees the new count finds the change made.
+struct TreeChangeNotice
+{
+    explicit TreeChangeNotice(std::atomic<unsigned>& nGeneration)
+        : m_nGeneration(nGeneration)
+    { }
+    ~TreeChangeNotice() { ++m_nGeneration; }
+    TreeChangeNotice(const TreeChangeNotice&) = delete;
+    TreeChangeNotice& operator=(const TreeChangeNotice&) = delete;
+
+private:
+    std::atomic<unsigned>& m_nGeneration;
+};
+
 struct JobTotals
 {
     int nCompleted = 0;
@@ -86,13 +100,17 @@ public:
     CQuorvelView(const CQuorvelView&) = delete;
     CQuorvelView& operator=(const CQuorvelView&) = delete;
 
-    // Scans both folders into a new tree and compares it.
-    ComparisonOutcome Compare(int nThreads, const CFolderScanner::Progress& progress = {});
+    // Scans both folders into a new tree and compares it; a cancelled comparison leaves the old tree.
+    ComparisonOutcome Compare(
+        int nThreads, const CFolderScanner::Progress& progress = {}, const std::atomic<bool>* pCancel = nullptr);
     [[nodiscard]] CFileTree& Tree() { return m_comparison->Tree(); }
     [[nodiscard]] const CFolderComparison& Comparison() const { return *m_comparison; }
     // Files on both sides compared again since the view was made, over every comparison and refresh.
     [[nodiscard]] int ComparedFiles() const { return m_nComparedFiles.load(); }
     void AddComparedFiles(int nFiles) { m_nComparedFiles += nFiles; }
+    // Grows each time the tree has been changed (a comparison, a job's refresh), once the change is whole: a
+    // display compares it with the generation it last showed.
+    [[nodiscard]] unsigned TreeGeneration() const { return m_nTreeGeneration.load(); }
     // Held by whoever reads or changes the tree while jobs may be refreshing it.
     [[nodiscard]] std::mutex& ViewLock() { return m_viewLock; }
     [[nodiscard]] const ViewFolders& Folders() const { return m_folders; }
@@ -125,9 +143,6 @@ public:
     [[nodiscard]] CFtpSession& Session() { return m_session; }
     [[nodiscard]] CTraceBuffer& Trace() { return m_trace; }
     [[nodiscard]] CTransferListView& List() { return m_list; }
-    ItemHandOver TakeHandOver();
-    DropHandOver TakeDropHandOver();
-    QString TakeJobSlot();
     // The job that copies (or caches) a handed-over item.
     [[nodiscard]] TransferJob JobForHandOver(const ItemHandOver& handOver, bool bToCache) const;
     // Where the mirror keeps a remote path; empty for a path outside the compared folder.
@@ -142,7 +157,17 @@ public:
     [[nodiscard]] std::int64_t RecordedSize(const QString& strRemotePath);
     void RefreshAfterDrop(const QString& strPath, int nSide, const QString& strTargetFolder);
     void CountResult(int nResult);
-    void StartWorker(int (*procedure)(CQuorvelView*));
+    // Work may own what it was handed (move-only), so it goes to the thread as it is.
+    template <typename Work> void StartWorker(Work work)
+    {
+        std::lock_guard lock(m_workersMutex);
+        ++m_nRunning;
+        m_workers.emplace_back([this, work = std::move(work)]() mutable {
+            work();
+            WorkerEnded();
+        });
+    }
+    void WorkerEnded();
 
 private:
     CFileItem* FindByRelativePath(const QString& strRelative, int nKind) const;
@@ -152,10 +177,8 @@ private:
     QString RemoteFolderOf(const QString& strMirrorFolder) const;
     void ForgetMirrorCopy(const QString& strRemotePath) const;
     std::int64_t ItemBytes(const CFileItem& item, int nSide) const;
-    // Starts a worker on the item and returns once the worker has taken it.
-    void HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*));
-    // Empties a hand-over field and tells the starter waiting for it.
-    template <typename T> T TakeFrom(std::optional<T>& field);
+    // Starts a worker that owns its copy of the item.
+    void HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*, const ItemHandOver&));
     // The folder on nToSide that receives the item.
     QString TargetFolderOf(const CFileItem* pItem, int nToSide) const;
     // Asks before replacing; false when the item is to be left alone. bStop: nothing more is to be copied.
@@ -171,16 +194,11 @@ private:
     IConflictPrompt* m_pPrompt = nullptr;
     std::mutex m_viewLock;
     std::atomic<int> m_nComparedFiles { 0 };
-
-    std::mutex m_handOverMutex;
-    std::condition_variable m_handOverTaken;
-    std::optional<ItemHandOver> m_handOver;
-    std::optional<DropHandOver> m_dropHandOver;
-    std::optional<QString> m_jobSlot;
+    std::atomic<unsigned> m_nTreeGeneration { 0 };
 
     mutable std::mutex m_workersMutex;
-    std::condition_variable m_workerEnded;
     std::vector<std::thread> m_workers;
-    int m_nRunning = 0;
+    // Changed under m_workersMutex so that no wake-up is lost, atomic so the wait can read it on any thread.
+    std::atomic<int> m_nRunning { 0 };
     JobTotals m_totals;
 };

@@ -78,6 +78,7 @@ void CQuorvelView::RefreshAfterCopy(const TransferJob& job)
     if (!relative) {
         return;
     }
+    const TreeChangeNotice notice(m_nTreeGeneration);
     std::lock_guard lock(m_viewLock);
     CFileItem* pItem = FindByRelativePath(*relative, job.bFolder ? KIND_DIR : KIND_FILE);
     if (pItem == nullptr || pItem == Tree().Root()) {
@@ -110,6 +111,7 @@ void CQuorvelView::RefreshAfterCache(const QString& strRemotePath, bool bFolder)
     } else {
         RemoveMarkers(QFileInfo(strCache).path(), QFileInfo(strCache).fileName());
     }
+    const TreeChangeNotice notice(m_nTreeGeneration);
     std::lock_guard lock(m_viewLock);
     CFileItem* pItem = FindByRelativePath(*relative, bFolder ? KIND_DIR : KIND_FILE);
     if (pItem == nullptr) {
@@ -142,6 +144,7 @@ void CQuorvelView::RefreshAfterDelete(const TransferJob& job, int nSide)
     if (!relative || relative->isEmpty()) {
         return;
     }
+    const TreeChangeNotice notice(m_nTreeGeneration);
     std::lock_guard lock(m_viewLock);
     if (CFileItem* pItem = FindByRelativePath(*relative, job.bFolder ? KIND_DIR : KIND_FILE)) {
         MarkDeleted(pItem, nSide);
@@ -178,6 +181,7 @@ void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QSt
         return;
     }
     const QFileInfo source(strPath);
+    const TreeChangeNotice notice(m_nTreeGeneration);
     std::lock_guard lock(m_viewLock);
     CFileItem* pFolder = FindByRelativePath(*relative, KIND_DIR);
     if (pFolder == nullptr) {

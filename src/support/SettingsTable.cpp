@@ -61,6 +61,14 @@ constexpr std::array kTable {
     Text(kSettings, "XferWidths", ""),
     // The password given for anonymous log-on.
     Text(kSettings, "EmailAddress", "anonymous@"),
+    // Auto-refresh timer: off at its next tick when non-zero; exactly 1 logs each tick's file count.
+    Int(kMisc, "DisableAutoRefresh", 0),
+    Int(kMisc, "LogRefresh", 0),
+    Int(kMisc, "AutoRefreshSeconds", 60),
+    // Main window: placement, splitter sizes, the status toggles of the panes.
+    Text(kSettings, "WindowPos", ""),
+    Text(kSettings, "ViewsHeights", ""),
+    Int(kMisc, "ShowStatusMask", 0x7f),
 };
 
 } // namespace

@@ -380,6 +380,18 @@ std::optional<int> CTransferListView::BarPosition(int nJobId) const
     return found->second->nBarPosition;
 }
 
+std::map<int, JobProgress> CTransferListView::ProgressOfJobs() const
+{
+    std::lock_guard lock(m_mutex);
+    std::map<int, JobProgress> progress;
+    for (const auto& [nJobId, pEntry] : m_progress) {
+        if (pEntry && pEntry->nRow >= 0) {
+            progress[nJobId] = JobProgress { pEntry->nBarPosition, pEntry->nDone, pEntry->nTotal };
+        }
+    }
+    return progress;
+}
+
 int CTransferListView::ActiveJobs() const
 {
     std::lock_guard lock(m_mutex);

@@ -36,6 +36,14 @@ struct TransferRow
     std::array<QString, kTransferColumns> columns;
 };
 
+// A live job's progress as a view draws it.
+struct JobProgress
+{
+    int nBarPosition = 0;
+    std::int64_t nDone = 0;
+    std::int64_t nTotal = 0;
+};
+
 // The texts of a job as a row shows them.
 struct JobFields
 {
@@ -95,6 +103,8 @@ public:
     [[nodiscard]] std::vector<TransferRow> Rows() const;
     [[nodiscard]] std::optional<TransferRow> Row(int nJobId) const;
     [[nodiscard]] std::optional<int> BarPosition(int nJobId) const;
+    // The bar and byte counts of every live job, read at once.
+    [[nodiscard]] std::map<int, JobProgress> ProgressOfJobs() const;
     [[nodiscard]] int ActiveJobs() const;
     [[nodiscard]] int LastJobId() const;
 

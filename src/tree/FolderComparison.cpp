@@ -55,7 +55,8 @@ CFolderComparison::CFolderComparison(
     }
 }
 
-ComparisonOutcome CFolderComparison::Run(int nThreads, const CFolderScanner::Progress& progress)
+ComparisonOutcome CFolderComparison::Run(
+    int nThreads, const CFolderScanner::Progress& progress, const std::atomic<bool>* pCancel)
 {
     static const char* const kSideNames[2] = { "left", "right" };
     for (int side = 0; side < 2; ++side) {
@@ -76,6 +77,10 @@ ComparisonOutcome CFolderComparison::Run(int nThreads, const CFolderScanner::Pro
     CFileTree rightTree;
     CFolderScanner leftScanner(progress);
     CFolderScanner rightScanner(progress);
+    leftScanner.SetCancel(pCancel);
+    rightScanner.SetCancel(pCancel);
+    m_comparer.SetCancel(pCancel);
+    const auto cancelled = [pCancel] { return pCancel != nullptr && pCancel->load(); };
     bool bRightRead = false;
     auto scanRight = [&] {
         bRightRead = rightScanner.ScanFolder(
@@ -106,8 +111,14 @@ ComparisonOutcome CFolderComparison::Run(int nThreads, const CFolderScanner::Pro
     Log("CFolderComparison::Run::[%ld] scanned %lld files in %lld folders", CurrentThreadId(),
         leftScanner.ScannedFiles() + rightScanner.ScannedFiles(),
         leftScanner.ScannedFolders() + rightScanner.ScannedFolders());
+    if (cancelled()) {
+        return { false, QStringLiteral("The comparison was cancelled.") };
+    }
     m_comparer.CompareTree(m_tree.Root(), nThreads);
     NumberItems(m_tree.Root());
+    if (cancelled()) {
+        return { false, QStringLiteral("The comparison was cancelled.") };
+    }
     return {};
 }
 

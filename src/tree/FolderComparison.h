@@ -22,7 +22,9 @@ public:
 
     // Scans both folders (at once, so progress may be reported from two threads) and compares every item,
     // reading contents on up to nThreads threads.
-    ComparisonOutcome Run(int nThreads, const CFolderScanner::Progress& progress = {});
+    // A set *pCancel stops both at the next entry or file; the outcome then says so.
+    ComparisonOutcome Run(
+        int nThreads, const CFolderScanner::Progress& progress = {}, const std::atomic<bool>* pCancel = nullptr);
 
     [[nodiscard]] CFileTree& Tree() { return m_tree; }
     [[nodiscard]] const CFileTree& Tree() const { return m_tree; }

@@ -145,6 +145,9 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
     std::vector<Entry> entries;
     std::map<QString, MarkerInfo> markers;
     for (;;) {
+        if (m_pCancel != nullptr && m_pCancel->load()) {
+            break;
+        }
         errno = 0;
         const dirent* pEntry = ::readdir(pDir);
         if (pEntry == nullptr) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <vector>
 
@@ -30,6 +31,9 @@ public:
 
     explicit CFolderScanner(Progress progress = {});
 
+    // Stops the scan at the next entry once *pCancel is set; what was read so far stays in the tree.
+    void SetCancel(const std::atomic<bool>* pCancel) { m_pCancel = pCancel; }
+
     // Merges the entries of strFolderPath into pFolder's children as side nSide (0 left, 1 right), and with
     // bRecursive the entries of every listed sub-folder below it. strShowPath is the folder as the user
     // knows it: the FTP path on the right side. Returns false when the folder itself cannot be read.
@@ -58,6 +62,7 @@ private:
     bool IsInsideRoot(const QString& strPath) const;
 
     Progress m_progress;
+    const std::atomic<bool>* m_pCancel = nullptr;
     time_t m_nCachedMinute = -1;
     QString m_strCachedTime;
     std::vector<FolderId> m_ancestors;

@@ -165,6 +165,10 @@ void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
     std::atomic<size_t> nNext { 0 };
     auto worker = [&] {
         for (size_t i = nNext++; i < reads.size(); i = nNext++) {
+            if (m_pCancel != nullptr && m_pCancel->load()) {
+                decisions[reads[i]].nStatus = FILE_UNKNOWN;
+                continue;
+            }
             ReadContents(decisions[reads[i]], m_opener);
         }
     };

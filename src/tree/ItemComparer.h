@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <vector>
 
 #include "tree/FileContents.h"
@@ -21,6 +22,9 @@ public:
     // lines and their order are those of comparing the items one by one in tree order.
     void CompareTree(CFileItem* pRoot, int nThreads);
 
+    // Stops reading contents once *pCancel is set; the items not read stay undecided.
+    void SetCancel(const std::atomic<bool>* pCancel) { m_pCancel = pCancel; }
+
     // Files present on both sides that were compared (again).
     [[nodiscard]] int ComparedFiles() const { return m_nComparedFiles; }
 
@@ -38,6 +42,7 @@ private:
     static void ReadContents(Decision& decision, const FileOpener& opener);
 
     FileOpener m_opener;
+    const std::atomic<bool>* m_pCancel = nullptr;
     int m_nComparedFiles = 0;
 };
 

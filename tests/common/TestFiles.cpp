@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 QString MakeTestFolder(const QString& strName)
 {
@@ -25,6 +26,7 @@ QByteArray ReadFileBytes(const QString& strPath)
 
 void WriteFileBytes(const QString& strPath, const QByteArray& bytes)
 {
+    QDir().mkpath(QFileInfo(strPath).path());
     QFile file(strPath);
     if (file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         file.write(bytes);

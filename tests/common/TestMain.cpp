@@ -1,4 +1,10 @@
+#ifdef QUORVEL_GUI_TESTS
+#include <QApplication>
+using TestApplication = QApplication;
+#else
 #include <QCoreApplication>
+using TestApplication = QCoreApplication;
+#endif
 #include <QDir>
 #include <QTemporaryDir>
 
@@ -38,7 +44,13 @@ int main(int argc, char** argv)
     qputenv("XDG_CACHE_HOME", QFile::encodeName(g_strTestRoot + QStringLiteral("/cache")));
     CSettingsStore::SetProfileFolder(g_strTestRoot + QStringLiteral("/profile"));
 
-    QCoreApplication application(argc, argv);
+#ifdef QUORVEL_GUI_TESTS
+    // Real widgets, drawn off screen: no display is needed and nothing appears on one.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+#endif
+    TestApplication application(argc, argv);
     testing::InitGoogleMock(&argc, argv);
     return RUN_ALL_TESTS();
 }

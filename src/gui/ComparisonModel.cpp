@@ -1,0 +1,212 @@
+#include "gui/ComparisonModel.h"
+
+#include "tree/FileTexts.h"
+
+CComparisonModel::CComparisonModel(const CPaneSettings& settings, QObject* pParent)
+    : QAbstractItemModel(pParent)
+    , m_settings(settings)
+    , m_icons(settings)
+    , m_pSnapshot(CTreeSnapshot::Empty())
+{ }
+
+void CComparisonModel::SetSnapshot(std::shared_ptr<const CTreeSnapshot> pSnapshot)
+{
+    beginResetModel();
+    m_pSnapshot = pSnapshot ? std::move(pSnapshot) : CTreeSnapshot::Empty();
+    endResetModel();
+}
+
+void CComparisonModel::SetBackground(const QColor& background)
+{
+    m_background = background;
+}
+
+int CComparisonModel::NodeOf(const QModelIndex& index)
+{
+    return index.isValid() ? static_cast<int>(index.internalId()) : 0;
+}
+
+QModelIndex CComparisonModel::index(int nRow, int nColumn, const QModelIndex& parent) const
+{
+    if (nRow < 0 || nColumn < 0 || nColumn >= kComparisonColumns || parent.column() > 0) {
+        return {};
+    }
+    const SnapshotNode& folder = m_pSnapshot->Node(NodeOf(parent));
+    if (nRow >= folder.nChildCount) {
+        return {};
+    }
+    return createIndex(nRow, nColumn, static_cast<quintptr>(folder.nFirstChild + nRow));
+}
+
+QModelIndex CComparisonModel::parent(const QModelIndex& child) const
+{
+    const int nParent = child.isValid() ? m_pSnapshot->Node(NodeOf(child)).nParent : -1;
+    if (nParent <= 0) {
+        return {};
+    }
+    return createIndex(m_pSnapshot->Node(nParent).nRow, 0, static_cast<quintptr>(nParent));
+}
+
+int CComparisonModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.column() > 0 ? 0 : m_pSnapshot->Node(NodeOf(parent)).nChildCount;
+}
+
+int CComparisonModel::columnCount(const QModelIndex&) const
+{
+    return kComparisonColumns;
+}
+
+bool CComparisonModel::hasChildren(const QModelIndex& parent) const
+{
+    return rowCount(parent) > 0;
+}
+
+QColor CComparisonModel::ColorOf(const SnapshotNode& node) const
+{
+    ColorRef color = m_settings.colorSame;
+    switch (node.nClass) {
+    case CLASS_DIFF:
+        color = m_settings.colorDiff;
+        break;
+    case CLASS_LEFT_ONLY:
+        color = m_settings.colorLeftOnly;
+        break;
+    case CLASS_RIGHT_ONLY:
+        color = m_settings.colorRightOnly;
+        break;
+    case CLASS_UNKNOWN:
+        color = m_settings.colorUnknown;
+        break;
+    case CLASS_FOLDER_ONE_SIDE:
+        color = node.IsOn(SIDE_LEFT) ? m_settings.colorLeftOnly : m_settings.colorRightOnly;
+        break;
+    case CLASS_FOLDER_BOTH:
+        color = node.DiffersBelow() ? m_settings.colorDiff : m_settings.colorSame;
+        break;
+    default:
+        break;
+    }
+    return ReadableOn(ColorFromRef(color), m_background);
+}
+
+QString VerdictOf(const SnapshotNode& node)
+{
+    switch (node.nClass) {
+    case CLASS_SAME:
+        return QStringLiteral("Same: version, size and CRC-32 agree");
+    case CLASS_DIFF:
+        if (node.strVersion[SIDE_LEFT] != node.strVersion[SIDE_RIGHT]) {
+            return QStringLiteral("Different: the versions differ");
+        }
+        if (node.strSize[SIDE_LEFT] != node.strSize[SIDE_RIGHT]) {
+            return node.nAttrSource == ATTR_FROM_MARKER
+                ? QStringLiteral("Different: the sizes differ (not downloaded, compared by size)")
+                : QStringLiteral("Different: the sizes differ");
+        }
+        return QStringLiteral("Different: the contents differ (CRC-32)");
+    case CLASS_LEFT_ONLY:
+        return QStringLiteral("Only on the local side");
+    case CLASS_RIGHT_ONLY:
+        return QStringLiteral("Only on the FTP side");
+    case CLASS_UNKNOWN:
+        if (node.strVersion[SIDE_RIGHT] == kUnknownVersion || node.nAttrSource == ATTR_FROM_MARKER) {
+            return QStringLiteral("Undecided: not downloaded (larger than the cache limit); the sizes agree");
+        }
+        return QStringLiteral("Undecided: the contents could not be read");
+    case CLASS_FOLDER_ONE_SIDE:
+        return node.IsOn(SIDE_LEFT) ? QStringLiteral("Folder only on the local side")
+                                    : QStringLiteral("Folder only on the FTP side");
+    default:
+        return node.DiffersBelow() ? QStringLiteral("Folder on both sides; something below it differs")
+                                   : QStringLiteral("Folder on both sides; everything below it is the same");
+    }
+}
+
+QString CComparisonModel::ToolTipOf(const SnapshotNode& node) const
+{
+    QString strTip = QStringLiteral("<b>") + VerdictOf(node).toHtmlEscaped() + QStringLiteral("</b>");
+    static const char* const kSideNames[2] = { "Local", "FTP" };
+    for (int nSide = 0; nSide < 2; ++nSide) {
+        strTip += QStringLiteral("<br>") + QLatin1String(kSideNames[nSide]) + QStringLiteral(": ");
+        if (!node.IsOn(nSide)) {
+            strTip += QStringLiteral("<i>missing</i>");
+            continue;
+        }
+        strTip += node.strFullPath[nSide].toHtmlEscaped();
+        if (node.nKind == KIND_FILE) {
+            strTip += QStringLiteral("<br>&nbsp;&nbsp;") + node.strSize[nSide].toHtmlEscaped()
+                + QStringLiteral(" bytes, ") + node.strTime[nSide].toHtmlEscaped();
+            if (!node.strVersion[nSide].isEmpty()) {
+                strTip += QStringLiteral(", version ") + node.strVersion[nSide].toHtmlEscaped();
+            }
+        }
+    }
+    return strTip;
+}
+
+QVariant CComparisonModel::data(const QModelIndex& index, int nRole) const
+{
+    if (!index.isValid()) {
+        return {};
+    }
+    const int nNode = NodeOf(index);
+    const SnapshotNode& node = m_pSnapshot->Node(nNode);
+    const int nSide = SideOfColumn(index.column());
+    const int nField = index.column() % kColumnsPerSide;
+    switch (nRole) {
+    case Qt::DisplayRole:
+        if (!node.IsOn(nSide)) {
+            return {};
+        }
+        switch (nField) {
+        case 0:
+            return node.strName;
+        case 1:
+            return node.strSize[nSide];
+        case 2:
+            return node.strTime[nSide];
+        default:
+            return node.strVersion[nSide];
+        }
+    case Qt::DecorationRole:
+        if (nField != 0) {
+            return {};
+        }
+        if (!node.IsOn(nSide)) {
+            return m_icons.Icon(node.nKind == KIND_DIR ? ICON_BLANK_DIR : ICON_BLANK_FILE);
+        }
+        return m_icons.Icon(node.nKind == KIND_DIR ? ICON_CLOSE : node.icon[nSide]);
+    case Qt::ForegroundRole:
+        return ColorOf(node);
+    case Qt::ToolTipRole:
+        return ToolTipOf(node);
+    case Qt::TextAlignmentRole:
+        return nField == 1 ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
+    case RoleNode:
+        return nNode;
+    case RoleClass:
+        return static_cast<int>(node.nClass);
+    case RoleKey:
+        return m_pSnapshot->KeyOf(nNode);
+    default:
+        return {};
+    }
+}
+
+QVariant CComparisonModel::headerData(int nSection, Qt::Orientation orientation, int nRole) const
+{
+    if (orientation != Qt::Horizontal || nRole != Qt::DisplayRole) {
+        return {};
+    }
+    switch (nSection % kColumnsPerSide) {
+    case 0:
+        return nSection < kColumnsPerSide ? QStringLiteral("Local") : QStringLiteral("FTP");
+    case 1:
+        return QStringLiteral("Size");
+    case 2:
+        return QStringLiteral("Time");
+    default:
+        return QStringLiteral("Version");
+    }
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <memory>
+
+#include <QAbstractItemModel>
+#include <QColor>
+#include <QFont>
+
+#include "app/PaneSettings.h"
+#include "app/TreeSnapshot.h"
+#include "gui/StatusIcons.h"
+
+// Columns: the left pane's four, then the right pane's four. Each pane hides the other side's.
+enum ComparisonColumn : int
+{
+    COL_LEFT_NAME = 0,
+    COL_LEFT_SIZE,
+    COL_LEFT_TIME,
+    COL_LEFT_VERSION,
+    COL_RIGHT_NAME,
+    COL_RIGHT_SIZE,
+    COL_RIGHT_TIME,
+    COL_RIGHT_VERSION,
+    kComparisonColumns
+};
+inline constexpr int kColumnsPerSide = 4;
+
+inline int SideOfColumn(int nColumn)
+{
+    return nColumn < kColumnsPerSide ? SIDE_LEFT : SIDE_RIGHT;
+}
+
+// Extra data roles.
+enum ComparisonRole : int
+{
+    RoleNode = Qt::UserRole + 1, // the node's index in the snapshot
+    RoleClass, // its StatusClass
+    RoleKey // a path that finds it again after a refresh
+};
+
+// One model over the merged tree for both panes. It reads a snapshot of the tree, never the live tree, so
+// jobs may change the tree while the panes draw; a new snapshot comes in with one reset. Texts are made
+// when a row is drawn, never up front.
+class CComparisonModel : public QAbstractItemModel
+{
+    Q_OBJECT
+
+public:
+    explicit CComparisonModel(const CPaneSettings& settings, QObject* pParent = nullptr);
+
+    void SetSnapshot(std::shared_ptr<const CTreeSnapshot> pSnapshot);
+    [[nodiscard]] const CTreeSnapshot& Snapshot() const { return *m_pSnapshot; }
+    [[nodiscard]] std::shared_ptr<const CTreeSnapshot> SharedSnapshot() const { return m_pSnapshot; }
+    // The snapshot node of an index of this model; 0 (the root) for an invalid index.
+    [[nodiscard]] static int NodeOf(const QModelIndex& index);
+    // Background of the panes, so that colours stay readable on a dark palette.
+    void SetBackground(const QColor& background);
+
+    QModelIndex index(int nRow, int nColumn, const QModelIndex& parent = {}) const override;
+    QModelIndex parent(const QModelIndex& child) const override;
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    bool hasChildren(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int nRole = Qt::DisplayRole) const override;
+    QVariant headerData(int nSection, Qt::Orientation orientation, int nRole = Qt::DisplayRole) const override;
+
+private:
+    [[nodiscard]] QColor ColorOf(const SnapshotNode& node) const;
+    [[nodiscard]] QString ToolTipOf(const SnapshotNode& node) const;
+
+    CPaneSettings m_settings;
+    CStatusIcons m_icons;
+    QColor m_background = Qt::white;
+    std::shared_ptr<const CTreeSnapshot> m_pSnapshot;
+};
+
+// Why a node has its status, in words: "the sizes differ", "not downloaded: compared by size only" ...
+QString VerdictOf(const SnapshotNode& node);

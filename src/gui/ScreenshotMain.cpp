@@ -1,0 +1,93 @@
+// Takes the pictures of the window for the documentation: "quorvel-shots OUTDIR LOCAL URL" opens the
+// comparison, selects a few differences, puts a running and a failed job in the transfer list, and saves
+// the main window and the main dialogs as PNG files in OUTDIR.
+#include <cstdio>
+
+#include <QApplication>
+#include <QDir>
+#include <QTimer>
+#include <QTreeView>
+
+#include "gui/ComparisonPanes.h"
+#include "gui/MainFrame.h"
+#include "gui/dialogs/OpenComparisonDialog.h"
+#include "gui/dialogs/TimerIntervalDialog.h"
+#include "gui/widgets/WaitDialog.h"
+#include "transfer/TransferList.h"
+
+namespace {
+
+void Save(QWidget& widget, const QString& strPath)
+{
+    if (widget.grab().save(strPath)) {
+        std::printf("%s\n", qPrintable(strPath));
+    } else {
+        std::fprintf(stderr, "quorvel-shots: could not write %s\n", qPrintable(strPath));
+    }
+}
+
+void FillTransfers(CTransferListView& list, const QString& strLocal, const QString& strRemote)
+{
+    const int nRunning = list.AddJob(4'200'000,
+        { QStringLiteral("backup.zip"), strLocal + QStringLiteral("/backup.zip"),
+            strRemote + QStringLiteral("/backup.zip"), QStringLiteral("UPLOAD"), QStringLiteral("Waiting...") });
+    list.UpdateJob(nRunning, { {}, {}, {}, {}, QStringLiteral("In Progress.") }, {});
+    list.AdvanceProgress(nRunning, 2'700'000);
+    const int nFailed = list.AddJob(1200,
+        { QStringLiteral("private.txt"), strLocal + QStringLiteral("/private.txt"),
+            strRemote + QStringLiteral("/private.txt"), QStringLiteral("DOWNLOAD"), QStringLiteral("Waiting...") });
+    list.UpdateJob(nFailed, { {}, {}, {}, {}, QStringLiteral("Failed to download file. 550 Permission denied") },
+        QStringLiteral("Failed"));
+    list.FinishJob(nFailed, true);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    const QStringList arguments = QApplication::arguments();
+    if (arguments.size() < 4) {
+        std::fprintf(stderr, "usage: quorvel-shots OUTDIR LOCAL URL\n");
+        return 2;
+    }
+    const QDir out(arguments[1]);
+    QDir().mkpath(out.path());
+    CMainFrame frame;
+    frame.resize(1400, 860);
+    frame.show();
+    OpenRequest request;
+    request.strLocalFolder = arguments[2];
+    request.strRight = arguments[3];
+    request.site.strPassword = qEnvironmentVariable("QUORVEL_PASSWORD");
+    int nStatus = 0;
+    QObject::connect(&frame, &CMainFrame::ComparisonShown, &frame, [&](bool bOk) {
+        if (!bOk) {
+            std::fprintf(stderr, "quorvel-shots: the comparison could not be opened\n");
+            nStatus = 1;
+        }
+        frame.Panes().ExpandAll();
+        frame.Panes().GoToDifference(true, true);
+        frame.Panes().GoToDifference(true, true);
+        FillTransfers(frame.Document().List(), request.strLocalFolder, QStringLiteral("/www"));
+        QTimer::singleShot(700, &frame, [&] {
+            Save(frame, out.filePath(QStringLiteral("main-window.png")));
+            COpenComparisonDialog open(&frame);
+            open.SetRequest(request);
+            open.show();
+            Save(open, out.filePath(QStringLiteral("open-comparison.png")));
+            CTimerIntervalDialog timer(60, &frame);
+            timer.show();
+            Save(timer, out.filePath(QStringLiteral("timer-interval.png")));
+            CWaitDialog wait(QStringLiteral("Opening the comparison"), &frame);
+            wait.SetText(QStringLiteral("Scanning /www/img..."));
+            wait.show();
+            Save(wait, out.filePath(QStringLiteral("wait-dialog.png")));
+            frame.Document().List().CancelSelected({ 0 });
+            frame.close();
+            QApplication::exit(nStatus);
+        });
+    });
+    frame.OpenComparison(request);
+    return QApplication::exec();
+}

@@ -1,0 +1,85 @@
+#include "gui/StatusCounts.h"
+
+#include <QHBoxLayout>
+#include <QToolButton>
+
+#include "app/PaneSettings.h"
+#include "gui/StatusIcons.h"
+#include "gui/TransferListModel.h"
+
+QString ClassName(StatusClass nClass)
+{
+    switch (nClass) {
+    case CLASS_SAME:
+        return QStringLiteral("Same");
+    case CLASS_DIFF:
+        return QStringLiteral("Diff");
+    case CLASS_LEFT_ONLY:
+        return QStringLiteral("Local only");
+    case CLASS_RIGHT_ONLY:
+        return QStringLiteral("FTP only");
+    case CLASS_UNKNOWN:
+        return QStringLiteral("Undecided");
+    case CLASS_FOLDER_ONE_SIDE:
+        return QStringLiteral("One-sided folders");
+    default:
+        return QStringLiteral("Folders");
+    }
+}
+
+CStatusCounts::CStatusCounts(const CPaneSettings& settings, QWidget* pParent)
+    : QWidget(pParent)
+{
+    auto* pLayout = new QHBoxLayout(this);
+    pLayout->setContentsMargins(0, 0, 0, 0);
+    pLayout->setSpacing(2);
+    const CStatusIcons icons(settings);
+    const int kIcons[] = { ICON_SAME, ICON_DIFF, ICON_1ST, ICON_2ND, ICON_UNKNOWN_FILE, ICON_CLOSE };
+    for (int nClass = 0; nClass < CLASS_FOLDER_BOTH; ++nClass) {
+        auto* pButton = new QToolButton(this);
+        pButton->setObjectName(
+            QStringLiteral("toggle") + ClassName(static_cast<StatusClass>(nClass)).remove(QLatin1Char(' ')));
+        pButton->setCheckable(true);
+        pButton->setChecked(true);
+        pButton->setAutoRaise(true);
+        pButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        pButton->setIcon(icons.Icon(kIcons[nClass]));
+        pButton->setText(ClassName(static_cast<StatusClass>(nClass)) + QStringLiteral(" 0"));
+        connect(pButton, &QToolButton::toggled, this, [this] { emit ShownClassesChanged(ShownClasses()); });
+        m_pToggles[nClass] = pButton;
+        pLayout->addWidget(pButton);
+    }
+}
+
+void CStatusCounts::ShowTotals(const std::array<ClassTotals, kStatusClasses>& totals)
+{
+    for (int nClass = 0; nClass < CLASS_FOLDER_BOTH; ++nClass) {
+        const ClassTotals& total = totals[static_cast<size_t>(nClass)];
+        const QString strName = ClassName(static_cast<StatusClass>(nClass));
+        m_pToggles[nClass]->setText(strName + QLatin1Char(' ') + QString::number(total.nItems));
+        QString strTip = strName + QStringLiteral(": ") + QString::number(total.nItems) + QStringLiteral(" items");
+        if (nClass != CLASS_FOLDER_ONE_SIDE) {
+            strTip += QStringLiteral(", ") + ByteText(total.nBytes);
+        }
+        m_pToggles[nClass]->setToolTip(strTip + QStringLiteral(".\nClick to show or hide them in both panes."));
+    }
+}
+
+void CStatusCounts::SetShownClasses(unsigned nClasses)
+{
+    for (int nClass = 0; nClass < CLASS_FOLDER_BOTH; ++nClass) {
+        const QSignalBlocker blocker(m_pToggles[nClass]);
+        m_pToggles[nClass]->setChecked((nClasses & (1u << nClass)) != 0);
+    }
+}
+
+unsigned CStatusCounts::ShownClasses() const
+{
+    unsigned nClasses = 0;
+    for (int nClass = 0; nClass < CLASS_FOLDER_BOTH; ++nClass) {
+        if (m_pToggles[nClass]->isChecked()) {
+            nClasses |= 1u << nClass;
+        }
+    }
+    return nClasses;
+}

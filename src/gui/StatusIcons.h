@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QColor>
+#include <QIcon>
+
+struct CPaneSettings;
+
+// The pictures of the tree's icon codes, drawn once in the pane colours, and the program's own icon. Every
+// status has a shape of its own as well as a colour, so that colour is never the only sign.
+class CStatusIcons
+{
+public:
+    explicit CStatusIcons(const CPaneSettings& settings);
+
+    [[nodiscard]] const QIcon& Icon(int nIconCode) const;
+    static QIcon AppIcon();
+
+private:
+    QIcon m_icons[9];
+    QIcon m_undefined;
+};
+
+// A colour of the settings (red in the lowest byte) as Qt's.
+QColor ColorFromRef(unsigned nColorRef);
+
+// The colour made readable on the given background: a dark text on a dark palette is lightened.
+QColor ReadableOn(const QColor& color, const QColor& background);

@@ -1,0 +1,73 @@
+#include "app/TreeSnapshot.h"
+
+#include "common/TestFiles.h"
+#include "tree/FolderComparison.h"
+
+#include <QDir>
+
+namespace {
+
+// local: a/same.txt a/diff.txt a/left.txt b/ (empty)   right: a/same.txt a/diff.txt c/right.txt
+std::unique_ptr<CFolderComparison> CompareSample()
+{
+    const QString strLeft = MakeTestFolder(QStringLiteral("snap-left"));
+    const QString strRight = MakeTestFolder(QStringLiteral("snap-right"));
+    WriteFileBytes(strLeft + QStringLiteral("/a/same.txt"), "same");
+    WriteFileBytes(strRight + QStringLiteral("/a/same.txt"), "same");
+    WriteFileBytes(strLeft + QStringLiteral("/a/diff.txt"), "left!");
+    WriteFileBytes(strRight + QStringLiteral("/a/diff.txt"), "right");
+    WriteFileBytes(strLeft + QStringLiteral("/a/left.txt"), "1234567");
+    WriteFileBytes(strRight + QStringLiteral("/c/right.txt"), "r");
+    QDir().mkpath(strLeft + QStringLiteral("/b"));
+    auto comparison = std::make_unique<CFolderComparison>(strLeft, strRight);
+    EXPECT_TRUE(comparison->Run(1).bOk);
+    return comparison;
+}
+
+TEST(TreeSnapshot, ChildrenLieTogetherAndFoldersKnowWhatDiffersBelow)
+{
+    const auto comparison = CompareSample();
+    const auto pSnapshot = CTreeSnapshot::Take(comparison->Tree().Root());
+    const SnapshotNode& root = pSnapshot->Node(0);
+    ASSERT_EQ(root.nChildCount, 3);
+    const SnapshotNode& a = pSnapshot->Node(root.nFirstChild);
+    EXPECT_EQ(a.strName, QStringLiteral("a"));
+    EXPECT_EQ(a.nClass, CLASS_FOLDER_BOTH);
+    EXPECT_TRUE(a.DiffersBelow());
+    QStringList names;
+    for (int i = a.nFirstChild; i < a.nFirstChild + a.nChildCount; ++i) {
+        EXPECT_EQ(pSnapshot->Node(i).nParent, root.nFirstChild);
+        EXPECT_EQ(pSnapshot->Node(i).nRow, i - a.nFirstChild);
+        names.append(pSnapshot->Node(i).strName);
+    }
+    EXPECT_EQ(
+        names, (QStringList { QStringLiteral("diff.txt"), QStringLiteral("left.txt"), QStringLiteral("same.txt") }));
+    const SnapshotNode& b = pSnapshot->Node(root.nFirstChild + 1);
+    EXPECT_EQ(b.nClass, CLASS_FOLDER_ONE_SIDE);
+    EXPECT_TRUE(b.IsOn(SIDE_LEFT));
+    EXPECT_FALSE(b.IsOn(SIDE_RIGHT));
+}
+
+TEST(TreeSnapshot, TotalsCountItemsAndBytesPerClass)
+{
+    const auto comparison = CompareSample();
+    const auto pSnapshot = CTreeSnapshot::Take(comparison->Tree().Root());
+    const auto& totals = pSnapshot->Totals();
+    EXPECT_EQ(totals[CLASS_SAME].nItems, 1);
+    EXPECT_EQ(totals[CLASS_DIFF].nItems, 1);
+    EXPECT_EQ(totals[CLASS_LEFT_ONLY].nItems, 1);
+    EXPECT_EQ(totals[CLASS_LEFT_ONLY].nBytes, 7);
+    EXPECT_EQ(totals[CLASS_RIGHT_ONLY].nItems, 1);
+    EXPECT_EQ(totals[CLASS_FOLDER_ONE_SIDE].nItems, 2);
+    EXPECT_EQ(pSnapshot->FileCount(), 4);
+}
+
+TEST(TreeSnapshot, SizeTextsThatAreNotNumbersCountNoBytes)
+{
+    EXPECT_EQ(BytesOfSizeText(QStringLiteral("1,234,567")), 1234567);
+    EXPECT_EQ(BytesOfSizeText(QStringLiteral("-5")), 0);
+    EXPECT_EQ(BytesOfSizeText(QStringLiteral("1e3")), 0);
+    EXPECT_EQ(BytesOfSizeText(QStringLiteral("99999999999999999999999")), 0);
+}
+
+} // namespace
