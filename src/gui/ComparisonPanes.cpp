@@ -56,7 +56,7 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
         pView->setAllColumnsShowFocus(true);
         pView->setExpandsOnDoubleClick(true);
         pView->header()->setFont(font);
-        pView->header()->setStretchLastSection(false);
+        pView->header()->setStretchLastSection(true);
         pView->header()->setSectionsMovable(false);
         pView->installEventFilter(this);
         for (int nColumn = 0; nColumn < kComparisonColumns; ++nColumn) {
@@ -72,7 +72,10 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
             pView->header()->resizeSection(nSide * kColumnsPerSide + nField, nField == 2 ? 120 : 80);
         }
         if (settings.nGridlinesEnabled != 0) {
-            pView->setStyleSheet(QStringLiteral("QTreeView::item { border-bottom: 1px solid palette(midlight); }"));
+            // Styling the items replaces the native selection painting: it is restated with the palette.
+            pView->setStyleSheet(QStringLiteral("QTreeView::item { border-bottom: 1px solid palette(midlight); }"
+                                                "QTreeView::item:selected { background: palette(highlight);"
+                                                " color: palette(highlighted-text); }"));
         }
         const QColor background = pView->palette().color(QPalette::Base);
         static_cast<CComparisonModel*>(filter.sourceModel())->SetBackground(background);

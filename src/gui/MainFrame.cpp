@@ -364,7 +364,8 @@ void CMainFrame::PollTree()
 void CMainFrame::UpdateStatusBar()
 {
     const int nActive = m_pDocument->List().ActiveJobs();
-    m_pJobs->setText(nActive > 0 ? FormatText("%d transfers running", nActive) : QString());
+    m_pJobs->setText(
+        nActive > 0 ? FormatText(nActive == 1 ? "%d transfer running" : "%d transfers running", nActive) : QString());
     m_pConnection->setText(IsBusy() ? QStringLiteral("Working...") : m_pDocument->ConnectionState());
 }
 

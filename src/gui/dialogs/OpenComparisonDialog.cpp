@@ -68,7 +68,9 @@ COpenComparisonDialog::COpenComparisonDialog(QWidget* pParent)
     pLocalRow->addWidget(m_pLocal, 1);
     auto* pBrowse = new QPushButton(QStringLiteral("&Browse..."), this);
     pLocalRow->addWidget(pBrowse);
-    pForm->addRow(QStringLiteral("&Local folder:"), pLocalRow);
+    auto* pLocalLabel = new QLabel(QStringLiteral("&Local folder:"), this);
+    pLocalLabel->setBuddy(m_pLocal);
+    pForm->addRow(pLocalLabel, pLocalRow);
     m_pRight->lineEdit()->setPlaceholderText(QStringLiteral("ftp://user@host/folder"));
     m_pRight->setToolTip(
         QStringLiteral("ftp://host/folder, ftps://host/folder (TLS from the start), or a local folder"));
