@@ -54,8 +54,7 @@ void CopyItem(const CFileItem& item, SnapshotNode& node)
         node.strSize[nSide] = item.strSize[nSide];
         node.strTime[nSide] = item.strTime[nSide];
         node.strVersion[nSide] = item.strVersion[nSide];
-        node.strFullPath[nSide] = JoinPath(
-            item.strShowPaths[nSide].isEmpty() ? item.strPaths[nSide] : item.strShowPaths[nSide], item.strName);
+        node.strFolder[nSide] = item.strShowPaths[nSide].isEmpty() ? item.strPaths[nSide] : item.strShowPaths[nSide];
     }
 }
 
@@ -107,5 +106,5 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
 QString CTreeSnapshot::KeyOf(int nIndex) const
 {
     const SnapshotNode& node = Node(nIndex);
-    return node.IsOn(SIDE_LEFT) ? node.strFullPath[SIDE_LEFT] : node.strFullPath[SIDE_RIGHT];
+    return node.FullPath(node.IsOn(SIDE_LEFT) ? SIDE_LEFT : SIDE_RIGHT);
 }

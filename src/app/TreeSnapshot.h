@@ -36,7 +36,9 @@ struct SnapshotNode
     std::array<QString, 2> strSize;
     std::array<QString, 2> strTime;
     std::array<QString, 2> strVersion;
-    std::array<QString, 2> strFullPath; // the full name shown to the user on each side; empty where missing
+    // The folder that holds the item on each side, as the user knows it; empty where the item is missing.
+    // Siblings share one string, so a node pays for no path of its own.
+    std::array<QString, 2> strFolder;
     int nKind = KIND_DIR;
     int nStatus = -1;
     std::array<int, 2> icon { 0, 0 };
@@ -49,7 +51,12 @@ struct SnapshotNode
     unsigned nSubtreeClasses = 0; // the classes of this node and of everything below it
     StatusClass nClass = CLASS_FOLDER_BOTH;
 
-    [[nodiscard]] bool IsOn(int nSide) const { return !strFullPath[nSide].isEmpty(); }
+    [[nodiscard]] bool IsOn(int nSide) const { return !strFolder[nSide].isEmpty(); }
+    // The full name shown to the user on a side; empty where the item is missing.
+    [[nodiscard]] QString FullPath(int nSide) const
+    {
+        return IsOn(nSide) ? JoinPath(strFolder[nSide], strName) : QString();
+    }
     // Whether anything below a folder differs.
     [[nodiscard]] bool DiffersBelow() const { return (nSubtreeClasses & kDifferenceClasses) != 0; }
 };

@@ -13,13 +13,13 @@ CComparisonFilter::CComparisonFilter(CComparisonModel& model, QObject* pParent)
 void CComparisonFilter::SetShownClasses(unsigned nClasses)
 {
     m_nShown = nClasses & kAllToggleClasses;
-    invalidateRowsFilter();
+    Refilter();
 }
 
 void CComparisonFilter::SetOnlyDifferences(bool bOnly)
 {
     m_bOnlyDifferences = bOnly;
-    invalidateRowsFilter();
+    Refilter();
 }
 
 void CComparisonFilter::SetNameFilter(const QString& strPattern)
@@ -32,7 +32,14 @@ void CComparisonFilter::SetNameFilter(const QString& strPattern)
             ? QRegularExpression::fromWildcard(strTrimmed, Qt::CaseInsensitive)
             : QRegularExpression(QRegularExpression::escape(strTrimmed), QRegularExpression::CaseInsensitiveOption);
     }
-    invalidateRowsFilter();
+    Refilter();
+}
+
+void CComparisonFilter::Refilter()
+{
+    // One reset for the whole tree: removing the hidden rows one range at a time, or a layout change, costs
+    // a big expanded tree seconds. The panes keep what was open and selected across the reset.
+    m_model.Reload();
 }
 
 unsigned CComparisonFilter::EffectiveClasses() const

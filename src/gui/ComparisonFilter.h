@@ -27,6 +27,7 @@ protected:
     bool filterAcceptsRow(int nSourceRow, const QModelIndex& sourceParent) const override;
 
 private:
+    void Refilter();
     [[nodiscard]] unsigned EffectiveClasses() const;
     [[nodiscard]] bool Matches(const SnapshotNode& node, unsigned nClasses) const;
     [[nodiscard]] bool AnyBelowMatches(const CTreeSnapshot& snapshot, int nNode, unsigned nClasses) const;

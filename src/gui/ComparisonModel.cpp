@@ -16,6 +16,12 @@ void CComparisonModel::SetSnapshot(std::shared_ptr<const CTreeSnapshot> pSnapsho
     endResetModel();
 }
 
+void CComparisonModel::Reload()
+{
+    beginResetModel();
+    endResetModel();
+}
+
 void CComparisonModel::SetBackground(const QColor& background)
 {
     m_background = background;
@@ -133,7 +139,7 @@ QString CComparisonModel::ToolTipOf(const SnapshotNode& node) const
             strTip += QStringLiteral("<i>missing</i>");
             continue;
         }
-        strTip += node.strFullPath[nSide].toHtmlEscaped();
+        strTip += node.FullPath(nSide).toHtmlEscaped();
         if (node.nKind == KIND_FILE) {
             strTip += QStringLiteral("<br>&nbsp;&nbsp;") + node.strSize[nSide].toHtmlEscaped()
                 + QStringLiteral(" bytes, ") + node.strTime[nSide].toHtmlEscaped();

@@ -49,6 +49,8 @@ public:
     explicit CComparisonModel(const CPaneSettings& settings, QObject* pParent = nullptr);
 
     void SetSnapshot(std::shared_ptr<const CTreeSnapshot> pSnapshot);
+    // Resets the views over the same snapshot (a filter that changed its rules).
+    void Reload();
     [[nodiscard]] const CTreeSnapshot& Snapshot() const { return *m_pSnapshot; }
     [[nodiscard]] std::shared_ptr<const CTreeSnapshot> SharedSnapshot() const { return m_pSnapshot; }
     // The snapshot node of an index of this model; 0 (the root) for an invalid index.

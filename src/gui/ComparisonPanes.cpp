@@ -84,6 +84,13 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
     }
     setChildrenCollapsible(false);
 
+    // A new snapshot or new filter rules reset the model: what was open and selected is found again by name.
+    QAbstractItemModel* pSource = filter.sourceModel();
+    connect(pSource, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_savedState = SaveState(); });
+    connect(pSource, &QAbstractItemModel::modelReset, this, [this] {
+        RestoreState(m_savedState);
+        m_savedState = {};
+    });
     for (int nSide = 0; nSide < 2; ++nSide) {
         QTreeView* pView = m_pViews[nSide];
         QTreeView* pOther = m_pViews[1 - nSide];
@@ -165,8 +172,11 @@ void CComparisonPanes::MirrorExpansion(int nFromSide, const QModelIndex& index, 
         pOther->setExpanded(index, bExpanded);
     }
     m_bMirroring = false;
-    // Expanding can change the scroll range of one view before the other: line them up again.
-    pOther->verticalScrollBar()->setValue(m_pViews[nFromSide]->verticalScrollBar()->value());
+    // Expanding can change the scroll range of one view before the other: line them up again (once at the
+    // end when many folders are opened at a time, since each alignment lays the view out).
+    if (!m_bRestoring) {
+        pOther->verticalScrollBar()->setValue(m_pViews[nFromSide]->verticalScrollBar()->value());
+    }
 }
 
 bool CComparisonPanes::IsDifference(const QModelIndex& index, bool bIncludeFolders) const
@@ -285,6 +295,7 @@ void CComparisonPanes::RestoreState(const PaneState& state)
     if (state.expanded.isEmpty() && state.selected.isEmpty() && state.strCurrent.isEmpty()) {
         return;
     }
+    m_bRestoring = true;
     QItemSelection selection;
     QModelIndex current;
     const QSet<QString> selected(state.selected.begin(), state.selected.end());
@@ -311,7 +322,9 @@ void CComparisonPanes::RestoreState(const PaneState& state)
         Selection()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
     }
     Selection()->select(selection, QItemSelectionModel::ClearAndSelect);
+    m_bRestoring = false;
     m_pViews[SIDE_LEFT]->verticalScrollBar()->setValue(state.nScroll);
+    m_pViews[SIDE_RIGHT]->verticalScrollBar()->setValue(state.nScroll);
 }
 
 void CComparisonPanes::ExpandAll()

@@ -66,4 +66,6 @@ private:
     QLabel* m_pRootLabels[2] {};
     int m_nActiveSide = 0;
     bool m_bMirroring = false;
+    PaneState m_savedState;
+    bool m_bRestoring = false;
 };

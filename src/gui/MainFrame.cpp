@@ -334,9 +334,7 @@ void CMainFrame::TaskFinished(const ComparisonOutcome& outcome, std::shared_ptr<
 
 void CMainFrame::ShowSnapshot(std::shared_ptr<const CTreeSnapshot> pSnapshot)
 {
-    const PaneState state = m_pPanes->SaveState();
     m_pModel->SetSnapshot(std::move(pSnapshot));
-    m_pPanes->RestoreState(state);
     m_pCounts->ShowTotals(m_pModel->Snapshot().Totals());
 }
 
