@@ -253,7 +253,7 @@ int RunCompare(const QStringList& arguments)
     std::optional<CRemoteSide> remote;
     QString strRightFolder = options.strRight;
     QString strRightShown;
-    if (IsRemote(options.strRight)) {
+    if (IsFtpLocation(options.strRight)) {
         InstallInterruptHandlers();
         remote.emplace();
         const QString strError = remote->Mirror(options.strRight, options.remote);

@@ -69,12 +69,6 @@ std::optional<int> TakeNumber(const QStringList& arguments, qsizetype& i, int nM
     return bOk && nValue >= nMin && nValue <= nMax ? std::optional<int>(nValue) : std::nullopt;
 }
 
-bool IsRemote(const QString& strFolder)
-{
-    return strFolder.startsWith(QLatin1String("ftp://"), Qt::CaseInsensitive)
-        || strFolder.startsWith(QLatin1String("ftps://"), Qt::CaseInsensitive);
-}
-
 CRemoteSide::CRemoteSide() = default;
 
 CRemoteSide::~CRemoteSide()

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 
+#include "app/ComparisonDocument.h"
 #include "cli/CliSession.h"
 #include "ftp/FtpSite.h"
 #include "ftp/TraceBuffer.h"
@@ -33,9 +34,6 @@ QString TakeSharedArgument(const QStringList& arguments, qsizetype& i, RemoteOpt
 
 // The whole number after arguments[i], taken, when it lies in nMin..nMax.
 std::optional<int> TakeNumber(const QStringList& arguments, qsizetype& i, int nMin, int nMax);
-
-// Whether a command-line folder is an FTP URL.
-bool IsRemote(const QString& strFolder);
 
 // The FTP side of a command: the site opened, its folder listed into the mirror, the session kept (for
 // transfers) and closed at the end.

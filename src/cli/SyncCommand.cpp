@@ -95,7 +95,7 @@ QString ParseSyncOptions(const QStringList& arguments, SyncOptions& options, boo
     if (bHelp) {
         return {};
     }
-    if (positional.size() != 2 || !IsRemote(positional[1])) {
+    if (positional.size() != 2 || !IsFtpLocation(positional[1])) {
         return QStringLiteral("give the local folder and the FTP folder's URL.");
     }
     if (!options.bUpload) {

@@ -200,6 +200,11 @@ QModelIndex CComparisonPanes::NextInDisplayOrder(const QModelIndex& index) const
     if (m_filter.rowCount(index) > 0 && (!index.isValid() || index.column() == 0)) {
         return m_filter.index(0, 0, index);
     }
+    return NextPastSubtree(index);
+}
+
+QModelIndex CComparisonPanes::NextPastSubtree(const QModelIndex& index) const
+{
     for (QModelIndex current = index; current.isValid(); current = current.parent()) {
         const QModelIndex parent = current.parent();
         if (current.row() + 1 < m_filter.rowCount(parent)) {
@@ -273,14 +278,8 @@ PaneState CComparisonPanes::SaveState() const
             current = NextInDisplayOrder(current);
             continue;
         }
-        // Nothing below a collapsed folder can be expanded in sight: skip to its next sibling or above.
-        QModelIndex next;
-        for (QModelIndex up = current; up.isValid() && !next.isValid(); up = up.parent()) {
-            if (up.row() + 1 < m_filter.rowCount(up.parent())) {
-                next = m_filter.index(up.row() + 1, 0, up.parent());
-            }
-        }
-        current = next;
+        // Nothing below a collapsed folder can be expanded in sight.
+        current = NextPastSubtree(current);
     }
     for (const QModelIndex& index : Selection()->selectedRows()) {
         state.selected.append(index.data(RoleKey).toString());

@@ -59,6 +59,8 @@ private:
     [[nodiscard]] bool IsDifference(const QModelIndex& index, bool bIncludeFolders) const;
     [[nodiscard]] QModelIndex NextInDisplayOrder(const QModelIndex& index) const;
     [[nodiscard]] QModelIndex PreviousInDisplayOrder(const QModelIndex& index) const;
+    // The item after index and everything below it: its next sibling, or the next sibling of a folder above.
+    [[nodiscard]] QModelIndex NextPastSubtree(const QModelIndex& index) const;
     void RevealAndSelect(const QModelIndex& index);
 
     CComparisonFilter& m_filter;

@@ -18,6 +18,16 @@ namespace {
 
 using MainFrame = GuiFixture;
 
+// The fixture's local folder against the server's "/www", logged on as the test user.
+OpenRequest RequestFor(const CFtpTestServer& server, const QString& strLocal)
+{
+    OpenRequest request { strLocal, server.Url(QStringLiteral("/www")), {}, 64 };
+    request.site.strUser = QString::fromLatin1(CFtpTestServer::kUser);
+    request.site.strPassword = QString::fromLatin1(CFtpTestServer::kPassword);
+    request.site.nRetries = 1;
+    return request;
+}
+
 TEST_F(MainFrame, WindowPosRoundTripsAndANineFieldValueIsIgnored)
 {
     m_pFrame->setGeometry(QRect(40, 50, 900, 640));
@@ -73,10 +83,7 @@ TEST_F(MainFrame, AnFtpComparisonOpensOnAWorkerWithTheTraceFillingAndTheTreeShow
     WriteFileBytes(strRemote + QStringLiteral("/remote-only.txt"), "remote");
     WriteFileBytes(m_strLeft + QStringLiteral("/same.txt"), "same");
 
-    OpenRequest request { m_strLeft, server.Url(QStringLiteral("/www")), {}, 64 };
-    request.site.strUser = QString::fromLatin1(CFtpTestServer::kUser);
-    request.site.strPassword = QString::fromLatin1(CFtpTestServer::kPassword);
-    request.site.nRetries = 1;
+    const OpenRequest request = RequestFor(server, m_strLeft);
     QSignalSpy shown(m_pFrame.get(), &CMainFrame::ComparisonShown);
     m_pFrame->OpenComparison(request);
     EXPECT_TRUE(m_pFrame->IsBusy());
@@ -101,10 +108,7 @@ TEST_F(MainFrame, CancelStopsASlowOpeningWithinASecond)
     ASSERT_TRUE(server.Start(CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--delay"), QStringLiteral("LIST:30") }))
         << server.Error().toStdString();
     WriteFileBytes(server.Root() + QStringLiteral("/www/a.txt"), "a");
-    OpenRequest request { m_strLeft, server.Url(QStringLiteral("/www")), {}, 64 };
-    request.site.strUser = QString::fromLatin1(CFtpTestServer::kUser);
-    request.site.strPassword = QString::fromLatin1(CFtpTestServer::kPassword);
-    request.site.nRetries = 1;
+    const OpenRequest request = RequestFor(server, m_strLeft);
     QSignalSpy shown(m_pFrame.get(), &CMainFrame::ComparisonShown);
     m_pFrame->OpenComparison(request);
     CWaitDialog* pWait = m_pFrame->findChild<CWaitDialog*>();
