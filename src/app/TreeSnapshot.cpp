@@ -1,5 +1,8 @@
 #include "app/TreeSnapshot.h"
 
+#include <QHash>
+#include <QSet>
+
 StatusClass ClassOf(int nKind, int nStatus)
 {
     if (nKind == KIND_DIR) {
@@ -71,7 +74,14 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
 {
     auto pSnapshot = std::make_shared<CTreeSnapshot>();
     std::vector<SnapshotNode>& nodes = pSnapshot->m_nodes;
-    std::vector<const CFileItem*> items { pRoot };
+    size_t nCount = 0;
+    for (const CFileItem* pItem = pRoot; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
+        ++nCount;
+    }
+    std::vector<const CFileItem*> items;
+    items.reserve(nCount);
+    nodes.reserve(nCount);
+    items.push_back(pRoot);
     nodes.emplace_back();
     // Breadth first, so that the children of every node are appended together.
     for (size_t i = 0; i < items.size(); ++i) {
@@ -107,4 +117,42 @@ QString CTreeSnapshot::KeyOf(int nIndex) const
 {
     const SnapshotNode& node = Node(nIndex);
     return node.FullPath(node.IsOn(SIDE_LEFT) ? SIDE_LEFT : SIDE_RIGHT);
+}
+
+std::vector<int> FindNodesAgain(const CTreeSnapshot& from, const std::vector<int>& nodes, const CTreeSnapshot& to)
+{
+    std::vector<int> found(nodes.size(), 0);
+    QHash<QString, std::vector<size_t>> wanted;
+    QSet<QString> onTheWay;
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        if (nodes[i] <= 0 || nodes[i] >= from.Size()) {
+            continue;
+        }
+        wanted[from.KeyOf(nodes[i])].push_back(i);
+        for (int nFolder = from.Node(nodes[i]).nParent; nFolder > 0; nFolder = from.Node(nFolder).nParent) {
+            const QString strKey = from.KeyOf(nFolder);
+            if (onTheWay.contains(strKey)) {
+                break; // and so are the folders above it
+            }
+            onTheWay.insert(strKey);
+        }
+    }
+    std::vector<int> pending { 0 };
+    while (!pending.empty()) {
+        const SnapshotNode& folder = to.Node(pending.back());
+        pending.pop_back();
+        for (int nChild = folder.nFirstChild; nChild < folder.nFirstChild + folder.nChildCount; ++nChild) {
+            const QString strKey = to.KeyOf(nChild);
+            const auto it = wanted.constFind(strKey);
+            if (it != wanted.cend()) {
+                for (const size_t nSlot : *it) {
+                    found[nSlot] = nChild;
+                }
+            }
+            if (onTheWay.contains(strKey)) {
+                pending.push_back(nChild);
+            }
+        }
+    }
+    return found;
 }

@@ -93,5 +93,9 @@ private:
     long long m_nFiles = 0;
 };
 
+// The nodes of `to` that stand where `nodes` of `from` stood (two snapshots of one comparison), by key;
+// 0 where one is gone. Only the folders on the way to them are searched.
+std::vector<int> FindNodesAgain(const CTreeSnapshot& from, const std::vector<int>& nodes, const CTreeSnapshot& to);
+
 // A size text ("1,234") as a number of bytes; 0 when it is not one.
 long long BytesOfSizeText(const QString& strSize);

@@ -3,11 +3,17 @@
 #include "gui/ComparisonModel.h"
 
 CComparisonFilter::CComparisonFilter(CComparisonModel& model, QObject* pParent)
-    : QSortFilterProxyModel(pParent)
+    : QAbstractProxyModel(pParent)
     , m_model(model)
 {
-    setDynamicSortFilter(false);
-    setSourceModel(&model);
+    QAbstractProxyModel::setSourceModel(&model);
+    // The model changes only by a new snapshot, which resets it.
+    connect(&model, &QAbstractItemModel::modelAboutToBeReset, this, [this] { beginResetModel(); });
+    connect(&model, &QAbstractItemModel::modelReset, this, [this] {
+        Recompute();
+        endResetModel();
+    });
+    Recompute();
 }
 
 void CComparisonFilter::SetShownClasses(unsigned nClasses)
@@ -37,9 +43,11 @@ void CComparisonFilter::SetNameFilter(const QString& strPattern)
 
 void CComparisonFilter::Refilter()
 {
-    // One reset for the whole tree: removing the hidden rows one range at a time, or a layout change, costs
-    // a big expanded tree seconds. The panes keep what was open and selected across the reset.
-    m_model.Reload();
+    // One reset for the whole tree: removing the hidden rows one range at a time costs a big expanded tree
+    // far more. The panes keep what was open and selected across the reset.
+    beginResetModel();
+    Recompute();
+    endResetModel();
 }
 
 unsigned CComparisonFilter::EffectiveClasses() const
@@ -55,37 +63,104 @@ unsigned CComparisonFilter::EffectiveClasses() const
     return nClasses;
 }
 
-bool CComparisonFilter::Matches(const SnapshotNode& node, unsigned nClasses) const
-{
-    return (nClasses & (1u << node.nClass)) != 0 && (!m_bNameFilter || m_name.match(node.strName).hasMatch());
-}
-
-bool CComparisonFilter::AnyBelowMatches(const CTreeSnapshot& snapshot, int nNode, unsigned nClasses) const
-{
-    const SnapshotNode& folder = snapshot.Node(nNode);
-    for (int i = folder.nFirstChild; i < folder.nFirstChild + folder.nChildCount; ++i) {
-        const SnapshotNode& child = snapshot.Node(i);
-        if ((child.nSubtreeClasses & nClasses) == 0) {
-            continue;
-        }
-        if (Matches(child, nClasses) || AnyBelowMatches(snapshot, i, nClasses)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool CComparisonFilter::filterAcceptsRow(int nSourceRow, const QModelIndex& sourceParent) const
+void CComparisonFilter::Recompute()
 {
     const CTreeSnapshot& snapshot = m_model.Snapshot();
-    const int nNode = snapshot.Node(CComparisonModel::NodeOf(sourceParent)).nFirstChild + nSourceRow;
-    const SnapshotNode& node = snapshot.Node(nNode);
+    const std::vector<SnapshotNode>& nodes = snapshot.Nodes();
     const unsigned nClasses = EffectiveClasses();
-    if ((node.nSubtreeClasses & nClasses) == 0) {
-        return false;
+    m_places.assign(nodes.size(), Place {});
+    m_places[0].nRow = 0;
+    // Children stand after their parents: a backward pass learns which folders hold a match below them.
+    // nRow is 0 here for a kept node; the forward pass numbers the rows.
+    std::vector<bool> matchBelow(nodes.size(), false);
+    for (size_t i = nodes.size(); i-- > 1;) {
+        const SnapshotNode& node = nodes[i];
+        if ((node.nSubtreeClasses & nClasses) == 0) {
+            continue;
+        }
+        const bool bKeep = !m_bNameFilter || matchBelow[i]
+            || ((nClasses & (1u << node.nClass)) != 0 && m_name.match(node.strName).hasMatch());
+        if (bKeep) {
+            m_places[i].nRow = 0;
+            matchBelow[static_cast<size_t>(node.nParent)] = true;
+        }
     }
-    if (!m_bNameFilter) {
-        return true;
+    m_shown.clear();
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        Place& place = m_places[i];
+        place.nFirst = static_cast<int>(m_shown.size());
+        if (place.nRow < 0) {
+            continue;
+        }
+        const SnapshotNode& node = nodes[i];
+        for (int nChild = node.nFirstChild; nChild < node.nFirstChild + node.nChildCount; ++nChild) {
+            Place& child = m_places[static_cast<size_t>(nChild)];
+            if (child.nRow >= 0) {
+                child.nRow = place.nCount++;
+                m_shown.push_back(nChild);
+            }
+        }
     }
-    return Matches(node, nClasses) || AnyBelowMatches(snapshot, nNode, nClasses);
+}
+
+QModelIndex CComparisonFilter::IndexOfNode(int nNode, int nColumn) const
+{
+    if (nNode <= 0 || static_cast<size_t>(nNode) >= m_places.size() || m_places[static_cast<size_t>(nNode)].nRow < 0) {
+        return {};
+    }
+    return createIndex(m_places[static_cast<size_t>(nNode)].nRow, nColumn, static_cast<quintptr>(nNode));
+}
+
+QModelIndex CComparisonFilter::mapToSource(const QModelIndex& proxyIndex) const
+{
+    return proxyIndex.isValid() ? m_model.IndexOfNode(CComparisonModel::NodeOf(proxyIndex), proxyIndex.column())
+                                : QModelIndex();
+}
+
+QModelIndex CComparisonFilter::mapFromSource(const QModelIndex& sourceIndex) const
+{
+    return sourceIndex.isValid() ? IndexOfNode(CComparisonModel::NodeOf(sourceIndex), sourceIndex.column())
+                                 : QModelIndex();
+}
+
+QModelIndex CComparisonFilter::index(int nRow, int nColumn, const QModelIndex& parent) const
+{
+    if (nRow < 0 || nColumn < 0 || nColumn >= kComparisonColumns || parent.column() > 0) {
+        return {};
+    }
+    const Place& folder = m_places[static_cast<size_t>(CComparisonModel::NodeOf(parent))];
+    if (nRow >= folder.nCount) {
+        return {};
+    }
+    return createIndex(nRow, nColumn, static_cast<quintptr>(m_shown[static_cast<size_t>(folder.nFirst + nRow)]));
+}
+
+QModelIndex CComparisonFilter::parent(const QModelIndex& child) const
+{
+    const int nParent = child.isValid() ? m_model.Snapshot().Node(CComparisonModel::NodeOf(child)).nParent : -1;
+    return IndexOfNode(nParent);
+}
+
+QModelIndex CComparisonFilter::sibling(int nRow, int nColumn, const QModelIndex& index) const
+{
+    if (!index.isValid() || nRow != index.row()) {
+        return QAbstractItemModel::sibling(nRow, nColumn, index);
+    }
+    return nColumn >= 0 && nColumn < kComparisonColumns ? createIndex(nRow, nColumn, index.internalId())
+                                                        : QModelIndex();
+}
+
+int CComparisonFilter::rowCount(const QModelIndex& parent) const
+{
+    return parent.column() > 0 ? 0 : m_places[static_cast<size_t>(CComparisonModel::NodeOf(parent))].nCount;
+}
+
+int CComparisonFilter::columnCount(const QModelIndex&) const
+{
+    return kComparisonColumns;
+}
+
+bool CComparisonFilter::hasChildren(const QModelIndex& parent) const
+{
+    return rowCount(parent) > 0;
 }

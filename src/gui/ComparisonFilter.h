@@ -1,14 +1,21 @@
 #pragma once
 
-#include <QSortFilterProxyModel>
+#include <vector>
+
+#include <QAbstractProxyModel>
+#include <QRegularExpression>
 
 #include "app/TreeSnapshot.h"
 
 class CComparisonModel;
 
 // The one filter between the model and both panes: which status classes are shown, "only differences",
-// and a name filter. A folder stays while anything below it is shown. Works on the snapshot in memory.
-class CComparisonFilter : public QSortFilterProxyModel
+// and a name filter. A folder stays while anything below it is shown.
+//
+// Built for trees of 100,000 items: which rows are shown is worked out in two linear passes over the
+// snapshot and kept in flat arrays, so that mapping an index either way costs an array read. An index of
+// the filter carries the snapshot node as the model's indexes do.
+class CComparisonFilter : public QAbstractProxyModel
 {
     Q_OBJECT
 
@@ -23,18 +30,37 @@ public:
     // Case-insensitive wildcard ("*.html") or plain part of a name; empty shows every name.
     void SetNameFilter(const QString& strPattern);
 
-protected:
-    bool filterAcceptsRow(int nSourceRow, const QModelIndex& sourceParent) const override;
+    [[nodiscard]] CComparisonModel& Model() const { return m_model; }
+    // The row of a snapshot node in this filter, or an invalid index while it is filtered out.
+    [[nodiscard]] QModelIndex IndexOfNode(int nNode, int nColumn = 0) const;
+
+    QModelIndex mapToSource(const QModelIndex& proxyIndex) const override;
+    QModelIndex mapFromSource(const QModelIndex& sourceIndex) const override;
+    QModelIndex index(int nRow, int nColumn, const QModelIndex& parent = {}) const override;
+    QModelIndex parent(const QModelIndex& child) const override;
+    QModelIndex sibling(int nRow, int nColumn, const QModelIndex& index) const override;
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    bool hasChildren(const QModelIndex& parent = {}) const override;
 
 private:
+    // Where a node stands among what is shown.
+    struct Place
+    {
+        int nRow = -1; // among its parent's shown children; -1 while filtered out
+        int nFirst = 0; // its shown children are m_shown[nFirst .. nFirst + nCount)
+        int nCount = 0;
+    };
+
     void Refilter();
+    void Recompute();
     [[nodiscard]] unsigned EffectiveClasses() const;
-    [[nodiscard]] bool Matches(const SnapshotNode& node, unsigned nClasses) const;
-    [[nodiscard]] bool AnyBelowMatches(const CTreeSnapshot& snapshot, int nNode, unsigned nClasses) const;
 
     CComparisonModel& m_model;
     unsigned m_nShown = kAllToggleClasses;
     bool m_bOnlyDifferences = false;
     QRegularExpression m_name;
     bool m_bNameFilter = false;
+    std::vector<Place> m_places; // one per snapshot node
+    std::vector<int> m_shown; // the shown nodes, each folder's together and in sibling order
 };

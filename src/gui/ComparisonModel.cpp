@@ -16,10 +16,12 @@ void CComparisonModel::SetSnapshot(std::shared_ptr<const CTreeSnapshot> pSnapsho
     endResetModel();
 }
 
-void CComparisonModel::Reload()
+QModelIndex CComparisonModel::IndexOfNode(int nNode, int nColumn) const
 {
-    beginResetModel();
-    endResetModel();
+    if (nNode <= 0 || nNode >= m_pSnapshot->Size()) {
+        return {};
+    }
+    return createIndex(m_pSnapshot->Node(nNode).nRow, nColumn, static_cast<quintptr>(nNode));
 }
 
 void CComparisonModel::SetBackground(const QColor& background)
@@ -66,6 +68,16 @@ int CComparisonModel::columnCount(const QModelIndex&) const
 bool CComparisonModel::hasChildren(const QModelIndex& parent) const
 {
     return rowCount(parent) > 0;
+}
+
+Qt::ItemFlags CComparisonModel::flags(const QModelIndex& index) const
+{
+    Qt::ItemFlags flags = QAbstractItemModel::flags(index);
+    // Spares the views an expanded mark per file when everything is expanded.
+    if (index.isValid() && m_pSnapshot->Node(NodeOf(index)).nKind == KIND_FILE) {
+        flags |= Qt::ItemNeverHasChildren;
+    }
+    return flags;
 }
 
 QColor CComparisonModel::ColorOf(const SnapshotNode& node) const

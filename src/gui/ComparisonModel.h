@@ -49,12 +49,12 @@ public:
     explicit CComparisonModel(const CPaneSettings& settings, QObject* pParent = nullptr);
 
     void SetSnapshot(std::shared_ptr<const CTreeSnapshot> pSnapshot);
-    // Resets the views over the same snapshot (a filter that changed its rules).
-    void Reload();
     [[nodiscard]] const CTreeSnapshot& Snapshot() const { return *m_pSnapshot; }
     [[nodiscard]] std::shared_ptr<const CTreeSnapshot> SharedSnapshot() const { return m_pSnapshot; }
     // The snapshot node of an index of this model; 0 (the root) for an invalid index.
     [[nodiscard]] static int NodeOf(const QModelIndex& index);
+    // The index of a snapshot node; invalid for the root.
+    [[nodiscard]] QModelIndex IndexOfNode(int nNode, int nColumn = 0) const;
     // Background of the panes, so that colours stay readable on a dark palette.
     void SetBackground(const QColor& background);
 
@@ -63,6 +63,7 @@ public:
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
     bool hasChildren(const QModelIndex& parent = {}) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
     QVariant data(const QModelIndex& index, int nRole = Qt::DisplayRole) const override;
     QVariant headerData(int nSection, Qt::Orientation orientation, int nRole = Qt::DisplayRole) const override;
 

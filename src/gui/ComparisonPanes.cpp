@@ -78,16 +78,15 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
                                                 " color: palette(highlighted-text); }"));
         }
         const QColor background = pView->palette().color(QPalette::Base);
-        static_cast<CComparisonModel*>(filter.sourceModel())->SetBackground(background);
+        filter.Model().SetBackground(background);
         pLayout->addWidget(pView);
         addWidget(pBox);
     }
     setChildrenCollapsible(false);
 
-    // A new snapshot or new filter rules reset the model: what was open and selected is found again by name.
-    QAbstractItemModel* pSource = filter.sourceModel();
-    connect(pSource, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_savedState = SaveState(); });
-    connect(pSource, &QAbstractItemModel::modelReset, this, [this] {
+    // A new snapshot or new filter rules reset the filter: what was open and selected is found again.
+    connect(&filter, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_savedState = SaveState(); });
+    connect(&filter, &QAbstractItemModel::modelReset, this, [this] {
         RestoreState(m_savedState);
         m_savedState = {};
     });
@@ -272,58 +271,81 @@ void CComparisonPanes::RevealAndSelect(const QModelIndex& index)
 PaneState CComparisonPanes::SaveState() const
 {
     PaneState state;
-    for (QModelIndex current = NextInDisplayOrder({}); current.isValid();) {
-        if (m_pViews[SIDE_LEFT]->isExpanded(current)) {
-            state.expanded.insert(current.data(RoleKey).toString());
-            current = NextInDisplayOrder(current);
+    state.pSnapshot = m_filter.Model().SharedSnapshot();
+    const CTreeSnapshot& snapshot = *state.pSnapshot;
+    for (int nNode = 1; nNode < snapshot.Size(); ++nNode) {
+        if (snapshot.Node(nNode).nChildCount == 0) {
             continue;
         }
-        // Nothing below a collapsed folder can be expanded in sight.
-        current = NextPastSubtree(current);
+        const QModelIndex index = m_filter.IndexOfNode(nNode);
+        if (index.isValid() && m_pViews[SIDE_LEFT]->isExpanded(index)) {
+            state.expanded.push_back(nNode);
+        }
+    }
+    if (m_hiddenOpen.pSnapshot == state.pSnapshot) {
+        state.expanded.insert(state.expanded.end(), m_hiddenOpen.expanded.begin(), m_hiddenOpen.expanded.end());
     }
     for (const QModelIndex& index : Selection()->selectedRows()) {
-        state.selected.append(index.data(RoleKey).toString());
+        state.selected.push_back(CComparisonModel::NodeOf(index));
     }
-    state.strCurrent = Selection()->currentIndex().data(RoleKey).toString();
+    state.nCurrent = CComparisonModel::NodeOf(Selection()->currentIndex());
     state.nScroll = m_pViews[SIDE_LEFT]->verticalScrollBar()->value();
     return state;
 }
 
 void CComparisonPanes::RestoreState(const PaneState& state)
 {
-    if (state.expanded.isEmpty() && state.selected.isEmpty() && state.strCurrent.isEmpty()) {
+    m_hiddenOpen = {};
+    const std::shared_ptr<const CTreeSnapshot> pSnapshot = m_filter.Model().SharedSnapshot();
+    if (!state.pSnapshot || (state.expanded.empty() && state.selected.empty() && state.nCurrent == 0)) {
         return;
     }
+    PaneState now = state;
+    if (state.pSnapshot != pSnapshot) {
+        // Another snapshot: the nodes are found again by key, all in one search.
+        std::vector<int> nodes = state.expanded;
+        nodes.insert(nodes.end(), state.selected.begin(), state.selected.end());
+        nodes.push_back(state.nCurrent);
+        const std::vector<int> found = FindNodesAgain(*state.pSnapshot, nodes, *pSnapshot);
+        const auto nExpanded = static_cast<std::ptrdiff_t>(state.expanded.size());
+        now.expanded.assign(found.begin(), found.begin() + nExpanded);
+        now.selected.assign(found.begin() + nExpanded, found.end() - 1);
+        now.nCurrent = found.back();
+    }
+    now.pSnapshot = pSnapshot;
+
     m_bRestoring = true;
-    QItemSelection selection;
-    QModelIndex current;
-    const QSet<QString> selected(state.selected.begin(), state.selected.end());
-    // Only the folders that were open are descended into, so this costs what was in sight.
-    QModelIndexList pending { QModelIndex() };
-    while (!pending.isEmpty()) {
-        const QModelIndex folder = pending.takeLast();
-        for (int nRow = 0; nRow < m_filter.rowCount(folder); ++nRow) {
-            const QModelIndex child = m_filter.index(nRow, 0, folder);
-            const QString strKey = child.data(RoleKey).toString();
-            if (selected.contains(strKey)) {
-                selection.select(child, child.siblingAtColumn(kComparisonColumns - 1));
-            }
-            if (strKey == state.strCurrent) {
-                current = child;
-            }
-            if (state.expanded.contains(strKey)) {
-                m_pViews[SIDE_LEFT]->expand(child);
-                pending.append(child);
-            }
+    m_hiddenOpen.pSnapshot = pSnapshot;
+    for (const int nNode : now.expanded) {
+        const QModelIndex index = m_filter.IndexOfNode(nNode);
+        if (index.isValid()) {
+            m_pViews[SIDE_LEFT]->expand(index);
+        } else if (nNode > 0) {
+            m_hiddenOpen.expanded.push_back(nNode);
         }
     }
+    QItemSelection selection;
+    for (const int nNode : now.selected) {
+        const QModelIndex index = m_filter.IndexOfNode(nNode);
+        if (index.isValid()) {
+            selection.select(index, index.siblingAtColumn(kComparisonColumns - 1));
+        }
+    }
+    const QModelIndex current = m_filter.IndexOfNode(now.nCurrent);
     if (current.isValid()) {
         Selection()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
     }
     Selection()->select(selection, QItemSelectionModel::ClearAndSelect);
     m_bRestoring = false;
+    // The views lay out lazily; the scroll range is right only after that.
+    for (QTreeView* pView : m_pViews) {
+        pView->doItemsLayout();
+    }
     m_pViews[SIDE_LEFT]->verticalScrollBar()->setValue(state.nScroll);
-    m_pViews[SIDE_RIGHT]->verticalScrollBar()->setValue(state.nScroll);
+    if (current.isValid()) {
+        m_pViews[SIDE_LEFT]->scrollTo(current);
+    }
+    m_pViews[SIDE_RIGHT]->verticalScrollBar()->setValue(m_pViews[SIDE_LEFT]->verticalScrollBar()->value());
 }
 
 void CComparisonPanes::ExpandAll()

@@ -1,22 +1,26 @@
 #pragma once
 
-#include <QSet>
+#include <memory>
+#include <vector>
+
 #include <QSplitter>
-#include <QStringList>
 
 class CComparisonFilter;
 class CComparisonModel;
+class CTreeSnapshot;
 class QItemSelectionModel;
 class QLabel;
 class QTreeView;
 struct CPaneSettings;
 
-// What the panes showed before a new snapshot came in: found again by key afterwards.
+// What the panes showed before a reset: nodes of the snapshot they showed, found again by key when a new
+// snapshot comes in.
 struct PaneState
 {
-    QSet<QString> expanded;
-    QStringList selected;
-    QString strCurrent;
+    std::shared_ptr<const CTreeSnapshot> pSnapshot;
+    std::vector<int> expanded;
+    std::vector<int> selected;
+    int nCurrent = 0; // 0: none
     int nScroll = 0;
 };
 
@@ -70,4 +74,6 @@ private:
     bool m_bMirroring = false;
     PaneState m_savedState;
     bool m_bRestoring = false;
+    // Open folders that the filter hides: open again when the filter shows them, while the snapshot stays.
+    PaneState m_hiddenOpen;
 };

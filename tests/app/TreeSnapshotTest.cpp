@@ -4,6 +4,7 @@
 #include "tree/FolderComparison.h"
 
 #include <QDir>
+#include <QFile>
 
 namespace {
 
@@ -60,6 +61,49 @@ TEST(TreeSnapshot, TotalsCountItemsAndBytesPerClass)
     EXPECT_EQ(totals[CLASS_RIGHT_ONLY].nItems, 1);
     EXPECT_EQ(totals[CLASS_FOLDER_ONE_SIDE].nItems, 2);
     EXPECT_EQ(pSnapshot->FileCount(), 4);
+}
+
+int NodeNamed(const CTreeSnapshot& snapshot, const QString& strParent, const QString& strName)
+{
+    for (int i = 1; i < snapshot.Size(); ++i) {
+        const SnapshotNode& node = snapshot.Node(i);
+        if (node.strName == strName
+            && (node.nParent == 0 ? QString() : snapshot.Node(node.nParent).strName) == strParent) {
+            return i;
+        }
+    }
+    return 0;
+}
+
+TEST(TreeSnapshot, NodesAreFoundAgainInTheSnapshotOfAChangedTree)
+{
+    const auto comparison = CompareSample();
+    const auto pBefore = CTreeSnapshot::Take(comparison->Tree().Root());
+    // A file that sorts first appears in a/, so every node after it moves.
+    WriteFileBytes(TestRoot() + QStringLiteral("/work/snap-left/a/0new.txt"), "n");
+    ASSERT_TRUE(comparison->Run(1).bOk);
+    const auto pAfter = CTreeSnapshot::Take(comparison->Tree().Root());
+    ASSERT_EQ(pAfter->Size(), pBefore->Size() + 1);
+
+    const std::vector<int> nodes { NodeNamed(*pBefore, QStringLiteral("a"), QStringLiteral("same.txt")),
+        NodeNamed(*pBefore, {}, QStringLiteral("c")),
+        NodeNamed(*pBefore, QStringLiteral("c"), QStringLiteral("right.txt")),
+        NodeNamed(*pBefore, QStringLiteral("a"), QStringLiteral("same.txt")), 0 };
+    const std::vector<int> found = FindNodesAgain(*pBefore, nodes, *pAfter);
+    ASSERT_EQ(found.size(), nodes.size());
+    EXPECT_EQ(found[0], NodeNamed(*pAfter, QStringLiteral("a"), QStringLiteral("same.txt")));
+    EXPECT_NE(found[0], nodes[0]) << "the node moved; the test must not pass by its old number";
+    EXPECT_EQ(found[1], NodeNamed(*pAfter, {}, QStringLiteral("c")));
+    EXPECT_EQ(found[2], NodeNamed(*pAfter, QStringLiteral("c"), QStringLiteral("right.txt")));
+    EXPECT_EQ(found[3], found[0]) << "a node asked for twice is found twice";
+    EXPECT_EQ(found[4], 0) << "the root is never a node to find";
+
+    // A node whose item is gone is not found.
+    QFile::remove(TestRoot() + QStringLiteral("/work/snap-left/a/left.txt"));
+    ASSERT_TRUE(comparison->Run(1).bOk);
+    const auto pGone = CTreeSnapshot::Take(comparison->Tree().Root());
+    EXPECT_EQ(FindNodesAgain(*pAfter, { NodeNamed(*pAfter, QStringLiteral("a"), QStringLiteral("left.txt")) }, *pGone),
+        std::vector<int> { 0 });
 }
 
 TEST(TreeSnapshot, SizeTextsThatAreNotNumbersCountNoBytes)

@@ -1,6 +1,7 @@
 #include <QAbstractItemModelTester>
 #include <QHeaderView>
 #include <QScrollBar>
+#include <QSignalSpy>
 #include <QTest>
 #include <QToolButton>
 #include <QTreeView>
@@ -114,6 +115,39 @@ TEST_F(ComparisonPanes, TheNavigationKeysReachTheWindowsCommands)
     EXPECT_EQ(CurrentName(), QStringLiteral("docs/deep/c.txt"));
     QTest::keyClick(pLeft, Qt::Key_Up, Qt::AltModifier);
     EXPECT_EQ(CurrentName(), QStringLiteral("docs/deep"));
+}
+
+TEST_F(ComparisonPanes, OpenFoldersAndTheSelectionSurviveFilteringAndARefresh)
+{
+    CComparisonPanes& panes = m_pFrame->Panes();
+    QTreeView* pLeft = panes.Pane(SIDE_LEFT);
+    pLeft->expand(Find(QStringLiteral("docs")));
+    pLeft->expand(Find(QStringLiteral("img")));
+    panes.Selection()->setCurrentIndex(
+        Find(QStringLiteral("docs/b.txt")), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+
+    // img/ holds only what is the same: it goes, and comes back open.
+    m_pFrame->Filter().SetOnlyDifferences(true);
+    EXPECT_FALSE(Find(QStringLiteral("img")).isValid());
+    EXPECT_TRUE(pLeft->isExpanded(Find(QStringLiteral("docs"))));
+    EXPECT_EQ(CurrentName(), QStringLiteral("docs/b.txt"));
+    EXPECT_TRUE(PanesAligned());
+    m_pFrame->Filter().SetOnlyDifferences(false);
+    EXPECT_TRUE(pLeft->isExpanded(Find(QStringLiteral("img"))));
+    EXPECT_TRUE(panes.Pane(SIDE_RIGHT)->isExpanded(Find(QStringLiteral("img"))));
+    EXPECT_EQ(CurrentName(), QStringLiteral("docs/b.txt"));
+    EXPECT_EQ(panes.Selection()->selectedRows().size(), 1);
+
+    // A refresh brings a new snapshot in which a new file moves every row after it.
+    WriteFileBytes(m_strLeft + QStringLiteral("/docs/0first.txt"), "new");
+    QSignalSpy shown(m_pFrame.get(), &CMainFrame::ComparisonShown);
+    m_pFrame->Action(QStringLiteral("refresh"))->trigger();
+    ASSERT_TRUE(shown.wait(20000));
+    EXPECT_TRUE(Find(QStringLiteral("docs/0first.txt")).isValid());
+    EXPECT_TRUE(pLeft->isExpanded(Find(QStringLiteral("docs"))));
+    EXPECT_TRUE(pLeft->isExpanded(Find(QStringLiteral("img"))));
+    EXPECT_EQ(CurrentName(), QStringLiteral("docs/b.txt"));
+    EXPECT_TRUE(PanesAligned());
 }
 
 TEST_F(ComparisonPanes, StatusTogglesHideAndShowRowsInBothPanes)
