@@ -41,24 +41,10 @@ long long BytesOfSizeText(const QString& strSize)
 
 namespace {
 
-void CopyItem(const CFileItem& item, SnapshotNode& node)
+const QString& NoText()
 {
-    node.strName = item.strName;
-    node.nKind = item.kind;
-    node.nStatus = item.status;
-    node.nAttrSource = item.nAttrSource;
-    node.nClass = ClassOf(item.kind, item.status);
-    for (int nSide = 0; nSide < 2; ++nSide) {
-        node.icon[nSide] = item.icon[nSide];
-        node.nRead[nSide] = item.nRead[nSide];
-        if (item.strPaths[nSide].isEmpty()) {
-            continue;
-        }
-        node.strSize[nSide] = item.strSize[nSide];
-        node.strTime[nSide] = item.strTime[nSide];
-        node.strVersion[nSide] = item.strVersion[nSide];
-        node.strFolder[nSide] = item.strShowPaths[nSide].isEmpty() ? item.strPaths[nSide] : item.strShowPaths[nSide];
-    }
+    static const QString strNone;
+    return strNone;
 }
 
 } // namespace
@@ -83,6 +69,36 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
     nodes.reserve(nCount);
     items.push_back(pRoot);
     nodes.emplace_back();
+    std::vector<QString>& folders = pSnapshot->m_folders;
+    std::array<int, 2> lastFolder { -1, -1 };
+    const auto copyItem = [&](const CFileItem& item, SnapshotNode& node) {
+        node.strName = item.strName;
+        node.nKind = static_cast<std::int8_t>(item.kind);
+        node.nStatus = static_cast<std::int8_t>(item.status);
+        node.nAttrSource = static_cast<std::int8_t>(item.nAttrSource);
+        node.nClass = ClassOf(item.kind, item.status);
+        for (int nSide = 0; nSide < 2; ++nSide) {
+            node.icon[nSide] = static_cast<std::int8_t>(item.icon[nSide]);
+            node.nRead[nSide] = item.nRead[nSide];
+            if (item.strPaths[nSide].isEmpty()) {
+                continue;
+            }
+            node.strSize[nSide] = item.strSize[nSide];
+            node.strTime[nSide] = item.strTime[nSide];
+            const QString& strFolder
+                = item.strShowPaths[nSide].isEmpty() ? item.strPaths[nSide] : item.strShowPaths[nSide];
+            // Siblings come one after another, so comparing with the side's last folder finds the shared text.
+            if (lastFolder[nSide] < 0 || folders[static_cast<size_t>(lastFolder[nSide])] != strFolder) {
+                lastFolder[nSide] = static_cast<int>(folders.size());
+                folders.push_back(strFolder);
+            }
+            node.nFolder[nSide] = lastFolder[nSide];
+        }
+        if (!item.strVersion[SIDE_LEFT].isEmpty() || !item.strVersion[SIDE_RIGHT].isEmpty()) {
+            node.nVersions = static_cast<int>(pSnapshot->m_versions.size());
+            pSnapshot->m_versions.push_back({ item.strVersion[SIDE_LEFT], item.strVersion[SIDE_RIGHT] });
+        }
+    };
     // Breadth first, so that the children of every node are appended together.
     for (size_t i = 0; i < items.size(); ++i) {
         const int nFirst = static_cast<int>(items.size());
@@ -91,7 +107,7 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
              pChild = pChild->pNext) {
             items.push_back(pChild);
             SnapshotNode& node = nodes.emplace_back();
-            CopyItem(*pChild, node);
+            copyItem(*pChild, node);
             node.nParent = static_cast<int>(i);
             node.nRow = nRow++;
         }
@@ -113,10 +129,26 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
     return pSnapshot;
 }
 
+const QString& CTreeSnapshot::Folder(int nNode, int nSide) const
+{
+    const int nFolder = Node(nNode).nFolder[nSide];
+    return nFolder >= 0 ? m_folders[static_cast<size_t>(nFolder)] : NoText();
+}
+
+QString CTreeSnapshot::FullPath(int nNode, int nSide) const
+{
+    return Node(nNode).IsOn(nSide) ? JoinPath(Folder(nNode, nSide), Node(nNode).strName) : QString();
+}
+
+const QString& CTreeSnapshot::Version(int nNode, int nSide) const
+{
+    const int nVersions = Node(nNode).nVersions;
+    return nVersions >= 0 ? m_versions[static_cast<size_t>(nVersions)][nSide] : NoText();
+}
+
 QString CTreeSnapshot::KeyOf(int nIndex) const
 {
-    const SnapshotNode& node = Node(nIndex);
-    return node.FullPath(node.IsOn(SIDE_LEFT) ? SIDE_LEFT : SIDE_RIGHT);
+    return FullPath(nIndex, Node(nIndex).IsOn(SIDE_LEFT) ? SIDE_LEFT : SIDE_RIGHT);
 }
 
 std::vector<int> FindNodesAgain(const CTreeSnapshot& from, const std::vector<int>& nodes, const CTreeSnapshot& to)

@@ -10,7 +10,7 @@
 #include "tree/FileItem.h"
 
 // The classes of item that the panes count, colour and can hide, one bit each.
-enum StatusClass : int
+enum StatusClass : unsigned char
 {
     CLASS_SAME = 0,
     CLASS_DIFF,
@@ -28,35 +28,30 @@ inline constexpr unsigned kDifferenceClasses = (1u << CLASS_DIFF) | (1u << CLASS
 // The class of a tree item by its kind and status.
 StatusClass ClassOf(int nKind, int nStatus);
 
-// One item of the tree as the panes show it. Texts are shared with the tree (Qt's implicit sharing), so a
-// node costs little beyond its own fields.
+// One item of the tree as the panes show it. Texts are shared with the tree (Qt's implicit sharing), and a
+// node is kept small: a big tree's snapshot is taken while the user waits for the panes.
 struct SnapshotNode
 {
     QString strName;
     std::array<QString, 2> strSize;
     std::array<QString, 2> strTime;
-    std::array<QString, 2> strVersion;
-    // The folder that holds the item on each side, as the user knows it; empty where the item is missing.
-    // Siblings share one string, so a node pays for no path of its own.
-    std::array<QString, 2> strFolder;
-    int nKind = KIND_DIR;
-    int nStatus = -1;
-    std::array<int, 2> icon { 0, 0 };
-    std::array<SideRead, 2> nRead { SideRead::Full, SideRead::Full };
-    int nAttrSource = 0;
+    // The folder that holds the item on each side, among the snapshot's folder texts (siblings share one);
+    // -1 where the item is missing.
+    std::array<int, 2> nFolder { -1, -1 };
+    int nVersions = -1; // among the snapshot's version texts; -1 when neither side has one, as for most files
     int nParent = -1; // -1 for the root
     int nFirstChild = 0; // children lie next to each other from here
     int nChildCount = 0;
     int nRow = 0; // place among its siblings
     unsigned nSubtreeClasses = 0; // the classes of this node and of everything below it
+    std::int8_t nKind = KIND_DIR;
+    std::int8_t nStatus = -1;
+    std::array<std::int8_t, 2> icon { 0, 0 };
+    std::array<SideRead, 2> nRead { SideRead::Full, SideRead::Full };
+    std::int8_t nAttrSource = 0;
     StatusClass nClass = CLASS_FOLDER_BOTH;
 
-    [[nodiscard]] bool IsOn(int nSide) const { return !strFolder[nSide].isEmpty(); }
-    // The full name shown to the user on a side; empty where the item is missing.
-    [[nodiscard]] QString FullPath(int nSide) const
-    {
-        return IsOn(nSide) ? JoinPath(strFolder[nSide], strName) : QString();
-    }
+    [[nodiscard]] bool IsOn(int nSide) const { return nFolder[nSide] >= 0; }
     // Whether anything below a folder differs.
     [[nodiscard]] bool DiffersBelow() const { return (nSubtreeClasses & kDifferenceClasses) != 0; }
 };
@@ -83,12 +78,19 @@ public:
     [[nodiscard]] int Size() const { return static_cast<int>(m_nodes.size()); }
     [[nodiscard]] const std::array<ClassTotals, kStatusClasses>& Totals() const { return m_totals; }
     [[nodiscard]] long long FileCount() const { return m_nFiles; }
+    // The folder that holds a node on a side, as the user knows it; empty where the node is missing.
+    [[nodiscard]] const QString& Folder(int nNode, int nSide) const;
+    // The full name shown to the user on a side; empty where the node is missing.
+    [[nodiscard]] QString FullPath(int nNode, int nSide) const;
+    [[nodiscard]] const QString& Version(int nNode, int nSide) const;
     // A path that names the node in any snapshot of the same comparison: expanded folders and the selection
     // are found again by it after a refresh.
     [[nodiscard]] QString KeyOf(int nIndex) const;
 
 private:
     std::vector<SnapshotNode> m_nodes;
+    std::vector<QString> m_folders;
+    std::vector<std::array<QString, 2>> m_versions;
     std::array<ClassTotals, kStatusClasses> m_totals {};
     long long m_nFiles = 0;
 };

@@ -108,13 +108,14 @@ QColor CComparisonModel::ColorOf(const SnapshotNode& node) const
     return ReadableOn(ColorFromRef(color), m_background);
 }
 
-QString VerdictOf(const SnapshotNode& node)
+QString VerdictOf(const CTreeSnapshot& snapshot, int nNode)
 {
+    const SnapshotNode& node = snapshot.Node(nNode);
     switch (node.nClass) {
     case CLASS_SAME:
         return QStringLiteral("Same: version, size and CRC-32 agree");
     case CLASS_DIFF:
-        if (node.strVersion[SIDE_LEFT] != node.strVersion[SIDE_RIGHT]) {
+        if (snapshot.Version(nNode, SIDE_LEFT) != snapshot.Version(nNode, SIDE_RIGHT)) {
             return QStringLiteral("Different: the versions differ");
         }
         if (node.strSize[SIDE_LEFT] != node.strSize[SIDE_RIGHT]) {
@@ -128,7 +129,7 @@ QString VerdictOf(const SnapshotNode& node)
     case CLASS_RIGHT_ONLY:
         return QStringLiteral("Only on the FTP side");
     case CLASS_UNKNOWN:
-        if (node.strVersion[SIDE_RIGHT] == kUnknownVersion || node.nAttrSource == ATTR_FROM_MARKER) {
+        if (snapshot.Version(nNode, SIDE_RIGHT) == kUnknownVersion || node.nAttrSource == ATTR_FROM_MARKER) {
             return QStringLiteral("Undecided: not downloaded (larger than the cache limit); the sizes agree");
         }
         return QStringLiteral("Undecided: the contents could not be read");
@@ -141,9 +142,10 @@ QString VerdictOf(const SnapshotNode& node)
     }
 }
 
-QString CComparisonModel::ToolTipOf(const SnapshotNode& node) const
+QString CComparisonModel::ToolTipOf(int nNode) const
 {
-    QString strTip = QStringLiteral("<b>") + VerdictOf(node).toHtmlEscaped() + QStringLiteral("</b>");
+    const SnapshotNode& node = m_pSnapshot->Node(nNode);
+    QString strTip = QStringLiteral("<b>") + VerdictOf(*m_pSnapshot, nNode).toHtmlEscaped() + QStringLiteral("</b>");
     static const char* const kSideNames[2] = { "Local", "FTP" };
     for (int nSide = 0; nSide < 2; ++nSide) {
         strTip += QStringLiteral("<br>") + QLatin1String(kSideNames[nSide]) + QStringLiteral(": ");
@@ -151,12 +153,12 @@ QString CComparisonModel::ToolTipOf(const SnapshotNode& node) const
             strTip += QStringLiteral("<i>missing</i>");
             continue;
         }
-        strTip += node.FullPath(nSide).toHtmlEscaped();
+        strTip += m_pSnapshot->FullPath(nNode, nSide).toHtmlEscaped();
         if (node.nKind == KIND_FILE) {
             strTip += QStringLiteral("<br>&nbsp;&nbsp;") + node.strSize[nSide].toHtmlEscaped()
                 + QStringLiteral(" bytes, ") + node.strTime[nSide].toHtmlEscaped();
-            if (!node.strVersion[nSide].isEmpty()) {
-                strTip += QStringLiteral(", version ") + node.strVersion[nSide].toHtmlEscaped();
+            if (const QString& strVersion = m_pSnapshot->Version(nNode, nSide); !strVersion.isEmpty()) {
+                strTip += QStringLiteral(", version ") + strVersion.toHtmlEscaped();
             }
         }
     }
@@ -185,7 +187,7 @@ QVariant CComparisonModel::data(const QModelIndex& index, int nRole) const
         case 2:
             return node.strTime[nSide];
         default:
-            return node.strVersion[nSide];
+            return m_pSnapshot->Version(nNode, nSide);
         }
     case Qt::DecorationRole:
         if (nField != 0) {
@@ -198,7 +200,7 @@ QVariant CComparisonModel::data(const QModelIndex& index, int nRole) const
     case Qt::ForegroundRole:
         return ColorOf(node);
     case Qt::ToolTipRole:
-        return ToolTipOf(node);
+        return ToolTipOf(nNode);
     case Qt::TextAlignmentRole:
         return nField == 1 ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
     case RoleNode:

@@ -69,7 +69,7 @@ public:
 
 private:
     [[nodiscard]] QColor ColorOf(const SnapshotNode& node) const;
-    [[nodiscard]] QString ToolTipOf(const SnapshotNode& node) const;
+    [[nodiscard]] QString ToolTipOf(int nNode) const;
 
     CPaneSettings m_settings;
     CStatusIcons m_icons;
@@ -78,4 +78,4 @@ private:
 };
 
 // Why a node has its status, in words: "the sizes differ", "not downloaded: compared by size only" ...
-QString VerdictOf(const SnapshotNode& node);
+QString VerdictOf(const CTreeSnapshot& snapshot, int nNode);
