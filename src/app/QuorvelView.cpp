@@ -33,6 +33,25 @@ CPaneSettings ReadPaneSettings()
 
 } // namespace
 
+ItemPath PathOfItem(const CFileItem& item)
+{
+    QStringList names;
+    for (const CFileItem* pItem = &item; pItem->fParent != nullptr; pItem = pItem->fParent) {
+        names.prepend(pItem->strName);
+    }
+    return { names.join(QLatin1Char('/')), item.kind };
+}
+
+std::vector<ItemPath> PathsOfItems(const std::vector<CFileItem*>& items)
+{
+    std::vector<ItemPath> paths;
+    paths.reserve(items.size());
+    for (const CFileItem* pItem : items) {
+        paths.push_back(PathOfItem(*pItem));
+    }
+    return paths;
+}
+
 CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferListView& list, ViewFolders folders)
     : m_session(session)
     , m_trace(trace)
@@ -111,17 +130,18 @@ void CQuorvelView::HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView
     StartWorker([this, procedure, handOver = std::move(handOver)] { procedure(this, handOver); });
 }
 
-int CQuorvelView::CopySelectedItems(const std::vector<CFileItem*>& items, int nFromSide)
+int CQuorvelView::CopySelectedItems(const std::vector<ItemPath>& items, int nFromSide)
 {
     const int nToSide = 1 - nFromSide;
     bool bReplaceAll = false;
     int nStarted = 0;
-    for (CFileItem* pItem : items) {
+    for (const ItemPath& path : items) {
         ItemHandOver handOver;
         bool bTargetHasIt = false;
         {
             std::lock_guard lock(m_viewLock);
-            if (pItem->strPaths[nFromSide].isEmpty()) {
+            const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
+            if (pItem == nullptr || pItem->strPaths[nFromSide].isEmpty()) {
                 continue;
             }
             const QString strTarget = TargetFolderOf(pItem, nToSide);
@@ -134,7 +154,8 @@ int CQuorvelView::CopySelectedItems(const std::vector<CFileItem*>& items, int nF
             handOver = { CloneItem(*pItem), nFromSide, strTarget, ItemBytes(*pItem, nFromSide) };
         }
         bool bStop = false;
-        if (bTargetHasIt && !MayReplace(JoinPath(handOver.strText, pItem->strName), nToSide, bReplaceAll, bStop)) {
+        if (bTargetHasIt
+            && !MayReplace(JoinPath(handOver.strText, handOver.pItem->strName), nToSide, bReplaceAll, bStop)) {
             if (bStop) {
                 break;
             }
@@ -146,14 +167,15 @@ int CQuorvelView::CopySelectedItems(const std::vector<CFileItem*>& items, int nF
     return nStarted;
 }
 
-int CQuorvelView::CacheSelectedItems(const std::vector<CFileItem*>& items)
+int CQuorvelView::CacheSelectedItems(const std::vector<ItemPath>& items)
 {
     int nStarted = 0;
-    for (CFileItem* pItem : items) {
+    for (const ItemPath& path : items) {
         ItemHandOver handOver;
         {
             std::lock_guard lock(m_viewLock);
-            if (pItem->strPaths[SIDE_RIGHT].isEmpty()) {
+            const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
+            if (pItem == nullptr || pItem->strPaths[SIDE_RIGHT].isEmpty()) {
                 continue;
             }
             handOver = { CloneItem(*pItem), SIDE_RIGHT, pItem->strPaths[SIDE_RIGHT], ItemBytes(*pItem, SIDE_RIGHT) };
@@ -164,14 +186,15 @@ int CQuorvelView::CacheSelectedItems(const std::vector<CFileItem*>& items)
     return nStarted;
 }
 
-int CQuorvelView::DeleteSelectedItems(const std::vector<CFileItem*>& items, int nSide)
+int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nSide)
 {
     int nDeleted = 0;
-    for (CFileItem* pItem : items) {
+    for (const ItemPath& path : items) {
         ItemHandOver handOver;
         {
             std::lock_guard lock(m_viewLock);
-            if (pItem->strPaths[nSide].isEmpty()) {
+            const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
+            if (pItem == nullptr || pItem->strPaths[nSide].isEmpty()) {
                 continue;
             }
             handOver = { CloneItem(*pItem), nSide, pItem->strPaths[nSide], 0 };
@@ -194,12 +217,13 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<CFileItem*>& items, int 
     return nDeleted;
 }
 
-void CQuorvelView::CopyWithinFtp(const CFileItem* pItem, const QString& strTargetRemoteFolder)
+void CQuorvelView::CopyWithinFtp(const ItemPath& path, const QString& strTargetRemoteFolder)
 {
     TransferJob job;
     {
         std::lock_guard lock(m_viewLock);
-        if (pItem->strPaths[SIDE_RIGHT].isEmpty()) {
+        const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
+        if (pItem == nullptr || pItem->strPaths[SIDE_RIGHT].isEmpty()) {
             return;
         }
         job = JobForHandOver({ CloneItem(*pItem), SIDE_RIGHT, pItem->strPaths[SIDE_RIGHT], 0 }, true);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -19,6 +20,7 @@
 class CFtpSession;
 class CTraceBuffer;
 class CTransferListView;
+struct TransferContext;
 struct JobFields;
 
 // What the user answers when a copy would replace an item on the target side.
@@ -47,6 +49,17 @@ struct ViewFolders
     QString strMirror;
     QString strRemote;
 };
+
+// An item named by where it stands below the tree's root ("docs/a.txt"), found again under the view's lock
+// when a command runs: a pointer kept outside the lock would dangle once a job's refresh or a new
+// comparison replaced the item.
+struct ItemPath
+{
+    QString strRelative;
+    int nKind = KIND_FILE;
+};
+ItemPath PathOfItem(const CFileItem& item);
+std::vector<ItemPath> PathsOfItems(const std::vector<CFileItem*>& items);
 
 // What a starting worker takes over from the view: a detached copy of the item, the side it comes from,
 // the folder on the other side that receives it, and the bytes it holds.
@@ -122,13 +135,19 @@ public:
 
     // Copies each item to the other side as a job of its own; an item the target side has already is
     // copied only when the prompt allows it. Returns the number of jobs started.
-    int CopySelectedItems(const std::vector<CFileItem*>& items, int nFromSide);
+    int CopySelectedItems(const std::vector<ItemPath>& items, int nFromSide);
     // Downloads remote items into the mirror, where they can be compared and opened.
-    int CacheSelectedItems(const std::vector<CFileItem*>& items);
+    int CacheSelectedItems(const std::vector<ItemPath>& items);
     // Deletes items on one side at once, each in a row of its own; returns how many were deleted.
-    int DeleteSelectedItems(const std::vector<CFileItem*>& items, int nSide);
+    int DeleteSelectedItems(const std::vector<ItemPath>& items, int nSide);
+    // Renames an item on one side in place, never over another item; a remote one through a connection of
+    // its own (RNFR, RNTO). The tree shows the new name at once. An error sentence, or empty.
+    QString RenameItem(const ItemPath& item, int nSide, const QString& strNewName);
+    // Makes a folder strName inside the folder item (the root for an empty path) on one side. An error
+    // sentence, or empty.
+    QString MakeFolder(const ItemPath& folder, int nSide, const QString& strName);
     // Copies a remote item into another remote folder, on the server.
-    void CopyWithinFtp(const CFileItem* pItem, const QString& strTargetRemoteFolder);
+    void CopyWithinFtp(const ItemPath& item, const QString& strTargetRemoteFolder);
     // Copies dropped or pasted local files into a folder of one side: locally, or by upload jobs.
     void DropFiles(const QStringList& paths, int nToSide, const QString& strTargetFolder);
     // Runs a row's job again in the same row. Returns false, as the list's resubmission expects.
@@ -156,6 +175,9 @@ public:
     // The bytes the tree records for a remote file or folder; 0 when it records none.
     [[nodiscard]] std::int64_t RecordedSize(const QString& strRemotePath);
     void RefreshAfterDrop(const QString& strPath, int nSide, const QString& strTargetFolder);
+    // After a rename or a new folder: strName stands in the folder item on nSide now, where pFormer (a copy
+    // of the renamed item; null for a new folder) stood before.
+    void RefreshAfterNewName(const ItemPath& folder, int nSide, const QString& strName, const CFileItem* pFormer);
     void CountResult(int nResult);
     // Work may own what it was handed (move-only), so it goes to the thread as it is.
     template <typename Work> void StartWorker(Work work)
@@ -181,6 +203,8 @@ private:
     void HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*, const ItemHandOver&));
     // The folder on nToSide that receives the item.
     QString TargetFolderOf(const CFileItem* pItem, int nToSide) const;
+    // Runs one remote command on a connection of its own; TRANSFER_DONE or a failure, strFailure says why.
+    int RunRemoteCommand(const std::function<int(TransferContext&)>& command, QString& strFailure);
     // Asks before replacing; false when the item is to be left alone. bStop: nothing more is to be copied.
     bool MayReplace(const QString& strTarget, int nToSide, bool& bReplaceAll, bool& bStop);
 

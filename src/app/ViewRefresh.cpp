@@ -221,6 +221,62 @@ void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QSt
     SetIconsFromStatus(pLive);
 }
 
+void CQuorvelView::RefreshAfterNewName(
+    const ItemPath& folder, int nSide, const QString& strName, const CFileItem* pFormer)
+{
+    const TreeChangeNotice notice(m_nTreeGeneration);
+    std::lock_guard lock(m_viewLock);
+    CFileItem* pFolder = FindByRelativePath(folder.strRelative, KIND_DIR);
+    if (pFolder == nullptr) {
+        return;
+    }
+    if (pFormer != nullptr) {
+        if (CFileItem* pOld = FindSibling(pFormer->kind, pFormer->strName, pFolder->pFirstChild)) {
+            MarkDeleted(pOld, nSide);
+        }
+    }
+    const bool bTop = pFolder->fParent == nullptr;
+    const QString strSideFolder = bTop ? (nSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror)
+                                       : JoinPath(pFolder->strPaths[nSide], pFolder->strName);
+    CFileItemPtr pNew = NewItem();
+    pNew->kind = pFormer != nullptr ? pFormer->kind : KIND_DIR;
+    pNew->strName = strName;
+    pNew->indent = pFolder->indent + 1;
+    pNew->strPaths[nSide] = strSideFolder;
+    pNew->strShowPaths[nSide] = nSide == SIDE_LEFT ? strSideFolder : RemoteFolderOf(strSideFolder);
+    if (pNew->kind == KIND_FILE) {
+        // A rename keeps size, time and contents.
+        pNew->status = nSide == SIDE_LEFT ? FILE_LEFT_ONLY : FILE_RIGHT_ONLY;
+        pNew->strSize[nSide] = pFormer->strSize[nSide];
+        pNew->strTime[nSide] = pFormer->strTime[nSide];
+        pNew->strVersion[nSide] = pFormer->strVersion[nSide];
+    } else {
+        pNew->status = nSide == SIDE_LEFT ? DIR_LEFT_ONLY : DIR_RIGHT_ONLY;
+        pNew->bListed[nSide] = nSide == SIDE_LEFT;
+    }
+    CFileItem* pLive = AddItem(std::move(pNew), pFolder);
+    const bool bBoth = !pLive->strPaths[SIDE_LEFT].isEmpty() && !pLive->strPaths[SIDE_RIGHT].isEmpty();
+    if (pLive->kind == KIND_DIR && nSide == SIDE_LEFT) {
+        // A renamed local folder is read again below its new name.
+        const QString strPath = JoinPath(strSideFolder, strName);
+        CFolderScanner().ScanFolder(pLive, strPath, strPath, pLive->indent, SIDE_LEFT, true);
+    }
+    if (bBoth && nSide == SIDE_LEFT) {
+        CItemComparer comparer;
+        if (pLive->kind == KIND_DIR) {
+            comparer.CompareTree(pLive, 1);
+        } else {
+            comparer.CompareItem(pLive);
+        }
+        AddComparedFiles(comparer.ComparedFiles());
+    } else if (bBoth && pLive->kind == KIND_FILE) {
+        // The mirror has no copy under the new name until the next listing: undecided until then.
+        pLive->status = FILE_UNKNOWN;
+        pLive->strVersion[SIDE_RIGHT] = kUnknownVersion;
+    }
+    SetIconsFromStatus(pLive);
+}
+
 // After a job has changed the server, the mirror's copy of what it touched no longer stands for it (and a
 // listing with minutes only may not show the change): it goes, the folders above it are no longer current,
 // and the next scan fetches the truth.

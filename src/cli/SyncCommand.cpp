@@ -193,8 +193,8 @@ int RunSync(const QStringList& arguments)
     CReplaceAll replaceAll;
     view.SetConflictPrompt(&replaceAll);
     const int nSourceSide = bUpload ? SIDE_LEFT : SIDE_RIGHT;
-    const int nJobs = view.CopySelectedItems(copies, nSourceSide);
-    const int nDeleted = view.DeleteSelectedItems(deletions, 1 - nSourceSide);
+    const int nJobs = view.CopySelectedItems(PathsOfItems(copies), nSourceSide);
+    const int nDeleted = view.DeleteSelectedItems(PathsOfItems(deletions), 1 - nSourceSide);
     const int nDeleteFailures = static_cast<int>(deletions.size()) - nDeleted;
     const bool bTerminal = ::isatty(STDERR_FILENO) != 0 && !options.remote.bTrace;
     QElapsedTimer clock;

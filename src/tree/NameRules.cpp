@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include <QFile>
+
 namespace {
 
 constexpr NameMatching kPlatformRule =
@@ -40,4 +42,32 @@ QString NameMatchKey(const QString& strName)
 QString NameOrderKey(const QString& strName)
 {
     return strName.toCaseFolded();
+}
+
+QString WhyNameIsRefused(const QString& strName)
+{
+    if (strName.isEmpty()) {
+        return QStringLiteral("A name cannot be empty.");
+    }
+    if (strName == QLatin1String(".") || strName == QLatin1String("..")) {
+        return QStringLiteral("\".\" and \"..\" are not names a file or folder can have.");
+    }
+    for (const QChar ch : strName) {
+        if (ch == QLatin1Char('/') || ch == QLatin1Char('\\')) {
+            return QStringLiteral("A name cannot hold \"/\" or \"\\\".");
+        }
+        if (ch.unicode() < 0x20 || ch.unicode() == 0x7F) {
+            return QStringLiteral("A name cannot hold a control character (a line break, a tab ...).");
+        }
+    }
+    if (strName.contains(QLatin1String("$quorvel"), Qt::CaseInsensitive)
+        || strName.contains(QLatin1String("$diffundo"), Qt::CaseInsensitive)) {
+        return QStringLiteral("Names holding \"$quorvel\" or \"$diffundo\" are kept for this program's own working "
+                              "files.");
+    }
+    // 255 bytes is the limit of the common Linux, macOS and Windows file systems.
+    if (QFile::encodeName(strName).size() > 255) {
+        return QStringLiteral("The name is too long for a file system (more than 255 bytes).");
+    }
+    return {};
 }

@@ -24,3 +24,8 @@ QString NameMatchKey(const QString& strName);
 
 // The case-folded form by which siblings are ordered.
 QString NameOrderKey(const QString& strName);
+
+// Why a name cannot be given to a file or folder, in one sentence; empty when it can. Refused: empty names,
+// "." and "..", separators, control characters, names longer than a file system allows, and names holding
+// "$quorvel" or "$diffundo", which this program keeps for its own working files.
+QString WhyNameIsRefused(const QString& strName);

@@ -23,11 +23,12 @@ TEST_F(Views, CopiesInBothDirectionsLeaveTheTreeSameAndNoWorkingFiles)
 
     CFixedPrompt prompt(ConflictAnswer::Replace);
     m_pView->SetConflictPrompt(&prompt);
-    EXPECT_EQ(m_pView->CopySelectedItems({ Item(QStringLiteral("up.txt")), Item(QStringLiteral("tree"), KIND_DIR),
-                                             Item(QStringLiteral("file.txt")) },
-                  SIDE_LEFT),
+    EXPECT_EQ(
+        m_pView->CopySelectedItems(PathsOfItems({ Item(QStringLiteral("up.txt")),
+                                       Item(QStringLiteral("tree"), KIND_DIR), Item(QStringLiteral("file.txt")) }),
+            SIDE_LEFT),
         3);
-    EXPECT_EQ(m_pView->CopySelectedItems({ Item(QStringLiteral("down.txt")) }, SIDE_RIGHT), 1);
+    EXPECT_EQ(m_pView->CopySelectedItems(PathsOfItems({ Item(QStringLiteral("down.txt")) }), SIDE_RIGHT), 1);
     ASSERT_TRUE(m_pView->WaitForJobs(60000));
 
     ASSERT_EQ(prompt.asked.size(), 1) << "only the file that exists on both sides is asked about";
@@ -65,8 +66,9 @@ TEST_F(Views, ACopyFindsItsPlaceOnASideThatIsEmpty)
     QDir().mkpath(Remote(QStringLiteral("/pub/deep/er")));
     WriteFileBytes(Remote(QStringLiteral("/pub/deep/er/d.txt")), "d");
     ASSERT_TRUE(Compare());
-    EXPECT_EQ(m_pView->CopySelectedItems(
-                  { Item(QStringLiteral("file.txt")), Item(QStringLiteral("deep/er/d.txt")) }, SIDE_RIGHT),
+    EXPECT_EQ(
+        m_pView->CopySelectedItems(
+            PathsOfItems({ Item(QStringLiteral("file.txt")), Item(QStringLiteral("deep/er/d.txt")) }), SIDE_RIGHT),
         2);
     ASSERT_TRUE(m_pView->WaitForJobs(30000));
     EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/file.txt"))), QByteArray("remote contents\n"));
@@ -83,21 +85,21 @@ TEST_F(Views, NothingIsReplacedUnlessThePromptAllowsIt)
     ASSERT_TRUE(Compare());
     const std::vector<CFileItem*> both { Item(QStringLiteral("file.txt")), Item(QStringLiteral("other.txt")) };
 
-    EXPECT_EQ(m_pView->CopySelectedItems(both, SIDE_LEFT), 0) << "without a prompt nothing is replaced";
+    EXPECT_EQ(m_pView->CopySelectedItems(PathsOfItems(both), SIDE_LEFT), 0) << "without a prompt nothing is replaced";
     CFixedPrompt skip(ConflictAnswer::Skip);
     m_pView->SetConflictPrompt(&skip);
-    EXPECT_EQ(m_pView->CopySelectedItems(both, SIDE_LEFT), 0);
+    EXPECT_EQ(m_pView->CopySelectedItems(PathsOfItems(both), SIDE_LEFT), 0);
     EXPECT_EQ(skip.asked.size(), 2);
     CFixedPrompt stop(ConflictAnswer::Stop);
     m_pView->SetConflictPrompt(&stop);
-    EXPECT_EQ(m_pView->CopySelectedItems(both, SIDE_LEFT), 0);
+    EXPECT_EQ(m_pView->CopySelectedItems(PathsOfItems(both), SIDE_LEFT), 0);
     EXPECT_EQ(stop.asked.size(), 1) << "Stop ends the whole copy";
     ASSERT_TRUE(m_pView->WaitForJobs(10000));
     EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/file.txt"))), QByteArray("remote contents\n"));
 
     CFixedPrompt all(ConflictAnswer::ReplaceAll);
     m_pView->SetConflictPrompt(&all);
-    EXPECT_EQ(m_pView->CopySelectedItems(both, SIDE_RIGHT), 2);
+    EXPECT_EQ(m_pView->CopySelectedItems(PathsOfItems(both), SIDE_RIGHT), 2);
     ASSERT_TRUE(m_pView->WaitForJobs(30000));
     EXPECT_EQ(all.asked.size(), 1) << "Replace all is asked once";
     EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/other.txt"))), QByteArray("remote two"));
@@ -115,10 +117,10 @@ TEST_F(Views, ARefusedUploadAShortDownloadAndAnUnsendableNameChangeNothing)
     m_pView->SetConflictPrompt(&prompt);
 
     m_pView->CopySelectedItems(
-        { Item(QStringLiteral("file.txt")), Item(QStringLiteral("bad\r\nDELE file.txt")) }, SIDE_LEFT);
+        PathsOfItems({ Item(QStringLiteral("file.txt")), Item(QStringLiteral("bad\r\nDELE file.txt")) }), SIDE_LEFT);
     // The listing promised more bytes than the file has: the download has failed.
     Item(QStringLiteral("short.txt"))->strSize[SIDE_RIGHT] = QStringLiteral("50");
-    m_pView->CopySelectedItems({ Item(QStringLiteral("short.txt")) }, SIDE_RIGHT);
+    m_pView->CopySelectedItems(PathsOfItems({ Item(QStringLiteral("short.txt")) }), SIDE_RIGHT);
     ASSERT_TRUE(m_pView->WaitForJobs(30000));
 
     EXPECT_EQ(m_pView->Totals().nFailed, 3);
@@ -153,7 +155,7 @@ TEST_F(Views, AJobThatCannotConnectAddsNoRowAndTheViewCountsEveryComparison)
     m_server.Stop();
     CFixedPrompt prompt(ConflictAnswer::ReplaceAll);
     m_pView->SetConflictPrompt(&prompt);
-    ASSERT_EQ(m_pView->CopySelectedItems({ Item(QStringLiteral("file.txt")) }, SIDE_RIGHT), 1);
+    ASSERT_EQ(m_pView->CopySelectedItems(PathsOfItems({ Item(QStringLiteral("file.txt")) }), SIDE_RIGHT), 1);
     ASSERT_TRUE(m_pView->WaitForJobs(60000));
     EXPECT_TRUE(m_list.Rows().empty()) << "no connection, no row";
     EXPECT_THAT(TraceTexts(), testing::Contains(QHasSubstr("The FTP connection was lost.")));
@@ -167,7 +169,7 @@ TEST_F(Views, ACancelledDownloadLeavesTheTargetUntouched)
     ASSERT_TRUE(Compare());
     CFixedPrompt prompt(ConflictAnswer::Replace);
     m_pView->SetConflictPrompt(&prompt);
-    ASSERT_EQ(m_pView->CopySelectedItems({ Item(QStringLiteral("big.bin")) }, SIDE_RIGHT), 1);
+    ASSERT_EQ(m_pView->CopySelectedItems(PathsOfItems({ Item(QStringLiteral("big.bin")) }), SIDE_RIGHT), 1);
     std::this_thread::sleep_for(std::chrono::milliseconds(800));
     m_pView->CancelAllJobs();
     ASSERT_TRUE(m_pView->WaitForJobs(10000));
@@ -196,7 +198,7 @@ TEST_F(Views, TwentyJobsNeverHoldMoreConnectionsThanAllowed)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
-    EXPECT_EQ(m_pView->CopySelectedItems(items, SIDE_LEFT), 20);
+    EXPECT_EQ(m_pView->CopySelectedItems(PathsOfItems(items), SIDE_LEFT), 20);
     ASSERT_TRUE(m_pView->WaitForJobs(60000));
     bDone = true;
     watcher.join();
@@ -219,7 +221,7 @@ TEST_F(Views, CachingAPlaceholderLetsItBeCompared)
     EXPECT_EQ(pItem->strVersion[SIDE_RIGHT], kUnknownVersion) << "beyond the cache limit: a placeholder";
     EXPECT_EQ(pItem->status, FILE_UNKNOWN);
 
-    EXPECT_EQ(m_pView->CacheSelectedItems({ pItem }), 1);
+    EXPECT_EQ(m_pView->CacheSelectedItems(PathsOfItems({ pItem })), 1);
     ASSERT_TRUE(m_pView->WaitForJobs(30000));
     EXPECT_EQ(pItem->status, FILE_SAME);
     ASSERT_EQ(m_list.Rows().size(), 1u);
@@ -256,11 +258,11 @@ TEST_F(Views, DroppedFilesAreUploadedOrCopiedAndDeletionsFollow)
     EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/folder/inner.txt"))), QByteArray("inner"));
     EXPECT_EQ(Item(QStringLiteral("folder/inner.txt"))->strPaths[SIDE_LEFT], Local(QStringLiteral("/folder")));
 
-    EXPECT_EQ(m_pView->DeleteSelectedItems({ Item(QStringLiteral("file.txt")) }, SIDE_RIGHT), 1);
+    EXPECT_EQ(m_pView->DeleteSelectedItems(PathsOfItems({ Item(QStringLiteral("file.txt")) }), SIDE_RIGHT), 1);
     EXPECT_FALSE(QFile::exists(Remote(QStringLiteral("/pub/file.txt"))));
     ASSERT_NE(Item(QStringLiteral("file.txt")), nullptr);
     EXPECT_EQ(Item(QStringLiteral("file.txt"))->status, FILE_LEFT_ONLY);
-    EXPECT_EQ(m_pView->DeleteSelectedItems({ Item(QStringLiteral("file.txt")) }, SIDE_LEFT), 1);
+    EXPECT_EQ(m_pView->DeleteSelectedItems(PathsOfItems({ Item(QStringLiteral("file.txt")) }), SIDE_LEFT), 1);
     EXPECT_EQ(Item(QStringLiteral("file.txt")), nullptr) << "gone from both sides, gone from the tree";
 }
 
@@ -269,7 +271,7 @@ TEST_F(Views, AnInServerCopyWorksWithoutAServerCopyCommand)
     ASSERT_TRUE(Start());
     QDir().mkpath(Remote(QStringLiteral("/pub/copies")));
     ASSERT_TRUE(Compare());
-    m_pView->CopyWithinFtp(Item(QStringLiteral("file.txt")), QStringLiteral("/pub/copies"));
+    m_pView->CopyWithinFtp(PathOfItem(*Item(QStringLiteral("file.txt"))), QStringLiteral("/pub/copies"));
     ASSERT_TRUE(m_pView->WaitForJobs(30000));
     EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/copies/file.txt"))), QByteArray("remote contents\n"));
     ASSERT_EQ(m_list.Rows().size(), 1u);
@@ -289,7 +291,7 @@ TEST_F(Views, AnInServerCopyUsesTheServersOwnCopyWhereItHasOne)
             [](const QString& strText) { return strText.contains(QStringLiteral("> RETR")); });
     };
     const auto nBefore = retrievals();
-    m_pView->CopyWithinFtp(Item(QStringLiteral("file.txt")), QStringLiteral("/pub/copies"));
+    m_pView->CopyWithinFtp(PathOfItem(*Item(QStringLiteral("file.txt"))), QStringLiteral("/pub/copies"));
     ASSERT_TRUE(m_pView->WaitForJobs(30000));
     EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/copies/file.txt"))), QByteArray("remote contents\n"));
     EXPECT_THAT(TraceTexts(), testing::Contains(QHasSubstr("> SITE CPTO /pub/copies/file.txt")));
