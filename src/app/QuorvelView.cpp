@@ -186,7 +186,7 @@ int CQuorvelView::CacheSelectedItems(const std::vector<ItemPath>& items)
     return nStarted;
 }
 
-int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nSide)
+int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nSide, bool bLocalToTrash)
 {
     int nDeleted = 0;
     for (const ItemPath& path : items) {
@@ -204,7 +204,11 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nS
         if (nSide == SIDE_LEFT) {
             // A local item: no connection, no row; the trace says what failed.
             job.strLocalPath = FullName(*handOver.pItem, SIDE_LEFT);
-            if (const QString strError = RemoveLocalEntry(job.strLocalPath); !strError.isEmpty()) {
+            const QString strError = !bLocalToTrash ? RemoveLocalEntry(job.strLocalPath)
+                : QFile::moveToTrash(job.strLocalPath)
+                ? QString()
+                : FormatText("\"%s\" could not be moved to the trash; it was left as it is.", job.strLocalPath);
+            if (!strError.isEmpty()) {
                 m_trace.AddTraceText(TRACE_ERROR, strError);
                 continue;
             }

@@ -138,8 +138,9 @@ public:
     int CopySelectedItems(const std::vector<ItemPath>& items, int nFromSide);
     // Downloads remote items into the mirror, where they can be compared and opened.
     int CacheSelectedItems(const std::vector<ItemPath>& items);
-    // Deletes items on one side at once, each in a row of its own; returns how many were deleted.
-    int DeleteSelectedItems(const std::vector<ItemPath>& items, int nSide);
+    // Deletes items on one side at once, each in a row of its own; returns how many were deleted. Local
+    // items go to the desktop's trash with bLocalToTrash.
+    int DeleteSelectedItems(const std::vector<ItemPath>& items, int nSide, bool bLocalToTrash = false);
     // Renames an item on one side in place, never over another item; a remote one through a connection of
     // its own (RNFR, RNTO). The tree shows the new name at once. An error sentence, or empty.
     QString RenameItem(const ItemPath& item, int nSide, const QString& strNewName);

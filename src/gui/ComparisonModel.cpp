@@ -74,10 +74,29 @@ Qt::ItemFlags CComparisonModel::flags(const QModelIndex& index) const
 {
     Qt::ItemFlags flags = QAbstractItemModel::flags(index);
     // Spares the views an expanded mark per file when everything is expanded.
-    if (index.isValid() && m_pSnapshot->Node(NodeOf(index)).nKind == KIND_FILE) {
+    if (!index.isValid()) {
+        return flags;
+    }
+    const SnapshotNode& node = m_pSnapshot->Node(NodeOf(index));
+    if (node.nKind == KIND_FILE) {
         flags |= Qt::ItemNeverHasChildren;
     }
+    if (index.column() % kColumnsPerSide == 0 && node.IsOn(SideOfColumn(index.column()))) {
+        flags |= Qt::ItemIsEditable;
+    }
     return flags;
+}
+
+bool CComparisonModel::setData(const QModelIndex& index, const QVariant& value, int nRole)
+{
+    if (nRole != Qt::EditRole || !(flags(index) & Qt::ItemIsEditable)) {
+        return false;
+    }
+    const QString strNewName = value.toString();
+    if (strNewName != m_pSnapshot->Node(NodeOf(index)).strName) {
+        emit RenameRequested(NodeOf(index), SideOfColumn(index.column()), strNewName);
+    }
+    return false;
 }
 
 QColor CComparisonModel::ColorOf(const SnapshotNode& node) const
@@ -175,6 +194,8 @@ QVariant CComparisonModel::data(const QModelIndex& index, int nRole) const
     const int nSide = SideOfColumn(index.column());
     const int nField = index.column() % kColumnsPerSide;
     switch (nRole) {
+    case Qt::EditRole:
+        return nField == 0 ? QVariant(node.strName) : QVariant();
     case Qt::DisplayRole:
         if (!node.IsOn(nSide)) {
             return {};

@@ -64,8 +64,13 @@ public:
     int columnCount(const QModelIndex& parent = {}) const override;
     bool hasChildren(const QModelIndex& parent = {}) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;
+    // A name edited in a pane is a rename request: the model itself changes only with the next snapshot.
+    bool setData(const QModelIndex& index, const QVariant& value, int nRole = Qt::EditRole) override;
     QVariant data(const QModelIndex& index, int nRole = Qt::DisplayRole) const override;
     QVariant headerData(int nSection, Qt::Orientation orientation, int nRole = Qt::DisplayRole) const override;
+
+signals:
+    void RenameRequested(int nNode, int nSide, const QString& strNewName);
 
 private:
     [[nodiscard]] QColor ColorOf(const SnapshotNode& node) const;

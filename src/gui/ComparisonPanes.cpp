@@ -55,6 +55,8 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
         pView->setFont(font);
         pView->setAllColumnsShowFocus(true);
         pView->setExpandsOnDoubleClick(true);
+        // Renaming starts from the window's command (F2), which checks the item first.
+        pView->setEditTriggers(QAbstractItemView::NoEditTriggers);
         pView->header()->setFont(font);
         pView->header()->setStretchLastSection(true);
         pView->header()->setSectionsMovable(false);

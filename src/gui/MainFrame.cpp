@@ -69,6 +69,7 @@ CMainFrame::CMainFrame(QWidget* pParent)
     };
     BuildLayout();
     BuildActions();
+    BuildPaneCommands();
     BuildMenus();
     BuildToolBar();
     BuildStatusBar();

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include <QMainWindow>
 
@@ -81,6 +82,19 @@ private:
     void PollTree();
     void UpdateStatusBar();
     void UpdateCommands();
+
+    // The commands on the selection of the panes.
+    void BuildPaneCommands();
+    void UpdatePaneCommands();
+    [[nodiscard]] std::vector<int> SelectedNodes() const;
+    void CopySelection(int nFromSide, bool bOnlyDifferences);
+    void DeleteSelection();
+    void RenameCurrent();
+    void Rename(int nNode, int nSide, const QString& strNewName);
+    void NewFolder();
+    void OpenCurrent();
+    void ViewBothSides();
+    void ShowInFileManager();
 
     void StartStopTimer();
     void ChangeTimerInterval();

@@ -9,27 +9,13 @@
 #include <QToolBar>
 #include <QTreeView>
 
+#include "gui/ActionMaker.h"
 #include "gui/ComparisonFilter.h"
 #include "gui/ComparisonPanes.h"
 #include "gui/TraceView.h"
 #include "gui/dialogs/TimerIntervalDialog.h"
 #include "support/SettingsStore.h"
 #include "support/Version.h"
-
-namespace {
-
-QAction* MakeAction(QObject* pOwner, const char* pName, const QString& strText, const QString& strTip,
-    const QList<QKeySequence>& shortcuts = {})
-{
-    auto* pAction = new QAction(strText, pOwner);
-    pAction->setObjectName(QLatin1String(pName));
-    pAction->setToolTip(strTip);
-    pAction->setStatusTip(strTip);
-    pAction->setShortcuts(shortcuts);
-    return pAction;
-}
-
-} // namespace
 
 QAction* CMainFrame::Action(const QString& strName) const
 {
@@ -136,6 +122,9 @@ void CMainFrame::BuildMenus()
         }
     };
     add(menuBar()->addMenu(QStringLiteral("&File")), { "open", "close", nullptr, "quit" });
+    add(menuBar()->addMenu(QStringLiteral("&Commands")),
+        { "upload", "download", "copyDifferences", nullptr, "deleteItems", "renameItem", "newFolder", nullptr,
+            "openItem", "viewBoth", "showInFolder" });
     add(menuBar()->addMenu(QStringLiteral("&View")),
         { "refresh", "reloadLocal", "reloadRemote", "fullRescan", nullptr, "onlyDiff", "filter", nullptr, "expandAll",
             "collapseAll" });
@@ -194,6 +183,7 @@ void CMainFrame::UpdateCommands()
     for (const char* pName : { "reloadRemote", "fullRescan" }) {
         Action(QLatin1String(pName))->setEnabled(bFtp && !IsBusy());
     }
+    UpdatePaneCommands();
 }
 
 void CMainFrame::ChangeTimerInterval()

@@ -69,6 +69,11 @@ constexpr std::array kTable {
     Text(kSettings, "WindowPos", ""),
     Text(kSettings, "ViewsHeights", ""),
     Int(kMisc, "ShowStatusMask", 0x7f),
+    // What a copy does when the target side has the item: 0 asks, 1 replaces, 2 skips ("Do not show this
+    // again" in the question keeps the answer here).
+    Int(kMisc, "ReplaceAnswer", 0),
+    // The program that shows two files side by side; empty: the first of meld, kdiff3, kompare on the PATH.
+    Text(kSettings, "CompareProgram", ""),
 };
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "app/TreeSnapshot.h"
 
+#include "app/PaneCommandRules.h"
+
 #include "common/TestFiles.h"
 #include "tree/FolderComparison.h"
 
@@ -104,6 +106,33 @@ TEST(TreeSnapshot, NodesAreFoundAgainInTheSnapshotOfAChangedTree)
     const auto pGone = CTreeSnapshot::Take(comparison->Tree().Root());
     EXPECT_EQ(FindNodesAgain(*pAfter, { NodeNamed(*pAfter, QStringLiteral("a"), QStringLiteral("left.txt")) }, *pGone),
         std::vector<int> { 0 });
+}
+
+TEST(TreeSnapshot, CopyingDifferencesTakesDifferingFilesAndOneSidedFoldersWhole)
+{
+    const auto comparison = CompareSample();
+    const auto pSnapshot = CTreeSnapshot::Take(comparison->Tree().Root());
+    const SnapshotNode& root = pSnapshot->Node(0);
+    std::vector<int> top;
+    for (int i = root.nFirstChild; i < root.nFirstChild + root.nChildCount; ++i) {
+        top.push_back(i);
+    }
+    // The same folder selected twice, and a file inside it, yield each item once.
+    top.push_back(root.nFirstChild);
+    top.push_back(NodeNamed(*pSnapshot, QStringLiteral("a"), QStringLiteral("diff.txt")));
+    QStringList fromLeft;
+    for (const int nNode : DifferencesBelow(*pSnapshot, top, SIDE_LEFT)) {
+        fromLeft.append(RelativePathOf(*pSnapshot, nNode));
+    }
+    fromLeft.sort();
+    EXPECT_EQ(
+        fromLeft, (QStringList { QStringLiteral("a/diff.txt"), QStringLiteral("a/left.txt"), QStringLiteral("b") }));
+    QStringList fromRight;
+    for (const int nNode : DifferencesBelow(*pSnapshot, top, SIDE_RIGHT)) {
+        fromRight.append(RelativePathOf(*pSnapshot, nNode));
+    }
+    fromRight.sort();
+    EXPECT_EQ(fromRight, (QStringList { QStringLiteral("a/diff.txt"), QStringLiteral("c") }));
 }
 
 TEST(TreeSnapshot, SizeTextsThatAreNotNumbersCountNoBytes)
