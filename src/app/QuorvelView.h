@@ -202,6 +202,8 @@ private:
     std::int64_t ItemBytes(const CFileItem& item, int nSide) const;
     // Starts a worker that owns its copy of the item.
     void HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*, const ItemHandOver&));
+    // Where a folder item itself lies on a side: the side's root folder for the tree's root.
+    QString FolderPathOn(const CFileItem& folder, int nSide) const;
     // The folder on nToSide that receives the item.
     QString TargetFolderOf(const CFileItem* pItem, int nToSide) const;
     // Runs one remote command on a connection of its own; TRANSFER_DONE or a failure, strFailure says why.

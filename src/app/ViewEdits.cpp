@@ -27,6 +27,14 @@ bool NameTakenOnSide(const CFileItem& folder, const CFileItem* pExcept, int nSid
 
 } // namespace
 
+QString CQuorvelView::FolderPathOn(const CFileItem& folder, int nSide) const
+{
+    if (folder.fParent == nullptr) {
+        return nSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror;
+    }
+    return JoinPath(folder.strPaths[nSide], folder.strName);
+}
+
 int CQuorvelView::RunRemoteCommand(const std::function<int(TransferContext&)>& command, QString& strFailure)
 {
     std::unique_ptr<CCurlConnection> pConnection = m_session.AcquireConnection(nullptr);
@@ -108,8 +116,7 @@ QString CQuorvelView::MakeFolder(const ItemPath& folder, int nSide, const QStrin
         if (NameTakenOnSide(*pFolder, nullptr, nSide, strName)) {
             return FormatText("\"%s\" already exists on the %s side.", strName, kSideWords[nSide]);
         }
-        const QString& strRoot = nSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror;
-        strParent = pFolder->fParent == nullptr ? strRoot : JoinPath(pFolder->strPaths[nSide], pFolder->strName);
+        strParent = FolderPathOn(*pFolder, nSide);
     }
     if (nSide == SIDE_LEFT) {
         if (QString strError = MakeLocalFolder(JoinPath(strParent, strName)); !strError.isEmpty()) {

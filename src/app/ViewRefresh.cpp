@@ -235,9 +235,7 @@ void CQuorvelView::RefreshAfterNewName(
             MarkDeleted(pOld, nSide);
         }
     }
-    const bool bTop = pFolder->fParent == nullptr;
-    const QString strSideFolder = bTop ? (nSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror)
-                                       : JoinPath(pFolder->strPaths[nSide], pFolder->strName);
+    const QString strSideFolder = FolderPathOn(*pFolder, nSide);
     CFileItemPtr pNew = NewItem();
     pNew->kind = pFormer != nullptr ? pFormer->kind : KIND_DIR;
     pNew->strName = strName;

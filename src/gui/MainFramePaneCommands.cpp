@@ -55,6 +55,23 @@ QString FindCompareProgram()
     return {};
 }
 
+// The nodes that are on nSide, as the view's commands name them; *pBytes adds up their files' sizes there.
+std::vector<ItemPath> ItemsOnSide(
+    const CTreeSnapshot& snapshot, const std::vector<int>& nodes, int nSide, long long* pBytes = nullptr)
+{
+    std::vector<ItemPath> items;
+    for (const int nNode : nodes) {
+        const SnapshotNode& node = snapshot.Node(nNode);
+        if (node.IsOn(nSide)) {
+            items.push_back({ RelativePathOf(snapshot, nNode), node.nKind });
+            if (pBytes != nullptr) {
+                *pBytes += BytesOfSizeText(node.strSize[nSide]);
+            }
+        }
+    }
+    return items;
+}
+
 } // namespace
 
 void CMainFrame::BuildPaneCommands()
@@ -138,15 +155,8 @@ void CMainFrame::CopySelection(int nFromSide, bool bOnlyDifferences)
     const CTreeSnapshot& snapshot = m_pModel->Snapshot();
     const std::vector<int> nodes
         = bOnlyDifferences ? DifferencesBelow(snapshot, SelectedNodes(), nFromSide) : SelectedNodes();
-    std::vector<ItemPath> items;
     long long nBytes = 0;
-    for (const int nNode : nodes) {
-        const SnapshotNode& node = snapshot.Node(nNode);
-        if (node.IsOn(nFromSide)) {
-            items.push_back({ RelativePathOf(snapshot, nNode), node.nKind });
-            nBytes += BytesOfSizeText(node.strSize[nFromSide]);
-        }
-    }
+    const std::vector<ItemPath> items = ItemsOnSide(snapshot, nodes, nFromSide, &nBytes);
     if (items.empty()) {
         statusBar()->showMessage(QStringLiteral("Nothing to copy."), 5000);
         return;
@@ -173,13 +183,7 @@ void CMainFrame::DeleteSelection()
         return;
     }
     const int nSide = m_pPanes->ActiveSide();
-    const CTreeSnapshot& snapshot = m_pModel->Snapshot();
-    std::vector<ItemPath> items;
-    for (const int nNode : SelectedNodes()) {
-        if (snapshot.Node(nNode).IsOn(nSide)) {
-            items.push_back({ RelativePathOf(snapshot, nNode), snapshot.Node(nNode).nKind });
-        }
-    }
+    const std::vector<ItemPath> items = ItemsOnSide(m_pModel->Snapshot(), SelectedNodes(), nSide);
     if (items.empty()) {
         return;
     }
