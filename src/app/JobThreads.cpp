@@ -4,6 +4,7 @@
 #include <QDirIterator>
 #include <QFileInfo>
 
+#include "app/JobMaking.h"
 #include "app/QuorvelView.h"
 #include "ftp/CurlConnection.h"
 #include "ftp/FtpSession.h"
@@ -22,31 +23,6 @@ bool RemoveCompletedRows()
     return CSettingsStore().ReadInt("Settings", "DeleteRowOfGoodXfer") != 0;
 }
 
-const QString kCache = QStringLiteral("Cache");
-
-JobFields RowFieldsOf(const TransferJob& job, bool bToCache)
-{
-    const QString strLocal = job.operation == TransferOperation::Copy ? job.strTargetRemotePath
-        : bToCache                                                    ? kCache
-                                                                      : job.strLocalPath;
-    return { job.bFolder ? job.strName + QLatin1Char('/') : job.strName, strLocal, RemotePathOf(job),
-        OperationWord(job.operation), QStringLiteral("Waiting...") };
-}
-
-// A row's fields as the job they stand for.
-TransferJob JobFromFields(const JobFields& fields)
-{
-    TransferJob job;
-    job.operation = OperationFromWord(fields.strOperation);
-    job.bFolder = fields.strFilename.isEmpty() || fields.strFilename.endsWith(QLatin1Char('/'));
-    const qsizetype nCut = fields.strFtpPath.lastIndexOf(QLatin1Char('/'));
-    job.strRemoteFolder = nCut <= 0 ? QStringLiteral("/") : fields.strFtpPath.left(nCut);
-    job.strName = fields.strFtpPath.mid(nCut + 1);
-    job.strLocalPath = fields.strLocalPath;
-    job.strTargetRemotePath = fields.strLocalPath;
-    return job;
-}
-
 void EndJob(CQuorvelView& view, int nJobId, const QString& strName, int nResult)
 {
     const bool bRemove = RemoveCompletedRows();
@@ -56,8 +32,8 @@ void EndJob(CQuorvelView& view, int nJobId, const QString& strName, int nResult)
     view.CountResult(nResult);
 }
 
-// A copy worker's job from the item it took over: to the other side, or into the cache.
-int RunItemJob(CQuorvelView* pView, const ItemHandOver& handOver, bool bToCache)
+// A copy worker's job: to the other side, or into the cache.
+int RunItemJob(CQuorvelView* pView, const PreparedJob& prepared, bool bToCache)
 {
     Log("CopyEachItemExThread::[%ld] Entering...", CurrentThreadId());
     if (!pView->Session().HasSite()) {
@@ -70,10 +46,10 @@ int RunItemJob(CQuorvelView* pView, const ItemHandOver& handOver, bool bToCache)
         pView->Trace().AddTraceText(TRACE_ERROR, QStringLiteral("The FTP connection was lost."));
         return 1;
     }
-    const TransferJob job = pView->JobForHandOver(handOver, bToCache);
+    const TransferJob& job = prepared.job;
     Log("CopyEachItemExThread::[%ld] Progress_Init() for %s with %lld bytes...", CurrentThreadId(), job.strName,
-        static_cast<long long>(handOver.nTotalBytes));
-    const int nJobId = pView->List().AddJob(handOver.nTotalBytes, RowFieldsOf(job, bToCache));
+        static_cast<long long>(prepared.nTotalBytes));
+    const int nJobId = pView->List().AddJob(prepared.nTotalBytes, prepared.row);
     const int nResult = pView->Runner().CopyItemEx(nJobId, job, std::move(pConnection));
     EndJob(*pView, nJobId, job.strName, nResult);
     if (nResult == TRANSFER_DONE) {
@@ -159,14 +135,14 @@ int ResubmitThread(CQuorvelView* pView, const QString& strLine, TransferOperatio
         return 1;
     }
     const auto& [nJobId, fields] = *parsed;
-    TransferJob job = JobFromFields(fields);
+    TransferJob job = JobFromRow(fields);
     job.operation = operation;
     const ResubmitTexts texts = TextsFor(operation, job.bFolder);
     const QString strRemote = RemotePathOf(job);
-    const bool bToCache = fields.strLocalPath.compare(kCache, Qt::CaseInsensitive) == 0;
+    const bool bToCache = IsCacheRow(fields);
     if (operation == TransferOperation::Download) {
         // Downloads go to the cache first; from there a copy goes to the local path.
-        job.strLocalPath = pView->CachePathOf(strRemote);
+        job.strLocalPath = pView->Paths().CachePathOf(strRemote);
     }
     const std::int64_t nTotal
         = operation == TransferOperation::Upload ? LocalSize(job.strLocalPath) : pView->RecordedSize(strRemote);
@@ -230,14 +206,14 @@ int ResubmitThread(CQuorvelView* pView, const QString& strLine, TransferOperatio
 
 } // namespace
 
-int CopyEachItemExThread(CQuorvelView* pView, const ItemHandOver& handOver)
+int CopyEachItemExThread(CQuorvelView* pView, const PreparedJob& prepared)
 {
-    return RunItemJob(pView, handOver, false);
+    return RunItemJob(pView, prepared, false);
 }
 
-int CacheSelectedItems2CacheThread(CQuorvelView* pView, const ItemHandOver& handOver)
+int CacheSelectedItems2CacheThread(CQuorvelView* pView, const PreparedJob& prepared)
 {
-    return RunItemJob(pView, handOver, true);
+    return RunItemJob(pView, prepared, true);
 }
 
 int ResubmitDownloadThread(CQuorvelView* pView, const QString& strJobLine)
@@ -273,11 +249,10 @@ int DropPasteCopyThread(CQuorvelView* pView, const DropHandOver& drop)
                 pView->Trace().AddTraceText(TRACE_ERROR, QStringLiteral("The FTP connection was lost."));
                 return 1;
             }
-            const TransferJob job { TransferOperation::Upload, source.isDir(), source.fileName(), strPath,
-                drop.strTargetFolder, -1, {} };
-            const int nJobId = pView->List().AddJob(LocalSize(strPath), RowFieldsOf(job, false));
-            const int nResult = pView->Runner().CopyItemEx(nJobId, job);
-            EndJob(*pView, nJobId, job.strName, nResult);
+            const PreparedJob prepared = MakeDropJob(strPath, drop.strTargetFolder);
+            const int nJobId = pView->List().AddJob(prepared.nTotalBytes, prepared.row);
+            const int nResult = pView->Runner().CopyItemEx(nJobId, prepared.job);
+            EndJob(*pView, nJobId, prepared.job.strName, nResult);
             if (nResult != TRANSFER_DONE) {
                 continue;
             }
@@ -287,13 +262,11 @@ int DropPasteCopyThread(CQuorvelView* pView, const DropHandOver& drop)
     return 1;
 }
 
-int RunDeleteJob(CQuorvelView& view, const TransferJob& job)
+int RunDeleteJob(CQuorvelView& view, const PreparedJob& prepared)
 {
-    JobFields fields = RowFieldsOf(job, false);
-    fields.strLocalPath.clear();
-    const int nJobId = view.List().AddJob(0, fields);
-    const int nResult = view.Runner().CopyItemEx(nJobId, job);
-    EndJob(view, nJobId, job.strName, nResult);
+    const int nJobId = view.List().AddJob(0, prepared.row);
+    const int nResult = view.Runner().CopyItemEx(nJobId, prepared.job);
+    EndJob(view, nJobId, prepared.job.strName, nResult);
     return nResult;
 }
 
@@ -304,7 +277,7 @@ void ResubmitDeleteJob(CQuorvelView& view, const QString& strJobLine)
         return;
     }
     const auto& [nJobId, fields] = *parsed;
-    const TransferJob job = JobFromFields(fields);
+    const TransferJob job = JobFromRow(fields);
     JobFields waiting = fields;
     waiting.strMessage = QStringLiteral("Waiting...");
     if (view.List().ReopenJob(nJobId, 0, waiting) < 0) {

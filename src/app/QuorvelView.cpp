@@ -18,13 +18,6 @@
 
 namespace {
 
-std::int64_t SizeFromText(const QString& strSize)
-{
-    bool bOk = false;
-    const std::int64_t nSize = QString(strSize).remove(QLatin1Char(',')).toLongLong(&bOk);
-    return bOk ? nSize : -1;
-}
-
 CPaneSettings ReadPaneSettings()
 {
     CSettingsStore store;
@@ -56,10 +49,10 @@ CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferL
     : m_session(session)
     , m_trace(trace)
     , m_list(list)
-    , m_folders(std::move(folders))
+    , m_paths(std::move(folders))
     , m_paneSettings(ReadPaneSettings())
     , m_runner(session, trace, list)
-    , m_comparison(std::make_unique<CFolderComparison>(m_folders.strLocal, m_folders.strMirror, m_folders.strRemote))
+    , m_comparison(std::make_unique<CFolderComparison>(Folders().strLocal, Folders().strMirror, Folders().strRemote))
 { }
 
 CQuorvelView::~CQuorvelView()
@@ -73,7 +66,7 @@ CQuorvelView::~CQuorvelView()
 ComparisonOutcome CQuorvelView::Compare(
     int nThreads, const CFolderScanner::Progress& progress, const std::atomic<bool>* pCancel)
 {
-    auto comparison = std::make_unique<CFolderComparison>(m_folders.strLocal, m_folders.strMirror, m_folders.strRemote);
+    auto comparison = std::make_unique<CFolderComparison>(Folders().strLocal, Folders().strMirror, Folders().strRemote);
     const ComparisonOutcome outcome = comparison->Run(nThreads, progress, pCancel);
     if (pCancel != nullptr && pCancel->load()) {
         return outcome;
@@ -85,83 +78,33 @@ ComparisonOutcome CQuorvelView::Compare(
     return outcome;
 }
 
-std::int64_t CQuorvelView::ItemBytes(const CFileItem& item, int nSide) const
-{
-    if (item.kind == KIND_FILE) {
-        return std::max<std::int64_t>(0, SizeFromText(item.strSize[nSide]));
-    }
-    std::int64_t nTotal = 0;
-    for (const CFileItem* pItem = NextInPreOrder(&item, &item); pItem != nullptr;
-         pItem = NextInPreOrder(pItem, &item)) {
-        if (pItem->kind == KIND_FILE && !pItem->strPaths[nSide].isEmpty()) {
-            nTotal += std::max<std::int64_t>(0, SizeFromText(pItem->strSize[nSide]));
-        }
-    }
-    return nTotal;
-}
-
-QString CQuorvelView::TargetFolderOf(const CFileItem* pItem, int nToSide) const
-{
-    bool bDerived = false;
-    const QString strTarget = m_comparison->Tree().FillOutTargetPath(pItem, nToSide, bDerived);
-    if (!strTarget.isEmpty()) {
-        return strTarget;
-    }
-    // Nothing near the item has that side (a side that is empty at its top): the path follows the folders
-    // from the nearest one that has it, or from the side's root folder.
-    QString strRelative;
-    for (const CFileItem* pFolder = pItem->fParent; pFolder != nullptr; pFolder = pFolder->fParent) {
-        if (pFolder->fParent == nullptr) {
-            const QString& strRoot = nToSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror;
-            return strRelative.isEmpty() ? strRoot : JoinPath(strRoot, strRelative);
-        }
-        if (!pFolder->strPaths[nToSide].isEmpty()) {
-            const QString strFolder = JoinPath(pFolder->strPaths[nToSide], pFolder->strName);
-            return strRelative.isEmpty() ? strFolder : JoinPath(strFolder, strRelative);
-        }
-        strRelative = strRelative.isEmpty() ? pFolder->strName : JoinPath(pFolder->strName, strRelative);
-    }
-    return {};
-}
-
-void CQuorvelView::HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*, const ItemHandOver&))
-{
-    // The worker owns its own copy of the item, so the next one can be prepared at once.
-    StartWorker([this, procedure, handOver = std::move(handOver)] { procedure(this, handOver); });
-}
-
 int CQuorvelView::CopySelectedItems(const std::vector<ItemPath>& items, int nFromSide)
 {
-    const int nToSide = 1 - nFromSide;
     bool bReplaceAll = false;
     int nStarted = 0;
     for (const ItemPath& path : items) {
-        ItemHandOver handOver;
-        bool bTargetHasIt = false;
+        std::optional<PreparedJob> prepared;
         {
             std::lock_guard lock(m_viewLock);
             const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
             if (pItem == nullptr || pItem->strPaths[nFromSide].isEmpty()) {
                 continue;
             }
-            const QString strTarget = TargetFolderOf(pItem, nToSide);
-            if (strTarget.isEmpty()) {
-                m_trace.AddTraceLine(TRACE_ERROR, "%s has no folder to go to on the other side; it was not copied.",
-                    FullName(*pItem, nFromSide));
+            QString strWhyNot;
+            prepared = MakeCopyJob(m_paths, Tree(), *pItem, nFromSide, strWhyNot);
+            if (!prepared) {
+                m_trace.AddTraceText(TRACE_ERROR, strWhyNot);
                 continue;
             }
-            bTargetHasIt = !pItem->strPaths[nToSide].isEmpty();
-            handOver = { CloneItem(*pItem), nFromSide, strTarget, ItemBytes(*pItem, nFromSide) };
         }
         bool bStop = false;
-        if (bTargetHasIt
-            && !MayReplace(JoinPath(handOver.strText, handOver.pItem->strName), nToSide, bReplaceAll, bStop)) {
+        if (!prepared->strReplaces.isEmpty() && !MayReplace(prepared->strReplaces, 1 - nFromSide, bReplaceAll, bStop)) {
             if (bStop) {
                 break;
             }
             continue;
         }
-        HandOver(std::move(handOver), CopyEachItemExThread);
+        StartWorker([this, job = std::move(*prepared)] { CopyEachItemExThread(this, job); });
         ++nStarted;
     }
     return nStarted;
@@ -171,16 +114,16 @@ int CQuorvelView::CacheSelectedItems(const std::vector<ItemPath>& items)
 {
     int nStarted = 0;
     for (const ItemPath& path : items) {
-        ItemHandOver handOver;
+        PreparedJob prepared;
         {
             std::lock_guard lock(m_viewLock);
             const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
             if (pItem == nullptr || pItem->strPaths[SIDE_RIGHT].isEmpty()) {
                 continue;
             }
-            handOver = { CloneItem(*pItem), SIDE_RIGHT, pItem->strPaths[SIDE_RIGHT], ItemBytes(*pItem, SIDE_RIGHT) };
+            prepared = MakeCacheJob(m_paths, *pItem);
         }
-        HandOver(std::move(handOver), CacheSelectedItems2CacheThread);
+        StartWorker([this, job = std::move(prepared)] { CacheSelectedItems2CacheThread(this, job); });
         ++nStarted;
     }
     return nStarted;
@@ -190,32 +133,30 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nS
 {
     int nDeleted = 0;
     for (const ItemPath& path : items) {
-        ItemHandOver handOver;
+        PreparedJob prepared;
         {
             std::lock_guard lock(m_viewLock);
             const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
             if (pItem == nullptr || pItem->strPaths[nSide].isEmpty()) {
                 continue;
             }
-            handOver = { CloneItem(*pItem), nSide, pItem->strPaths[nSide], 0 };
+            prepared = MakeDeleteJob(m_paths, *pItem, nSide);
         }
-        TransferJob job = JobForHandOver(handOver, true);
-        job.operation = TransferOperation::Delete;
+        const QString& strLocal = prepared.job.strLocalPath;
         if (nSide == SIDE_LEFT) {
             // A local item: no connection, no row; the trace says what failed.
-            job.strLocalPath = FullName(*handOver.pItem, SIDE_LEFT);
-            const QString strError = !bLocalToTrash ? RemoveLocalEntry(job.strLocalPath)
-                : QFile::moveToTrash(job.strLocalPath)
+            const QString strError = !bLocalToTrash ? RemoveLocalEntry(strLocal)
+                : QFile::moveToTrash(strLocal)
                 ? QString()
-                : FormatText("\"%s\" could not be moved to the trash; it was left as it is.", job.strLocalPath);
+                : FormatText("\"%s\" could not be moved to the trash; it was left as it is.", strLocal);
             if (!strError.isEmpty()) {
                 m_trace.AddTraceText(TRACE_ERROR, strError);
                 continue;
             }
-        } else if (RunDeleteJob(*this, job) != TRANSFER_DONE) {
+        } else if (RunDeleteJob(*this, prepared) != TRANSFER_DONE) {
             continue;
         }
-        RefreshAfterDelete(job, nSide);
+        RefreshAfterDelete(prepared.job, nSide);
         ++nDeleted;
     }
     return nDeleted;
@@ -223,22 +164,17 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nS
 
 void CQuorvelView::CopyWithinFtp(const ItemPath& path, const QString& strTargetRemoteFolder)
 {
-    TransferJob job;
+    PreparedJob prepared;
     {
         std::lock_guard lock(m_viewLock);
         const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
         if (pItem == nullptr || pItem->strPaths[SIDE_RIGHT].isEmpty()) {
             return;
         }
-        job = JobForHandOver({ CloneItem(*pItem), SIDE_RIGHT, pItem->strPaths[SIDE_RIGHT], 0 }, true);
+        prepared = MakeServerCopyJob(m_paths, *pItem, strTargetRemoteFolder);
     }
-    job.operation = TransferOperation::Copy;
-    job.strTargetRemotePath = JoinRemotePath(strTargetRemoteFolder, job.strName);
     // The row is made here and the FTP-copy worker runs it as it runs a resubmitted one.
-    const int nJobId
-        = m_list.AddThis({ job.bFolder ? job.strName + QLatin1Char('/') : job.strName, job.strTargetRemotePath,
-                             RemotePathOf(job), OperationWord(job.operation), QStringLiteral("Waiting...") },
-            {});
+    const int nJobId = m_list.AddThis(prepared.row, {});
     if (const std::optional<TransferRow> row = m_list.Row(nJobId)) {
         ResubmitJob(nJobId, FieldsOf(*row));
     }
@@ -268,9 +204,7 @@ void CQuorvelView::DropFiles(const QStringList& paths, int nToSide, const QStrin
         if (nToSide == SIDE_LEFT) {
             bExists = QFileInfo::exists(QDir(strTargetFolder).filePath(strName));
         } else {
-            const QString strCache = CachePathOf(JoinRemotePath(strTargetFolder, strName));
-            const std::optional<QString> relative
-                = strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
+            const std::optional<QString> relative = m_paths.RelativeOfRemote(JoinRemotePath(strTargetFolder, strName));
             std::lock_guard lock(m_viewLock);
             const CFileItem* pItem = relative ? FindByRelativePath(*relative, KIND_FILE) : nullptr;
             const CFileItem* pFolder = relative ? FindByRelativePath(*relative, KIND_DIR) : nullptr;
@@ -312,75 +246,6 @@ bool CQuorvelView::ResubmitJob(int nJobId, const JobFields& fields)
     return false;
 }
 
-std::optional<QString> CQuorvelView::RelativeOf(const QString& strPath, int nSide) const
-{
-    const QString& strRoot = nSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror;
-    const QString strClean = QDir::cleanPath(strPath);
-    const QString strCleanRoot = QDir::cleanPath(strRoot);
-    if (strClean == strCleanRoot) {
-        return QString();
-    }
-    const QString strPrefix = strCleanRoot.endsWith(QLatin1Char('/')) ? strCleanRoot : strCleanRoot + QLatin1Char('/');
-    if (!strClean.startsWith(strPrefix)) {
-        return std::nullopt;
-    }
-    return strClean.mid(strPrefix.size());
-}
-
-QString CQuorvelView::RemoteFolderOf(const QString& strMirrorFolder) const
-{
-    const std::optional<QString> relative = RelativeOf(strMirrorFolder, SIDE_RIGHT);
-    if (!relative) {
-        return {};
-    }
-    return relative->isEmpty() ? m_folders.strRemote : JoinRemotePath(m_folders.strRemote, *relative);
-}
-
-QString CQuorvelView::CachePathOf(const QString& strRemotePath) const
-{
-    const QString strRoot
-        = m_folders.strRemote.endsWith(QLatin1Char('/')) ? m_folders.strRemote : m_folders.strRemote + QLatin1Char('/');
-    if (strRemotePath == m_folders.strRemote || strRemotePath + QLatin1Char('/') == strRoot) {
-        return m_folders.strMirror;
-    }
-    if (!strRemotePath.startsWith(strRoot)) {
-        return {};
-    }
-    const QString strRelative = strRemotePath.mid(strRoot.size());
-    // The mirror holds only names a listing could have given: nothing climbs out of it.
-    for (const QString& strPart : strRelative.split(QLatin1Char('/'))) {
-        if (!IsSafeEntryName(strPart)) {
-            return {};
-        }
-    }
-    return QDir(m_folders.strMirror).filePath(strRelative);
-}
-
-TransferJob CQuorvelView::JobForHandOver(const ItemHandOver& handOver, bool bToCache) const
-{
-    const CFileItem& item = *handOver.pItem;
-    TransferJob job;
-    job.bFolder = item.kind == KIND_DIR;
-    job.strName = item.strName;
-    if (handOver.nFromSide == SIDE_LEFT) {
-        job.operation = TransferOperation::Upload;
-        job.strLocalPath = FullName(item, SIDE_LEFT);
-        job.strRemoteFolder = RemoteFolderOf(handOver.strText);
-        return job;
-    }
-    job.operation = TransferOperation::Download;
-    job.strRemoteFolder = RemoteFolderOf(item.strPaths[SIDE_RIGHT]);
-    job.strLocalPath = bToCache ? FullName(item, SIDE_RIGHT) : JoinPath(handOver.strText, item.strName);
-    if (!job.bFolder) {
-        job.nExpectedSize = SizeFromText(item.strSize[SIDE_RIGHT]);
-        // Sizes beyond what a listing can say for certain are not held against the download.
-        if (job.nExpectedSize >= INT32_MAX) {
-            job.nExpectedSize = -1;
-        }
-    }
-    return job;
-}
-
 CFileItem* CQuorvelView::FindByRelativePath(const QString& strRelative, int nKind) const
 {
     CFileItem* pItem = m_comparison->Tree().Root();
@@ -392,13 +257,6 @@ CFileItem* CQuorvelView::FindByRelativePath(const QString& strRelative, int nKin
         pItem = FindSibling(i + 1 == parts.size() ? nKind : KIND_DIR, parts[i], pItem->pFirstChild);
     }
     return pItem;
-}
-
-std::optional<QString> CQuorvelView::RelativeOfJob(const TransferJob& job) const
-{
-    const QString strRemote = RemotePathOf(job);
-    const QString strCache = CachePathOf(strRemote);
-    return strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
 }
 
 void CQuorvelView::CountResult(int nResult)

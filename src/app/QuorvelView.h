@@ -12,6 +12,7 @@
 #include <QString>
 #include <QStringList>
 
+#include "app/JobMaking.h"
 #include "app/PaneSettings.h"
 #include "transfer/JobRunner.h"
 #include "transfer/TransferJob.h"
@@ -42,14 +43,6 @@ public:
     virtual ConflictAnswer AskReplace(const QString& strTarget, int nToSide) = 0;
 };
 
-// The folders of one comparison: the user's, the mirror of the FTP folder, and the FTP folder itself.
-struct ViewFolders
-{
-    QString strLocal;
-    QString strMirror;
-    QString strRemote;
-};
-
 // An item named by where it stands below the tree's root ("docs/a.txt"), found again under the view's lock
 // when a command runs: a pointer kept outside the lock would dangle once a job's refresh or a new
 // comparison replaced the item.
@@ -60,16 +53,6 @@ struct ItemPath
 };
 ItemPath PathOfItem(const CFileItem& item);
 std::vector<ItemPath> PathsOfItems(const std::vector<CFileItem*>& items);
-
-// What a starting worker takes over from the view: a detached copy of the item, the side it comes from,
-// the folder on the other side that receives it, and the bytes it holds.
-struct ItemHandOver
-{
-    CFileItemPtr pItem;
-    int nFromSide = SIDE_LEFT;
-    QString strText;
-    std::int64_t nTotalBytes = 0;
-};
 
 // What the drop-and-paste worker takes over: the dropped paths, the side and folder item they go to.
 struct DropHandOver
@@ -126,7 +109,8 @@ public:
     [[nodiscard]] unsigned TreeGeneration() const { return m_nTreeGeneration.load(); }
     // Held by whoever reads or changes the tree while jobs may be refreshing it.
     [[nodiscard]] std::mutex& ViewLock() { return m_viewLock; }
-    [[nodiscard]] const ViewFolders& Folders() const { return m_folders; }
+    [[nodiscard]] const ViewFolders& Folders() const { return m_paths.Folders(); }
+    [[nodiscard]] const CViewPaths& Paths() const { return m_paths; }
     // The appearance and behaviour settings, read from the profile when the view was made.
     [[nodiscard]] const CPaneSettings& PaneSettings() const { return m_paneSettings; }
 
@@ -163,10 +147,6 @@ public:
     [[nodiscard]] CFtpSession& Session() { return m_session; }
     [[nodiscard]] CTraceBuffer& Trace() { return m_trace; }
     [[nodiscard]] CTransferListView& List() { return m_list; }
-    // The job that copies (or caches) a handed-over item.
-    [[nodiscard]] TransferJob JobForHandOver(const ItemHandOver& handOver, bool bToCache) const;
-    // Where the mirror keeps a remote path; empty for a path outside the compared folder.
-    [[nodiscard]] QString CachePathOf(const QString& strRemotePath) const;
     // After a job that completed: the tree shows the copied item on both sides, the mirror forgets what an
     // upload changed on the server, and a cached item is compared again.
     void RefreshAfterCopy(const TransferJob& job);
@@ -194,18 +174,9 @@ public:
 
 private:
     CFileItem* FindByRelativePath(const QString& strRelative, int nKind) const;
-    // A path below a side's root folder (the mirror on the right) relative to it; nothing when outside.
-    std::optional<QString> RelativeOf(const QString& strPath, int nSide) const;
-    std::optional<QString> RelativeOfJob(const TransferJob& job) const;
-    QString RemoteFolderOf(const QString& strMirrorFolder) const;
     void ForgetMirrorCopy(const QString& strRemotePath) const;
-    std::int64_t ItemBytes(const CFileItem& item, int nSide) const;
-    // Starts a worker that owns its copy of the item.
-    void HandOver(ItemHandOver handOver, int (*procedure)(CQuorvelView*, const ItemHandOver&));
     // Where a folder item itself lies on a side: the side's root folder for the tree's root.
     QString FolderPathOn(const CFileItem& folder, int nSide) const;
-    // The folder on nToSide that receives the item.
-    QString TargetFolderOf(const CFileItem* pItem, int nToSide) const;
     // Runs one remote command on a connection of its own; TRANSFER_DONE or a failure, strFailure says why.
     int RunRemoteCommand(const std::function<int(TransferContext&)>& command, QString& strFailure);
     // Asks before replacing; false when the item is to be left alone. bStop: nothing more is to be copied.
@@ -214,7 +185,7 @@ private:
     CFtpSession& m_session;
     CTraceBuffer& m_trace;
     CTransferListView& m_list;
-    ViewFolders m_folders;
+    CViewPaths m_paths;
     CPaneSettings m_paneSettings;
     CJobRunner m_runner;
     std::unique_ptr<CFolderComparison> m_comparison;

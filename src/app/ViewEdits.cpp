@@ -30,7 +30,7 @@ bool NameTakenOnSide(const CFileItem& folder, const CFileItem* pExcept, int nSid
 QString CQuorvelView::FolderPathOn(const CFileItem& folder, int nSide) const
 {
     if (folder.fParent == nullptr) {
-        return nSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror;
+        return m_paths.Root(nSide);
     }
     return JoinPath(folder.strPaths[nSide], folder.strName);
 }
@@ -79,7 +79,7 @@ QString CQuorvelView::RenameItem(const ItemPath& item, int nSide, const QString&
             return strError;
         }
     } else {
-        const QString strRemoteFolder = RemoteFolderOf(strFolder);
+        const QString strRemoteFolder = m_paths.RemoteFolderOf(strFolder);
         if (strRemoteFolder.isEmpty()) {
             return FormatText("\"%s\" lies outside the compared FTP folder.", strFolder);
         }
@@ -124,7 +124,7 @@ QString CQuorvelView::MakeFolder(const ItemPath& folder, int nSide, const QStrin
             return strError;
         }
     } else {
-        const QString strRemoteFolder = RemoteFolderOf(strParent);
+        const QString strRemoteFolder = m_paths.RemoteFolderOf(strParent);
         QString strFailure;
         if (strRemoteFolder.isEmpty()
             || RunRemoteCommand(

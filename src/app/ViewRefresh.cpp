@@ -74,7 +74,7 @@ void CQuorvelView::RefreshAfterCopy(const TransferJob& job)
     if (bUpload) {
         ForgetMirrorCopy(RemotePathOf(job));
     }
-    const std::optional<QString> relative = RelativeOfJob(job);
+    const std::optional<QString> relative = m_paths.RelativeOfRemote(RemotePathOf(job));
     if (!relative) {
         return;
     }
@@ -85,9 +85,10 @@ void CQuorvelView::RefreshAfterCopy(const TransferJob& job)
         return;
     }
     const int nFromSide = bUpload ? SIDE_LEFT : SIDE_RIGHT;
-    const QString strTargetFolder = bUpload ? CachePathOf(job.strRemoteFolder) : QFileInfo(job.strLocalPath).path();
+    const QString strTargetFolder
+        = bUpload ? m_paths.CachePathOf(job.strRemoteFolder) : QFileInfo(job.strLocalPath).path();
     // Only the copy of the same item (not one to another name or folder) makes it Same.
-    if (FullName(*pItem, nFromSide) != (bUpload ? job.strLocalPath : CachePathOf(RemotePathOf(job)))
+    if (FullName(*pItem, nFromSide) != (bUpload ? job.strLocalPath : m_paths.CachePathOf(RemotePathOf(job)))
         || (!bUpload && JoinPath(strTargetFolder, pItem->strName) != job.strLocalPath)) {
         return;
     }
@@ -96,8 +97,8 @@ void CQuorvelView::RefreshAfterCopy(const TransferJob& job)
 
 void CQuorvelView::RefreshAfterCache(const QString& strRemotePath, bool bFolder)
 {
-    const QString strCache = CachePathOf(strRemotePath);
-    const std::optional<QString> relative = strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
+    const QString strCache = m_paths.CachePathOf(strRemotePath);
+    const std::optional<QString> relative = m_paths.RelativeOfRemote(strRemotePath);
     if (!relative) {
         return;
     }
@@ -139,8 +140,8 @@ void CQuorvelView::RefreshAfterDelete(const TransferJob& job, int nSide)
     if (nSide == SIDE_RIGHT) {
         ForgetMirrorCopy(RemotePathOf(job));
     }
-    const std::optional<QString> relative
-        = nSide == SIDE_LEFT ? RelativeOf(job.strLocalPath, SIDE_LEFT) : RelativeOfJob(job);
+    const std::optional<QString> relative = nSide == SIDE_LEFT ? m_paths.RelativeOf(job.strLocalPath, SIDE_LEFT)
+                                                               : m_paths.RelativeOfRemote(RemotePathOf(job));
     if (!relative || relative->isEmpty()) {
         return;
     }
@@ -158,8 +159,7 @@ void CQuorvelView::RefreshAfterServerCopy(const TransferJob& job)
 
 std::int64_t CQuorvelView::RecordedSize(const QString& strRemotePath)
 {
-    const QString strCache = CachePathOf(strRemotePath);
-    const std::optional<QString> relative = strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
+    const std::optional<QString> relative = m_paths.RelativeOfRemote(strRemotePath);
     if (!relative || relative->isEmpty()) {
         return 0;
     }
@@ -173,10 +173,8 @@ std::int64_t CQuorvelView::RecordedSize(const QString& strRemotePath)
 
 void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QString& strTargetFolder)
 {
-    const std::optional<QString> relative = nSide == SIDE_LEFT
-        ? RelativeOf(strTargetFolder, SIDE_LEFT)
-        : (CachePathOf(strTargetFolder).isEmpty() ? std::nullopt
-                                                  : RelativeOf(CachePathOf(strTargetFolder), SIDE_RIGHT));
+    const std::optional<QString> relative = nSide == SIDE_LEFT ? m_paths.RelativeOf(strTargetFolder, SIDE_LEFT)
+                                                               : m_paths.RelativeOfRemote(strTargetFolder);
     if (!relative) {
         return;
     }
@@ -187,7 +185,7 @@ void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QSt
     if (pFolder == nullptr) {
         return;
     }
-    const QString strSideFolder = nSide == SIDE_LEFT ? strTargetFolder : CachePathOf(strTargetFolder);
+    const QString strSideFolder = nSide == SIDE_LEFT ? strTargetFolder : m_paths.CachePathOf(strTargetFolder);
     if (nSide == SIDE_LEFT) {
         // A local copy is on disk: read it as a scan would.
         CFolderScanner().ScanFolder(pFolder, strSideFolder, strSideFolder, pFolder->indent, SIDE_LEFT, true);
@@ -241,7 +239,7 @@ void CQuorvelView::RefreshAfterNewName(
     pNew->strName = strName;
     pNew->indent = pFolder->indent + 1;
     pNew->strPaths[nSide] = strSideFolder;
-    pNew->strShowPaths[nSide] = nSide == SIDE_LEFT ? strSideFolder : RemoteFolderOf(strSideFolder);
+    pNew->strShowPaths[nSide] = nSide == SIDE_LEFT ? strSideFolder : m_paths.RemoteFolderOf(strSideFolder);
     if (pNew->kind == KIND_FILE) {
         // A rename keeps size, time and contents.
         pNew->status = nSide == SIDE_LEFT ? FILE_LEFT_ONLY : FILE_RIGHT_ONLY;
@@ -280,12 +278,12 @@ void CQuorvelView::RefreshAfterNewName(
 // and the next scan fetches the truth.
 void CQuorvelView::ForgetMirrorCopy(const QString& strRemotePath) const
 {
-    const QString strCache = CachePathOf(strRemotePath);
-    if (strCache.isEmpty() || strCache == m_folders.strMirror) {
+    const QString strCache = m_paths.CachePathOf(strRemotePath);
+    if (strCache.isEmpty() || strCache == Folders().strMirror) {
         return;
     }
     const QFileInfo copy(strCache);
-    const QString strMirrorRoot = QDir::cleanPath(m_folders.strMirror);
+    const QString strMirrorRoot = QDir::cleanPath(Folders().strMirror);
     for (QString strFolder = QDir::cleanPath(copy.path()); strFolder.startsWith(strMirrorRoot);
          strFolder = QFileInfo(strFolder).path()) {
         QFile::remove(QDir(strFolder).filePath(QString::fromLatin1(kFolderCurrentMarker)));

@@ -275,7 +275,7 @@ void CMainFrame::OpenCurrent()
     const int nSide = m_pPanes->ActiveSide();
     const CTreeSnapshot& snapshot = m_pModel->Snapshot();
     const QString strPath = nSide == SIDE_LEFT ? snapshot.FullPath(nNode, SIDE_LEFT)
-                                               : pView->CachePathOf(snapshot.FullPath(nNode, SIDE_RIGHT));
+                                               : pView->Paths().CachePathOf(snapshot.FullPath(nNode, SIDE_RIGHT));
     if (strPath.isEmpty() || !QDesktopServices::openUrl(QUrl::fromLocalFile(strPath))) {
         QMessageBox::warning(this, QStringLiteral("Open"),
             FormatText("\"%s\" could not be opened: no application is set up for it.", strPath));
@@ -291,7 +291,7 @@ void CMainFrame::ViewBothSides()
     }
     const CTreeSnapshot& snapshot = m_pModel->Snapshot();
     const QString strLeft = snapshot.FullPath(nNode, SIDE_LEFT);
-    const QString strRight = pView->CachePathOf(snapshot.FullPath(nNode, SIDE_RIGHT));
+    const QString strRight = pView->Paths().CachePathOf(snapshot.FullPath(nNode, SIDE_RIGHT));
     // The suite's viewer shows the two tiled where it is registered; else a comparison program.
     const QString strViewer = GetCompanionPath(CRegistrationStore(), Companion::Plenora);
     if (!strViewer.isEmpty()) {

@@ -46,7 +46,8 @@ TEST_F(Resubmit, ADroppedDownloadFailsKeepsTheTargetAndSucceedsInTheSameRow)
     EXPECT_EQ(Status(nJobId), QStringLiteral("Completed")) << TraceTexts().join(QLatin1Char('\n')).toStdString();
     EXPECT_EQ(m_list.Rows().size(), 1u) << "the same row, the same id";
     EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/file.txt"))), QByteArray("remote contents\n"));
-    EXPECT_EQ(ReadFileBytes(m_pView->CachePathOf(QStringLiteral("/pub/file.txt"))), QByteArray("remote contents\n"))
+    EXPECT_EQ(
+        ReadFileBytes(m_pView->Paths().CachePathOf(QStringLiteral("/pub/file.txt"))), QByteArray("remote contents\n"))
         << "downloads go through the cache";
     EXPECT_TRUE(Traced(TRACE_PLAIN, QStringLiteral("RETRY: downloding \"/pub/file.txt\".")));
     EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("\"/pub/file.txt\" downloaded.")));

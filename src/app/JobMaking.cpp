@@ -1,0 +1,234 @@
+#include "app/JobMaking.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include "ftp/ListingParser.h"
+#include "support/TextFormat.h"
+#include "transfer/TransferRoutines.h"
+#include "tree/FileItem.h"
+#include "tree/FileTree.h"
+
+namespace {
+
+const QString kCache = QStringLiteral("Cache");
+
+std::int64_t SizeFromText(const QString& strSize)
+{
+    bool bOk = false;
+    const std::int64_t nSize = QString(strSize).remove(QLatin1Char(',')).toLongLong(&bOk);
+    return bOk ? nSize : -1;
+}
+
+JobFields RowOf(const TransferJob& job, const QString& strLocalColumn)
+{
+    return { job.bFolder ? job.strName + QLatin1Char('/') : job.strName, strLocalColumn, RemotePathOf(job),
+        OperationWord(job.operation), QStringLiteral("Waiting...") };
+}
+
+// The folder on nToSide that receives the item: the one matching its parent, made up from the nearest
+// folder above that the side has (or the side's root) where the side lacks the parent.
+QString TargetFolderOf(const CViewPaths& paths, const CFileTree& tree, const CFileItem& item, int nToSide)
+{
+    bool bDerived = false;
+    const QString strTarget = tree.FillOutTargetPath(&item, nToSide, bDerived);
+    if (!strTarget.isEmpty()) {
+        return strTarget;
+    }
+    QString strRelative;
+    for (const CFileItem* pFolder = item.fParent; pFolder != nullptr; pFolder = pFolder->fParent) {
+        if (pFolder->fParent == nullptr) {
+            const QString& strRoot = paths.Root(nToSide);
+            return strRelative.isEmpty() ? strRoot : JoinPath(strRoot, strRelative);
+        }
+        if (!pFolder->strPaths[nToSide].isEmpty()) {
+            const QString strFolder = JoinPath(pFolder->strPaths[nToSide], pFolder->strName);
+            return strRelative.isEmpty() ? strFolder : JoinPath(strFolder, strRelative);
+        }
+        strRelative = strRelative.isEmpty() ? pFolder->strName : JoinPath(pFolder->strName, strRelative);
+    }
+    return {};
+}
+
+// A download of the FTP item to strLocalPath.
+TransferJob DownloadOf(const CViewPaths& paths, const CFileItem& item, const QString& strLocalPath)
+{
+    TransferJob job;
+    job.operation = TransferOperation::Download;
+    job.bFolder = item.kind == KIND_DIR;
+    job.strName = item.strName;
+    job.strRemoteFolder = paths.RemoteFolderOf(item.strPaths[SIDE_RIGHT]);
+    job.strLocalPath = strLocalPath;
+    if (!job.bFolder) {
+        job.nExpectedSize = SizeFromText(item.strSize[SIDE_RIGHT]);
+        // Sizes beyond what a listing can say for certain are not held against the download.
+        if (job.nExpectedSize >= INT32_MAX) {
+            job.nExpectedSize = -1;
+        }
+    }
+    return job;
+}
+
+} // namespace
+
+const QString& CViewPaths::Root(int nSide) const
+{
+    return nSide == SIDE_LEFT ? m_folders.strLocal : m_folders.strMirror;
+}
+
+std::optional<QString> CViewPaths::RelativeOf(const QString& strPath, int nSide) const
+{
+    const QString strClean = QDir::cleanPath(strPath);
+    const QString strCleanRoot = QDir::cleanPath(Root(nSide));
+    if (strClean == strCleanRoot) {
+        return QString();
+    }
+    const QString strPrefix = strCleanRoot.endsWith(QLatin1Char('/')) ? strCleanRoot : strCleanRoot + QLatin1Char('/');
+    if (!strClean.startsWith(strPrefix)) {
+        return std::nullopt;
+    }
+    return strClean.mid(strPrefix.size());
+}
+
+QString CViewPaths::RemoteFolderOf(const QString& strMirrorFolder) const
+{
+    const std::optional<QString> relative = RelativeOf(strMirrorFolder, SIDE_RIGHT);
+    if (!relative) {
+        return {};
+    }
+    return relative->isEmpty() ? m_folders.strRemote : JoinRemotePath(m_folders.strRemote, *relative);
+}
+
+QString CViewPaths::CachePathOf(const QString& strRemotePath) const
+{
+    const QString strRoot
+        = m_folders.strRemote.endsWith(QLatin1Char('/')) ? m_folders.strRemote : m_folders.strRemote + QLatin1Char('/');
+    if (strRemotePath == m_folders.strRemote || strRemotePath + QLatin1Char('/') == strRoot) {
+        return m_folders.strMirror;
+    }
+    if (!strRemotePath.startsWith(strRoot)) {
+        return {};
+    }
+    const QString strRelative = strRemotePath.mid(strRoot.size());
+    // The mirror holds only names a listing could have given: nothing climbs out of it.
+    for (const QString& strPart : strRelative.split(QLatin1Char('/'))) {
+        if (!IsSafeEntryName(strPart)) {
+            return {};
+        }
+    }
+    return QDir(m_folders.strMirror).filePath(strRelative);
+}
+
+std::optional<QString> CViewPaths::RelativeOfRemote(const QString& strRemotePath) const
+{
+    const QString strCache = CachePathOf(strRemotePath);
+    return strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
+}
+
+std::int64_t ItemBytes(const CFileItem& item, int nSide)
+{
+    if (item.kind == KIND_FILE) {
+        return std::max<std::int64_t>(0, SizeFromText(item.strSize[nSide]));
+    }
+    std::int64_t nTotal = 0;
+    for (const CFileItem* pItem = NextInPreOrder(&item, &item); pItem != nullptr;
+         pItem = NextInPreOrder(pItem, &item)) {
+        if (pItem->kind == KIND_FILE && !pItem->strPaths[nSide].isEmpty()) {
+            nTotal += std::max<std::int64_t>(0, SizeFromText(pItem->strSize[nSide]));
+        }
+    }
+    return nTotal;
+}
+
+std::optional<PreparedJob> MakeCopyJob(
+    const CViewPaths& paths, const CFileTree& tree, const CFileItem& item, int nFromSide, QString& strWhyNot)
+{
+    const int nToSide = 1 - nFromSide;
+    const QString strTarget = TargetFolderOf(paths, tree, item, nToSide);
+    if (strTarget.isEmpty()) {
+        strWhyNot
+            = FormatText("%s has no folder to go to on the other side; it was not copied.", FullName(item, nFromSide));
+        return std::nullopt;
+    }
+    PreparedJob prepared;
+    if (nFromSide == SIDE_LEFT) {
+        prepared.job.operation = TransferOperation::Upload;
+        prepared.job.bFolder = item.kind == KIND_DIR;
+        prepared.job.strName = item.strName;
+        prepared.job.strLocalPath = FullName(item, SIDE_LEFT);
+        prepared.job.strRemoteFolder = paths.RemoteFolderOf(strTarget);
+    } else {
+        prepared.job = DownloadOf(paths, item, JoinPath(strTarget, item.strName));
+    }
+    prepared.row = RowOf(prepared.job, prepared.job.strLocalPath);
+    prepared.nTotalBytes = ItemBytes(item, nFromSide);
+    if (!item.strPaths[nToSide].isEmpty()) {
+        prepared.strReplaces = nToSide == SIDE_LEFT ? prepared.job.strLocalPath : RemotePathOf(prepared.job);
+    }
+    return prepared;
+}
+
+PreparedJob MakeCacheJob(const CViewPaths& paths, const CFileItem& item)
+{
+    PreparedJob prepared;
+    prepared.job = DownloadOf(paths, item, FullName(item, SIDE_RIGHT));
+    prepared.row = RowOf(prepared.job, kCache);
+    prepared.nTotalBytes = ItemBytes(item, SIDE_RIGHT);
+    return prepared;
+}
+
+PreparedJob MakeDeleteJob(const CViewPaths& paths, const CFileItem& item, int nSide)
+{
+    PreparedJob prepared;
+    prepared.job.operation = TransferOperation::Delete;
+    prepared.job.bFolder = item.kind == KIND_DIR;
+    prepared.job.strName = item.strName;
+    prepared.job.strLocalPath = FullName(item, nSide);
+    if (nSide == SIDE_RIGHT) {
+        prepared.job.strRemoteFolder = paths.RemoteFolderOf(item.strPaths[SIDE_RIGHT]);
+    }
+    prepared.row = RowOf(prepared.job, {});
+    return prepared;
+}
+
+PreparedJob MakeServerCopyJob(const CViewPaths& paths, const CFileItem& item, const QString& strTargetRemoteFolder)
+{
+    PreparedJob prepared;
+    prepared.job.operation = TransferOperation::Copy;
+    prepared.job.bFolder = item.kind == KIND_DIR;
+    prepared.job.strName = item.strName;
+    prepared.job.strRemoteFolder = paths.RemoteFolderOf(item.strPaths[SIDE_RIGHT]);
+    prepared.job.strTargetRemotePath = JoinRemotePath(strTargetRemoteFolder, item.strName);
+    prepared.row = RowOf(prepared.job, prepared.job.strTargetRemotePath);
+    prepared.nTotalBytes = ItemBytes(item, SIDE_RIGHT);
+    return prepared;
+}
+
+PreparedJob MakeDropJob(const QString& strLocalPath, const QString& strRemoteFolder)
+{
+    const QFileInfo source(strLocalPath);
+    PreparedJob prepared;
+    prepared.job
+        = { TransferOperation::Upload, source.isDir(), source.fileName(), strLocalPath, strRemoteFolder, -1, {} };
+    prepared.row = RowOf(prepared.job, strLocalPath);
+    prepared.nTotalBytes = LocalSize(strLocalPath);
+    return prepared;
+}
+
+TransferJob JobFromRow(const JobFields& fields)
+{
+    TransferJob job;
+    job.operation = OperationFromWord(fields.strOperation);
+    job.bFolder = fields.strFilename.isEmpty() || fields.strFilename.endsWith(QLatin1Char('/'));
+    const qsizetype nCut = fields.strFtpPath.lastIndexOf(QLatin1Char('/'));
+    job.strRemoteFolder = nCut <= 0 ? QStringLiteral("/") : fields.strFtpPath.left(nCut);
+    job.strName = fields.strFtpPath.mid(nCut + 1);
+    job.strLocalPath = fields.strLocalPath;
+    job.strTargetRemotePath = fields.strLocalPath;
+    return job;
+}
+
+bool IsCacheRow(const JobFields& fields)
+{
+    return fields.strLocalPath.compare(kCache, Qt::CaseInsensitive) == 0;
+}
