@@ -174,6 +174,7 @@ PreparedJob MakeCacheJob(const CViewPaths& paths, const CFileItem& item)
     prepared.job = DownloadOf(paths, item, FullName(item, SIDE_RIGHT));
     prepared.row = RowOf(prepared.job, kCache);
     prepared.nTotalBytes = ItemBytes(item, SIDE_RIGHT);
+    prepared.bIntoMirror = true;
     return prepared;
 }
 

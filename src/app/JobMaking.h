@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 #include <QString>
@@ -53,6 +54,10 @@ struct PreparedJob
     std::int64_t nTotalBytes = 0;
     // What the copy would replace on the other side; empty when the other side does not have the item.
     QString strReplaces;
+    // The job downloads into the mirror rather than to the other side.
+    bool bIntoMirror = false;
+    // Told the job's result (TRANSFER_DONE ...) on the worker's thread, once the tree shows it.
+    std::function<void(int)> whenDone;
 };
 
 // The bytes an item's files hold on a side (a folder's, all the way down).

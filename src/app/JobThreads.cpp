@@ -32,18 +32,25 @@ void EndJob(CQuorvelView& view, int nJobId, const QString& strName, int nResult)
     view.CountResult(nResult);
 }
 
-// A copy worker's job: to the other side, or into the cache.
-int RunItemJob(CQuorvelView* pView, const PreparedJob& prepared, bool bToCache)
+// A copy worker's job: to the other side, or into the mirror.
+int RunItemJob(CQuorvelView* pView, const PreparedJob& prepared)
 {
     Log("CopyEachItemExThread::[%ld] Entering...", CurrentThreadId());
+    const auto tell = [&prepared](int nResult) {
+        if (prepared.whenDone) {
+            prepared.whenDone(nResult);
+        }
+    };
     if (!pView->Session().HasSite()) {
         pView->Trace().AddTraceText(TRACE_ERROR, QStringLiteral("The FTP connection was lost."));
+        tell(TRANSFER_FAILED);
         return 1;
     }
     bool bBusy = false;
     std::unique_ptr<CCurlConnection> pConnection = pView->Runner().ConnectionIfFree(bBusy);
     if (!pConnection && !bBusy) {
         pView->Trace().AddTraceText(TRACE_ERROR, QStringLiteral("The FTP connection was lost."));
+        tell(TRANSFER_FAILED);
         return 1;
     }
     const TransferJob& job = prepared.job;
@@ -53,12 +60,13 @@ int RunItemJob(CQuorvelView* pView, const PreparedJob& prepared, bool bToCache)
     const int nResult = pView->Runner().CopyItemEx(nJobId, job, std::move(pConnection));
     EndJob(*pView, nJobId, job.strName, nResult);
     if (nResult == TRANSFER_DONE) {
-        if (bToCache) {
+        if (prepared.bIntoMirror) {
             pView->RefreshAfterCache(RemotePathOf(job), job.bFolder);
         } else {
             pView->RefreshAfterCopy(job);
         }
     }
+    tell(nResult);
     return 1;
 }
 
@@ -208,12 +216,12 @@ int ResubmitThread(CQuorvelView* pView, const QString& strLine, TransferOperatio
 
 int CopyEachItemExThread(CQuorvelView* pView, const PreparedJob& prepared)
 {
-    return RunItemJob(pView, prepared, false);
+    return RunItemJob(pView, prepared);
 }
 
 int CacheSelectedItems2CacheThread(CQuorvelView* pView, const PreparedJob& prepared)
 {
-    return RunItemJob(pView, prepared, true);
+    return RunItemJob(pView, prepared);
 }
 
 int ResubmitDownloadThread(CQuorvelView* pView, const QString& strJobLine)

@@ -1,5 +1,6 @@
 #include "app/PaneCommandRules.h"
 
+#include <algorithm>
 #include <set>
 
 #include <QStringList>
@@ -77,25 +78,37 @@ std::array<CommandState, kPaneCommands> JudgePaneCommands(const SelectionFacts& 
         states[CMD_NEW_FOLDER] = Enabled();
     }
     const bool bOneFile = bOne && pOne->nKind == KIND_FILE;
+    // An FTP file that the mirror holds only as a placeholder is downloaded first, which needs the server.
+    const bool bNeedsDownload = bOneFile && pOne->IsOn(SIDE_RIGHT) && !MirrorCopyIsWhole(*pOne);
+    const char* const pNotDownloaded = "The FTP file has not been downloaded, and the server is not connected.";
     if (!bOneFile) {
         states[CMD_OPEN] = Disabled("Select one file to open.");
+        states[CMD_EDIT] = Disabled("Select one file to edit.");
     } else if (!pOne->IsOn(nSide)) {
-        states[CMD_OPEN] = Disabled("The file is not on this side.");
-    } else if (nSide == SIDE_RIGHT && !MirrorCopyIsWhole(*pOne)) {
-        states[CMD_OPEN] = Disabled("The FTP file has not been downloaded: download it to the cache first.");
+        states[CMD_OPEN] = states[CMD_EDIT] = Disabled("The file is not on this side.");
+    } else if (nSide == SIDE_RIGHT && !facts.bFtpReady) {
+        states[CMD_OPEN] = bNeedsDownload ? Disabled(pNotDownloaded) : Enabled();
+        states[CMD_EDIT] = Disabled(pNotConnected);
     } else {
-        states[CMD_OPEN] = Enabled();
+        states[CMD_OPEN] = states[CMD_EDIT] = Enabled();
     }
     if (!bOneFile || !pOne->IsOn(SIDE_LEFT) || !pOne->IsOn(SIDE_RIGHT)) {
         states[CMD_VIEW_BOTH] = Disabled("Select one file that is on both sides.");
-    } else if (!MirrorCopyIsWhole(*pOne)) {
-        states[CMD_VIEW_BOTH] = Disabled("The FTP file has not been downloaded: download it to the cache first.");
+    } else if (bNeedsDownload && !facts.bFtpReady) {
+        states[CMD_VIEW_BOTH] = Disabled(pNotDownloaded);
     } else {
         states[CMD_VIEW_BOTH] = Enabled();
     }
     states[CMD_SHOW_IN_FOLDER] = !bOne ? Disabled("Select one item.")
         : pOne->IsOn(SIDE_LEFT)        ? Enabled()
                                        : Disabled("The item is not on the local side.");
+    states[CMD_COPY_WITHIN_FTP] = copyState(SIDE_RIGHT, "Nothing selected is on the FTP side.");
+    states[CMD_COPY_FILES] = facts.selected.empty() ? Disabled(pNothing)
+        : AnyOn(facts, SIDE_LEFT)                   ? Enabled()
+                                                    : Disabled("Nothing selected is on the local side.");
+    states[CMD_PASTE] = !facts.bClipboardHasFiles ? Disabled("The clipboard holds no files.")
+        : bSideReady                              ? Enabled()
+                                                  : Disabled(pNotConnected);
     return states;
 }
 
@@ -130,6 +143,17 @@ std::vector<int> DifferencesBelow(const CTreeSnapshot& snapshot, const std::vect
     return { found.begin(), found.end() };
 }
 
+int FolderNodeOnSide(const CTreeSnapshot& snapshot, int nNode, int nSide)
+{
+    if (nNode > 0 && snapshot.Node(nNode).nKind != KIND_DIR) {
+        nNode = snapshot.Node(nNode).nParent;
+    }
+    while (nNode > 0 && !snapshot.Node(nNode).IsOn(nSide)) {
+        nNode = snapshot.Node(nNode).nParent;
+    }
+    return std::max(nNode, 0);
+}
+
 QString RelativePathOf(const CTreeSnapshot& snapshot, int nNode)
 {
     QStringList names;
@@ -137,4 +161,20 @@ QString RelativePathOf(const CTreeSnapshot& snapshot, int nNode)
         names.prepend(snapshot.Node(n).strName);
     }
     return names.join(QLatin1Char('/'));
+}
+
+std::vector<ItemPath> ItemsOnSide(
+    const CTreeSnapshot& snapshot, const std::vector<int>& nodes, int nSide, long long* pBytes)
+{
+    std::vector<ItemPath> items;
+    for (const int nNode : nodes) {
+        const SnapshotNode& node = snapshot.Node(nNode);
+        if (nNode > 0 && node.IsOn(nSide)) {
+            items.push_back({ RelativePathOf(snapshot, nNode), node.nKind });
+            if (pBytes != nullptr) {
+                *pBytes += BytesOfSizeText(node.strSize[nSide]);
+            }
+        }
+    }
+    return items;
 }

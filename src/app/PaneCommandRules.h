@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include "app/QuorvelView.h"
 #include "app/TreeSnapshot.h"
 
 // The commands of the comparison panes that act on the selection.
@@ -17,8 +18,12 @@ enum PaneCommand : int
     CMD_RENAME,
     CMD_NEW_FOLDER,
     CMD_OPEN,
+    CMD_EDIT,
     CMD_VIEW_BOTH,
     CMD_SHOW_IN_FOLDER,
+    CMD_COPY_WITHIN_FTP, // into another folder of the server
+    CMD_COPY_FILES, // the local files to the clipboard
+    CMD_PASTE, // files from the clipboard into this side's folder
     kPaneCommands
 };
 
@@ -36,6 +41,7 @@ struct SelectionFacts
     std::vector<int> selected; // snapshot nodes
     int nActiveSide = SIDE_LEFT;
     bool bFtpReady = false; // the FTP side is a connected server
+    bool bClipboardHasFiles = false;
 };
 
 std::array<CommandState, kPaneCommands> JudgePaneCommands(const SelectionFacts& facts);
@@ -44,5 +50,13 @@ std::array<CommandState, kPaneCommands> JudgePaneCommands(const SelectionFacts& 
 // that is not Same and is on nFromSide, with no node twice.
 std::vector<int> DifferencesBelow(const CTreeSnapshot& snapshot, const std::vector<int>& selected, int nFromSide);
 
+// The folder node that receives what is dropped or pasted on a node on nSide: the node itself when it is a
+// folder, else its folder, the nearest one that side has; 0 for the root.
+int FolderNodeOnSide(const CTreeSnapshot& snapshot, int nNode, int nSide);
+
 // A node's path below the root ("docs/a.txt"), as the view's commands name items.
 QString RelativePathOf(const CTreeSnapshot& snapshot, int nNode);
+
+// The nodes that are on nSide, as the view's commands name them; *pBytes adds up their files' sizes there.
+std::vector<ItemPath> ItemsOnSide(
+    const CTreeSnapshot& snapshot, const std::vector<int>& nodes, int nSide, long long* pBytes = nullptr);

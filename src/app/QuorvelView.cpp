@@ -110,7 +110,7 @@ int CQuorvelView::CopySelectedItems(const std::vector<ItemPath>& items, int nFro
     return nStarted;
 }
 
-int CQuorvelView::CacheSelectedItems(const std::vector<ItemPath>& items)
+int CQuorvelView::CacheSelectedItems(const std::vector<ItemPath>& items, const std::function<void(int)>& whenDone)
 {
     int nStarted = 0;
     for (const ItemPath& path : items) {
@@ -123,6 +123,7 @@ int CQuorvelView::CacheSelectedItems(const std::vector<ItemPath>& items)
             }
             prepared = MakeCacheJob(m_paths, *pItem);
         }
+        prepared.whenDone = whenDone;
         StartWorker([this, job = std::move(prepared)] { CacheSelectedItems2CacheThread(this, job); });
         ++nStarted;
     }
@@ -162,22 +163,54 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nS
     return nDeleted;
 }
 
-void CQuorvelView::CopyWithinFtp(const ItemPath& path, const QString& strTargetRemoteFolder)
+int CQuorvelView::CopyWithinFtp(const std::vector<ItemPath>& items, const QString& strTargetRemoteFolder)
 {
-    PreparedJob prepared;
-    {
-        std::lock_guard lock(m_viewLock);
-        const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
-        if (pItem == nullptr || pItem->strPaths[SIDE_RIGHT].isEmpty()) {
-            return;
+    const QString strTarget = QDir::cleanPath(strTargetRemoteFolder);
+    if (!strTarget.startsWith(QLatin1Char('/'))) {
+        m_trace.AddTraceLine(
+            TRACE_ERROR, "\"%s\" is not a folder path on the server; it starts with \"/\".", strTarget);
+        return 0;
+    }
+    bool bReplaceAll = false;
+    int nStarted = 0;
+    for (const ItemPath& path : items) {
+        PreparedJob prepared;
+        bool bTargetHasIt = false;
+        {
+            std::lock_guard lock(m_viewLock);
+            const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
+            if (pItem == nullptr || pItem->fParent == nullptr || pItem->strPaths[SIDE_RIGHT].isEmpty()) {
+                continue;
+            }
+            prepared = MakeServerCopyJob(m_paths, *pItem, strTarget);
+            const std::optional<QString> relative = m_paths.RelativeOfRemote(prepared.job.strTargetRemotePath);
+            const CFileItem* pThere = relative ? FindByRelativePath(*relative, path.nKind) : nullptr;
+            bTargetHasIt = pThere != nullptr && !pThere->strPaths[SIDE_RIGHT].isEmpty();
         }
-        prepared = MakeServerCopyJob(m_paths, *pItem, strTargetRemoteFolder);
+        const QString strSource = RemotePathOf(prepared.job);
+        if (prepared.job.strRemoteFolder == strTarget) {
+            m_trace.AddTraceLine(TRACE_ERROR, "%s is in that folder already; it was not copied.", strSource);
+            continue;
+        }
+        if (QString(strTarget + QLatin1Char('/')).startsWith(strSource + QLatin1Char('/'))) {
+            m_trace.AddTraceLine(TRACE_ERROR, "%s cannot be copied into itself.", strSource);
+            continue;
+        }
+        bool bStop = false;
+        if (bTargetHasIt && !MayReplace(prepared.job.strTargetRemotePath, SIDE_RIGHT, bReplaceAll, bStop)) {
+            if (bStop) {
+                break;
+            }
+            continue;
+        }
+        // The row is made here and the FTP-copy worker runs it as it runs a resubmitted one.
+        const int nJobId = m_list.AddThis(prepared.row, {});
+        if (const std::optional<TransferRow> row = m_list.Row(nJobId)) {
+            ResubmitJob(nJobId, FieldsOf(*row));
+            ++nStarted;
+        }
     }
-    // The row is made here and the FTP-copy worker runs it as it runs a resubmitted one.
-    const int nJobId = m_list.AddThis(prepared.row, {});
-    if (const std::optional<TransferRow> row = m_list.Row(nJobId)) {
-        ResubmitJob(nJobId, FieldsOf(*row));
-    }
+    return nStarted;
 }
 
 bool CQuorvelView::MayReplace(const QString& strTarget, int nToSide, bool& bReplaceAll, bool& bStop)
@@ -200,6 +233,11 @@ void CQuorvelView::DropFiles(const QStringList& paths, int nToSide, const QStrin
     bool bReplaceAll = false;
     for (const QString& strPath : paths) {
         const QString strName = QFileInfo(strPath).fileName();
+        if (nToSide == SIDE_LEFT
+            && QDir::cleanPath(QFileInfo(strPath).absolutePath()) == QDir::cleanPath(strTargetFolder)) {
+            // Dropped where it lies: a copy onto itself would change nothing.
+            continue;
+        }
         bool bExists = false;
         if (nToSide == SIDE_LEFT) {
             bExists = QFileInfo::exists(QDir(strTargetFolder).filePath(strName));

@@ -120,8 +120,9 @@ public:
     // Copies each item to the other side as a job of its own; an item the target side has already is
     // copied only when the prompt allows it. Returns the number of jobs started.
     int CopySelectedItems(const std::vector<ItemPath>& items, int nFromSide);
-    // Downloads remote items into the mirror, where they can be compared and opened.
-    int CacheSelectedItems(const std::vector<ItemPath>& items);
+    // Downloads remote items into the mirror, where they can be compared and opened; whenDone hears each
+    // job's result on its worker.
+    int CacheSelectedItems(const std::vector<ItemPath>& items, const std::function<void(int)>& whenDone = {});
     // Deletes items on one side at once, each in a row of its own; returns how many were deleted. Local
     // items go to the desktop's trash with bLocalToTrash.
     int DeleteSelectedItems(const std::vector<ItemPath>& items, int nSide, bool bLocalToTrash = false);
@@ -131,8 +132,9 @@ public:
     // Makes a folder strName inside the folder item (the root for an empty path) on one side. An error
     // sentence, or empty.
     QString MakeFolder(const ItemPath& folder, int nSide, const QString& strName);
-    // Copies a remote item into another remote folder, on the server.
-    void CopyWithinFtp(const ItemPath& item, const QString& strTargetRemoteFolder);
+    // Copies remote items into another remote folder, on the server, each as a job of its own; an item the
+    // folder has already is replaced only when the prompt allows it. Returns the number of jobs started.
+    int CopyWithinFtp(const std::vector<ItemPath>& items, const QString& strTargetRemoteFolder);
     // Copies dropped or pasted local files into a folder of one side: locally, or by upload jobs.
     void DropFiles(const QStringList& paths, int nToSide, const QString& strTargetFolder);
     // Runs a row's job again in the same row. Returns false, as the list's resubmission expects.
@@ -175,6 +177,10 @@ public:
 private:
     CFileItem* FindByRelativePath(const QString& strRelative, int nKind) const;
     void ForgetMirrorCopy(const QString& strRemotePath) const;
+    // Shows an item the server has now in the tree, before the mirror lists it: undecided where the local
+    // side has it too. Called under the view's lock.
+    void ShowNewOnServer(CFileItem* pFolder, const QString& strRemoteFolder, const QString& strName, bool bFolder,
+        const QString& strSize, const QString& strTime);
     // Where a folder item itself lies on a side: the side's root folder for the tree's root.
     QString FolderPathOn(const CFileItem& folder, int nSide) const;
     // Runs one remote command on a connection of its own; TRANSFER_DONE or a failure, strFailure says why.

@@ -152,11 +152,6 @@ void CQuorvelView::RefreshAfterDelete(const TransferJob& job, int nSide)
     }
 }
 
-void CQuorvelView::RefreshAfterServerCopy(const TransferJob& job)
-{
-    ForgetMirrorCopy(job.strTargetRemotePath);
-}
-
 std::int64_t CQuorvelView::RecordedSize(const QString& strRemotePath)
 {
     const std::optional<QString> relative = m_paths.RelativeOfRemote(strRemotePath);
@@ -194,20 +189,50 @@ void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QSt
         AddComparedFiles(comparer.ComparedFiles());
         return;
     }
-    // The server has it now but the mirror has not listed it: shown from the local original, not compared.
+    ShowNewOnServer(pFolder, strTargetFolder, source.fileName(), source.isDir(),
+        MakeSizeText(static_cast<std::uint64_t>(source.size())),
+        MakeTimeText(source.lastModified().toSecsSinceEpoch()));
+}
+
+void CQuorvelView::RefreshAfterServerCopy(const TransferJob& job)
+{
+    ForgetMirrorCopy(job.strTargetRemotePath);
+    const qsizetype nCut = job.strTargetRemotePath.lastIndexOf(QLatin1Char('/'));
+    const QString strTargetFolder = nCut <= 0 ? QStringLiteral("/") : job.strTargetRemotePath.left(nCut);
+    const std::optional<QString> target = m_paths.RelativeOfRemote(strTargetFolder);
+    const std::optional<QString> source = m_paths.RelativeOfRemote(RemotePathOf(job));
+    if (!target) {
+        return;
+    }
+    const TreeChangeNotice notice(m_nTreeGeneration);
+    std::lock_guard lock(m_viewLock);
+    CFileItem* pFolder = FindByRelativePath(*target, KIND_DIR);
+    const CFileItem* pSource = source ? FindByRelativePath(*source, job.bFolder ? KIND_DIR : KIND_FILE) : nullptr;
+    if (pFolder == nullptr) {
+        return;
+    }
+    ShowNewOnServer(pFolder, strTargetFolder, job.strTargetRemotePath.mid(nCut + 1), job.bFolder,
+        pSource != nullptr ? pSource->strSize[SIDE_RIGHT] : QString(),
+        pSource != nullptr ? pSource->strTime[SIDE_RIGHT] : QString());
+}
+
+void CQuorvelView::ShowNewOnServer(CFileItem* pFolder, const QString& strRemoteFolder, const QString& strName,
+    bool bFolder, const QString& strSize, const QString& strTime)
+{
+    // The server has it now but the mirror has not listed it: shown as it was sent, not compared.
     CFileItemPtr pNew = NewItem();
-    pNew->strName = source.fileName();
+    pNew->strName = strName;
     pNew->indent = pFolder->indent + 1;
-    pNew->strPaths[SIDE_RIGHT] = strSideFolder;
-    pNew->strShowPaths[SIDE_RIGHT] = strTargetFolder;
-    if (source.isDir()) {
+    pNew->strPaths[SIDE_RIGHT] = m_paths.CachePathOf(strRemoteFolder);
+    pNew->strShowPaths[SIDE_RIGHT] = strRemoteFolder;
+    if (bFolder) {
         pNew->kind = KIND_DIR;
         pNew->status = DIR_RIGHT_ONLY;
     } else {
         pNew->kind = KIND_FILE;
         pNew->status = FILE_RIGHT_ONLY;
-        pNew->strSize[SIDE_RIGHT] = MakeSizeText(static_cast<std::uint64_t>(source.size()));
-        pNew->strTime[SIDE_RIGHT] = MakeTimeText(source.lastModified().toSecsSinceEpoch());
+        pNew->strSize[SIDE_RIGHT] = strSize;
+        pNew->strTime[SIDE_RIGHT] = strTime;
         pNew->strVersion[SIDE_RIGHT] = kUnknownVersion;
     }
     CFileItem* pLive = AddItem(std::move(pNew), pFolder);

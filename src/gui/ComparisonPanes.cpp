@@ -11,6 +11,7 @@
 #include "app/PaneSettings.h"
 #include "gui/ComparisonFilter.h"
 #include "gui/ComparisonModel.h"
+#include "gui/PaneView.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
         m_pRootLabels[nSide]->setIndent(4);
         pLayout->addWidget(m_pRootLabels[nSide]);
 
-        QTreeView* pView = new QTreeView(pBox);
+        auto* pView = new CPaneView(nSide, pBox);
         m_pViews[nSide] = pView;
         pView->setObjectName(nSide == SIDE_LEFT ? QStringLiteral("leftPane") : QStringLiteral("rightPane"));
         pView->setModel(&filter);

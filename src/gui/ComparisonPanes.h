@@ -5,12 +5,13 @@
 
 #include <QSplitter>
 
+#include "gui/PaneView.h"
+
 class CComparisonFilter;
 class CComparisonModel;
 class CTreeSnapshot;
 class QItemSelectionModel;
 class QLabel;
-class QTreeView;
 struct CPaneSettings;
 
 // What the panes showed before a reset: nodes of the snapshot they showed, found again by key when a new
@@ -34,7 +35,7 @@ class CComparisonPanes : public QSplitter
 public:
     CComparisonPanes(CComparisonFilter& filter, const CPaneSettings& settings, QWidget* pParent = nullptr);
 
-    [[nodiscard]] QTreeView* Pane(int nSide) const { return m_pViews[nSide]; }
+    [[nodiscard]] CPaneView* Pane(int nSide) const { return m_pViews[nSide]; }
     [[nodiscard]] QItemSelectionModel* Selection() const;
     // The pane that has (or last had) the focus.
     [[nodiscard]] int ActiveSide() const { return m_nActiveSide; }
@@ -68,7 +69,7 @@ private:
     void RevealAndSelect(const QModelIndex& index);
 
     CComparisonFilter& m_filter;
-    QTreeView* m_pViews[2] {};
+    CPaneView* m_pViews[2] {};
     QLabel* m_pRootLabels[2] {};
     int m_nActiveSide = 0;
     bool m_bMirroring = false;

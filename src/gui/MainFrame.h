@@ -1,7 +1,9 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include <QMainWindow>
@@ -11,6 +13,7 @@
 #include "app/RefreshTimer.h"
 #include "app/TreeSnapshot.h"
 #include "app/WindowPlacement.h"
+#include "gui/PaneView.h"
 
 class CComparisonFilter;
 class CComparisonModel;
@@ -21,6 +24,7 @@ class CTraceView;
 class CTransferListWidget;
 class CWaitDialog;
 class QAction;
+class QFileSystemWatcher;
 class QLabel;
 class QLineEdit;
 class QSplitter;
@@ -87,14 +91,30 @@ private:
     void BuildPaneCommands();
     void UpdatePaneCommands();
     [[nodiscard]] std::vector<int> SelectedNodes() const;
-    void CopySelection(int nFromSide, bool bOnlyDifferences);
     void DeleteSelection();
     void RenameCurrent();
     void Rename(int nNode, int nSide, const QString& strNewName);
     void NewFolder();
+
+    // Copies: either way, dropped, pasted, within the server.
+    void CopySelection(int nFromSide, bool bOnlyDifferences);
+    void StartCopy(const std::vector<ItemPath>& items, int nFromSide, long long nBytes);
+    void DropItems(const DraggedItems& dragged);
+    void DropFiles(const QStringList& paths, int nToSide, int nFolder);
+    void CopyFilesToClipboard();
+    void PasteFiles();
+    void CopyWithinFtp();
+
+    // Opening files: a remote one is downloaded into the mirror first.
     void OpenCurrent();
+    void EditCurrent();
     void ViewBothSides();
     void ShowInFileManager();
+    // Calls use with the path of a local copy of the node's file on nSide, at once or once downloaded.
+    void WithLocalCopy(int nNode, int nSide, const std::function<void(const QString&)>& use);
+    void OpenWithEditor(const QString& strPath);
+    void EditRemote(const QString& strCached, const QString& strRemotePath);
+    void OfferUploads();
 
     void StartStopTimer();
     void ChangeTimerInterval();
@@ -122,4 +142,15 @@ private:
     CRefreshTimer m_refreshTimer;
     unsigned m_nShownGeneration = 0;
     std::function<bool(const QString&)> m_askQuit;
+    // Copies of FTP files being edited, by path, with the FTP path each goes back to when saved.
+    QFileSystemWatcher* m_pEditWatcher = nullptr;
+    struct EditedCopy
+    {
+        QString strRemotePath;
+        QString strComparison; // the FTP side of the comparison it came from
+    };
+    std::map<QString, EditedCopy> m_edits;
+    std::set<QString> m_changedEdits;
+    QTimer* m_pEditSettle = nullptr;
+    bool m_bAskingUpload = false;
 };

@@ -123,8 +123,8 @@ void CMainFrame::BuildMenus()
     };
     add(menuBar()->addMenu(QStringLiteral("&File")), { "open", "close", nullptr, "quit" });
     add(menuBar()->addMenu(QStringLiteral("&Commands")),
-        { "upload", "download", "copyDifferences", nullptr, "deleteItems", "renameItem", "newFolder", nullptr,
-            "openItem", "viewBoth", "showInFolder" });
+        { "upload", "download", "copyDifferences", "copyWithinFtp", nullptr, "copyFiles", "pasteFiles", nullptr,
+            "deleteItems", "renameItem", "newFolder", nullptr, "openItem", "editItem", "viewBoth", "showInFolder" });
     add(menuBar()->addMenu(QStringLiteral("&View")),
         { "refresh", "reloadLocal", "reloadRemote", "fullRescan", nullptr, "onlyDiff", "filter", nullptr, "expandAll",
             "collapseAll" });

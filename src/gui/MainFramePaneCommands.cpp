@@ -1,15 +1,13 @@
-// The main window's commands on the selection of the panes: copy, delete, rename, new folder, open, view
-// both sides, show in the file manager.
-#include <QDesktopServices>
-#include <QFileInfo>
+// The main window's commands on the selection of the panes: building them, judging which apply, and delete,
+// rename and new folder. Copies and opening files have files of their own.
+#include <QApplication>
+#include <QClipboard>
 #include <QInputDialog>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QProcess>
-#include <QStandardPaths>
+#include <QMimeData>
 #include <QStatusBar>
 #include <QTreeView>
-#include <QUrl>
 
 #include "app/PaneCommandRules.h"
 #include "gui/ActionMaker.h"
@@ -17,59 +15,18 @@
 #include "gui/ComparisonModel.h"
 #include "gui/ComparisonPanes.h"
 #include "gui/MainFrame.h"
-#include "gui/dialogs/ConflictPrompt.h"
-#include "support/CompanionLookup.h"
-#include "support/DiagnosticLog.h"
-#include "support/SettingsStore.h"
 #include "support/TextFormat.h"
-#include "tree/FileTexts.h"
 
 namespace {
 
 // The command of each PaneCommand, by object name.
-constexpr const char* kCommandNames[kPaneCommands] = { "upload", "download", "copyDifferences", "deleteItems",
-    "renameItem", "newFolder", "openItem", "viewBoth", "showInFolder" };
-
-// A copy this large is confirmed first.
-constexpr long long kConfirmItems = 100;
-constexpr long long kConfirmBytes = 100LL * 1024 * 1024;
+constexpr const char* kCommandNames[kPaneCommands]
+    = { "upload", "download", "copyDifferences", "deleteItems", "renameItem", "newFolder", "openItem", "editItem",
+          "viewBoth", "showInFolder", "copyWithinFtp", "copyFiles", "pasteFiles" };
 
 const char* SideName(int nSide)
 {
     return nSide == SIDE_LEFT ? "local" : "FTP";
-}
-
-// The comparison program for two files: the one in the preferences, else the first known one installed.
-QString FindCompareProgram()
-{
-    const QString strChosen = CSettingsStore().ReadString("Settings", "CompareProgram").trimmed();
-    if (!strChosen.isEmpty()) {
-        return QStandardPaths::findExecutable(strChosen).isEmpty() && !QFileInfo(strChosen).isExecutable() ? QString()
-                                                                                                           : strChosen;
-    }
-    for (const char* pName : { "meld", "kdiff3", "kompare" }) {
-        if (const QString strPath = QStandardPaths::findExecutable(QLatin1String(pName)); !strPath.isEmpty()) {
-            return strPath;
-        }
-    }
-    return {};
-}
-
-// The nodes that are on nSide, as the view's commands name them; *pBytes adds up their files' sizes there.
-std::vector<ItemPath> ItemsOnSide(
-    const CTreeSnapshot& snapshot, const std::vector<int>& nodes, int nSide, long long* pBytes = nullptr)
-{
-    std::vector<ItemPath> items;
-    for (const int nNode : nodes) {
-        const SnapshotNode& node = snapshot.Node(nNode);
-        if (node.IsOn(nSide)) {
-            items.push_back({ RelativePathOf(snapshot, nNode), node.nKind });
-            if (pBytes != nullptr) {
-                *pBytes += BytesOfSizeText(node.strSize[nSide]);
-            }
-        }
-    }
-    return items;
 }
 
 } // namespace
@@ -99,6 +56,10 @@ void CMainFrame::BuildPaneCommands()
                 QStringLiteral("Open the file with the desktop's application for it"),
                 { QKeySequence(Qt::CTRL | Qt::Key_Return) }),
         &QAction::triggered, this, &CMainFrame::OpenCurrent);
+    connect(MakeAction(this, "editItem", QStringLiteral("&Edit"),
+                QStringLiteral("Edit the file; an FTP file is offered to the server each time it is saved"),
+                { QKeySequence(Qt::Key_F4) }),
+        &QAction::triggered, this, &CMainFrame::EditCurrent);
     connect(MakeAction(this, "viewBoth", QStringLiteral("&View Both Sides"),
                 QStringLiteral("Show the local and the FTP file side by side in a comparison program")),
         &QAction::triggered, this, &CMainFrame::ViewBothSides);
@@ -106,8 +67,25 @@ void CMainFrame::BuildPaneCommands()
                 QStringLiteral("Open the local folder that holds the item")),
         &QAction::triggered, this, &CMainFrame::ShowInFileManager);
 
+    connect(MakeAction(this, "copyWithinFtp", QStringLiteral("Copy &within FTP Server..."),
+                QStringLiteral("Copy the selected FTP items into another folder of the server")),
+        &QAction::triggered, this, &CMainFrame::CopyWithinFtp);
+    // Copy and paste of files belong to the panes: elsewhere the keys copy and paste text.
+    QAction* pCopyFiles = MakeAction(this, "copyFiles", QStringLiteral("&Copy Files"),
+        QStringLiteral("Put the selected local files on the clipboard for the file manager"), { QKeySequence::Copy });
+    QAction* pPaste = MakeAction(this, "pasteFiles", QStringLiteral("&Paste Files"),
+        QStringLiteral("Copy the files on the clipboard into this side's folder"), { QKeySequence::Paste });
+    pCopyFiles->setShortcutContext(Qt::WidgetShortcut);
+    pPaste->setShortcutContext(Qt::WidgetShortcut);
+    connect(pCopyFiles, &QAction::triggered, this, &CMainFrame::CopyFilesToClipboard);
+    connect(pPaste, &QAction::triggered, this, &CMainFrame::PasteFiles);
+    connect(QApplication::clipboard(), &QClipboard::dataChanged, this, &CMainFrame::UpdatePaneCommands);
+
     for (int nSide = 0; nSide < 2; ++nSide) {
-        QTreeView* pPane = m_pPanes->Pane(nSide);
+        CPaneView* pPane = m_pPanes->Pane(nSide);
+        connect(pPane, &CPaneView::ItemsDropped, this, &CMainFrame::DropItems);
+        connect(pPane, &CPaneView::FilesDropped, this,
+            [this, nSide](const QStringList& paths, int nFolder) { DropFiles(paths, nSide, nFolder); });
         for (const char* pName : kCommandNames) {
             pPane->addAction(Action(QLatin1String(pName)));
         }
@@ -137,6 +115,8 @@ void CMainFrame::UpdatePaneCommands()
     facts.selected = SelectedNodes();
     facts.nActiveSide = m_pPanes->ActiveSide();
     facts.bFtpReady = bOpen && IsFtpLocation(m_pDocument->Request().strRight);
+    const QMimeData* pClipboard = QApplication::clipboard()->mimeData();
+    facts.bClipboardHasFiles = pClipboard != nullptr && pClipboard->hasUrls() && !LocalFilesOf(*pClipboard).isEmpty();
     const std::array<CommandState, kPaneCommands> states = JudgePaneCommands(facts);
     for (int i = 0; i < kPaneCommands; ++i) {
         QAction* pAction = Action(QLatin1String(kCommandNames[i]));
@@ -144,36 +124,6 @@ void CMainFrame::UpdatePaneCommands()
         pAction->setToolTip(
             states[static_cast<size_t>(i)].bEnabled ? pAction->statusTip() : states[static_cast<size_t>(i)].strWhyNot);
     }
-}
-
-void CMainFrame::CopySelection(int nFromSide, bool bOnlyDifferences)
-{
-    CQuorvelView* pView = m_pDocument->View();
-    if (pView == nullptr || IsBusy()) {
-        return;
-    }
-    const CTreeSnapshot& snapshot = m_pModel->Snapshot();
-    const std::vector<int> nodes
-        = bOnlyDifferences ? DifferencesBelow(snapshot, SelectedNodes(), nFromSide) : SelectedNodes();
-    long long nBytes = 0;
-    const std::vector<ItemPath> items = ItemsOnSide(snapshot, nodes, nFromSide, &nBytes);
-    if (items.empty()) {
-        statusBar()->showMessage(QStringLiteral("Nothing to copy."), 5000);
-        return;
-    }
-    const auto nItems = static_cast<long long>(items.size());
-    if ((nItems > kConfirmItems || nBytes > kConfirmBytes)
-        && QMessageBox::question(this, QStringLiteral("Copy"),
-               FormatText("Copy %lld items (%s bytes in the files) to the %s side?", nItems,
-                   MakeSizeText(static_cast<std::uint64_t>(nBytes)), SideName(1 - nFromSide)))
-            != QMessageBox::Yes) {
-        return;
-    }
-    CConflictPrompt prompt(this);
-    pView->SetConflictPrompt(&prompt);
-    const int nStarted = pView->CopySelectedItems(items, nFromSide);
-    pView->SetConflictPrompt(nullptr);
-    statusBar()->showMessage(FormatText("%d copies started.", nStarted), 5000);
 }
 
 void CMainFrame::DeleteSelection()
@@ -245,10 +195,8 @@ void CMainFrame::NewFolder()
     const int nSide = m_pPanes->ActiveSide();
     const CTreeSnapshot& snapshot = m_pModel->Snapshot();
     // Inside the selected folder, else beside the current item, else at the top.
-    int nFolder = CComparisonModel::NodeOf(m_pPanes->Selection()->currentIndex());
-    if (nFolder > 0 && (snapshot.Node(nFolder).nKind != KIND_DIR || !snapshot.Node(nFolder).IsOn(nSide))) {
-        nFolder = snapshot.Node(nFolder).nParent;
-    }
+    const int nFolder = FolderNodeOnSide(
+        snapshot, std::max(CComparisonModel::NodeOf(m_pPanes->Selection()->currentIndex()), 0), nSide);
     const QString strWhere = nFolder > 0 ? RelativePathOf(snapshot, nFolder) : QString();
     bool bOk = false;
     const QString strName = QInputDialog::getText(this, QStringLiteral("New Folder"),
@@ -263,60 +211,4 @@ void CMainFrame::NewFolder()
             const QString strError = pView->MakeFolder(folder, nSide, strName.trimmed());
             return strError.isEmpty() ? ComparisonOutcome {} : ComparisonOutcome { false, strError };
         });
-}
-
-void CMainFrame::OpenCurrent()
-{
-    CQuorvelView* pView = m_pDocument->View();
-    const int nNode = CComparisonModel::NodeOf(m_pPanes->Selection()->currentIndex());
-    if (pView == nullptr || nNode <= 0) {
-        return;
-    }
-    const int nSide = m_pPanes->ActiveSide();
-    const CTreeSnapshot& snapshot = m_pModel->Snapshot();
-    const QString strPath = nSide == SIDE_LEFT ? snapshot.FullPath(nNode, SIDE_LEFT)
-                                               : pView->Paths().CachePathOf(snapshot.FullPath(nNode, SIDE_RIGHT));
-    if (strPath.isEmpty() || !QDesktopServices::openUrl(QUrl::fromLocalFile(strPath))) {
-        QMessageBox::warning(this, QStringLiteral("Open"),
-            FormatText("\"%s\" could not be opened: no application is set up for it.", strPath));
-    }
-}
-
-void CMainFrame::ViewBothSides()
-{
-    CQuorvelView* pView = m_pDocument->View();
-    const int nNode = CComparisonModel::NodeOf(m_pPanes->Selection()->currentIndex());
-    if (pView == nullptr || nNode <= 0) {
-        return;
-    }
-    const CTreeSnapshot& snapshot = m_pModel->Snapshot();
-    const QString strLeft = snapshot.FullPath(nNode, SIDE_LEFT);
-    const QString strRight = pView->Paths().CachePathOf(snapshot.FullPath(nNode, SIDE_RIGHT));
-    // The suite's viewer shows the two tiled where it is registered; else a comparison program.
-    const QString strViewer = GetCompanionPath(CRegistrationStore(), Companion::Plenora);
-    if (!strViewer.isEmpty()) {
-        if (!QProcess::startDetached(strViewer, { strLeft, strRight, QStringLiteral("/TILE_VERT") })) {
-            LogError(errno, "Reason for failure of launching Plenora");
-        }
-        return;
-    }
-    const QString strProgram = FindCompareProgram();
-    if (strProgram.isEmpty() || !QProcess::startDetached(strProgram, { strLeft, strRight })) {
-        QMessageBox::information(this, QStringLiteral("View Both Sides"),
-            QStringLiteral("No comparison program was found. Install meld, kdiff3 or kompare, or name the program "
-                           "to use as \"CompareProgram\" in the settings."));
-    }
-}
-
-void CMainFrame::ShowInFileManager()
-{
-    const int nNode = CComparisonModel::NodeOf(m_pPanes->Selection()->currentIndex());
-    if (nNode <= 0) {
-        return;
-    }
-    const QString strPath = m_pModel->Snapshot().FullPath(nNode, SIDE_LEFT);
-    const QString strFolder = QFileInfo(strPath).isDir() ? strPath : QFileInfo(strPath).path();
-    if (!QDesktopServices::openUrl(QUrl::fromLocalFile(strFolder))) {
-        LogError(errno, "Reason for failure of launching Windows Explorer with %s", strFolder);
-    }
 }

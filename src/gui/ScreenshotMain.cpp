@@ -5,11 +5,13 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QMessageBox>
 #include <QTimer>
 #include <QTreeView>
 
 #include "gui/ComparisonPanes.h"
 #include "gui/MainFrame.h"
+#include "gui/dialogs/ConflictPrompt.h"
 #include "gui/dialogs/OpenComparisonDialog.h"
 #include "gui/dialogs/TimerIntervalDialog.h"
 #include "gui/widgets/WaitDialog.h"
@@ -79,6 +81,10 @@ int main(int argc, char** argv)
             CTimerIntervalDialog timer(60, &frame);
             timer.show();
             Save(timer, out.filePath(QStringLiteral("timer-interval.png")));
+            const std::unique_ptr<QMessageBox> pConflict
+                = CConflictPrompt::MakeBox(QStringLiteral("/www/index.html"), SIDE_RIGHT, &frame);
+            pConflict->show();
+            Save(*pConflict, out.filePath(QStringLiteral("replace-question.png")));
             CWaitDialog wait(QStringLiteral("Opening the comparison"), &frame);
             wait.SetText(QStringLiteral("Scanning /www/img..."));
             wait.show();

@@ -74,6 +74,8 @@ constexpr std::array kTable {
     Int(kMisc, "ReplaceAnswer", 0),
     // The program that shows two files side by side; empty: the first of meld, kdiff3, kompare on the PATH.
     Text(kSettings, "CompareProgram", ""),
+    // The program that edits a file; empty: the desktop's application for it.
+    Text(kSettings, "EditorProgram", ""),
 };
 
 } // namespace

@@ -271,13 +271,29 @@ TEST_F(Views, AnInServerCopyWorksWithoutAServerCopyCommand)
     ASSERT_TRUE(Start());
     QDir().mkpath(Remote(QStringLiteral("/pub/copies")));
     ASSERT_TRUE(Compare());
-    m_pView->CopyWithinFtp(PathOfItem(*Item(QStringLiteral("file.txt"))), QStringLiteral("/pub/copies"));
+    m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("file.txt"))) }, QStringLiteral("/pub/copies"));
     ASSERT_TRUE(m_pView->WaitForJobs(30000));
     EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/copies/file.txt"))), QByteArray("remote contents\n"));
     ASSERT_EQ(m_list.Rows().size(), 1u);
     EXPECT_EQ(m_list.Rows().front().columns[COL_OPERATION], QStringLiteral("COPY"));
     EXPECT_EQ(m_list.Rows().front().columns[COL_STATUS], QStringLiteral("Completed"));
     EXPECT_EQ(m_list.ActiveJobs(), 0);
+    ASSERT_NE(Item(QStringLiteral("copies/file.txt")), nullptr) << "the tree shows the copy at once";
+    EXPECT_EQ(Item(QStringLiteral("copies/file.txt"))->status, FILE_RIGHT_ONLY);
+
+    // Nothing is copied onto what the folder has unless the prompt agrees, nor into its own folder, nor a
+    // folder into itself.
+    CFixedPrompt skip(ConflictAnswer::Skip);
+    m_pView->SetConflictPrompt(&skip);
+    EXPECT_EQ(
+        m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("file.txt"))) }, QStringLiteral("/pub/copies")), 0);
+    EXPECT_EQ(m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("file.txt"))) }, QStringLiteral("/pub")), 0);
+    EXPECT_EQ(
+        m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("copies"), KIND_DIR)) }, QStringLiteral("/pub/copies/deeper")),
+        0);
+    EXPECT_EQ(m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("file.txt"))) }, QStringLiteral("pub")), 0);
+    ASSERT_TRUE(m_pView->WaitForJobs(30000));
+    EXPECT_EQ(m_list.Rows().size(), 1u);
 }
 
 TEST_F(Views, AnInServerCopyUsesTheServersOwnCopyWhereItHasOne)
@@ -291,7 +307,7 @@ TEST_F(Views, AnInServerCopyUsesTheServersOwnCopyWhereItHasOne)
             [](const QString& strText) { return strText.contains(QStringLiteral("> RETR")); });
     };
     const auto nBefore = retrievals();
-    m_pView->CopyWithinFtp(PathOfItem(*Item(QStringLiteral("file.txt"))), QStringLiteral("/pub/copies"));
+    m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("file.txt"))) }, QStringLiteral("/pub/copies"));
     ASSERT_TRUE(m_pView->WaitForJobs(30000));
     EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/copies/file.txt"))), QByteArray("remote contents\n"));
     EXPECT_THAT(TraceTexts(), testing::Contains(QHasSubstr("> SITE CPTO /pub/copies/file.txt")));

@@ -42,6 +42,7 @@ int main(int argc, char** argv)
     qputenv("TMPDIR", QFile::encodeName(strTemp));
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(g_strTestRoot + QStringLiteral("/config")));
     qputenv("XDG_CACHE_HOME", QFile::encodeName(g_strTestRoot + QStringLiteral("/cache")));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(g_strTestRoot + QStringLiteral("/data")));
     CSettingsStore::SetProfileFolder(g_strTestRoot + QStringLiteral("/profile"));
 
 #ifdef QUORVEL_GUI_TESTS

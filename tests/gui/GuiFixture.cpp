@@ -5,6 +5,7 @@
 #include <QSignalSpy>
 #include <QTreeView>
 
+#include "common/FtpTestServer.h"
 #include "gui/ComparisonFilter.h"
 #include "gui/ComparisonModel.h"
 #include "gui/ComparisonPanes.h"
@@ -32,6 +33,15 @@ void GuiFixture::SetUp()
 void GuiFixture::TearDown()
 {
     m_pFrame.reset();
+}
+
+OpenRequest GuiFixture::RequestFor(const CFtpTestServer& server, const QString& strLocal)
+{
+    OpenRequest request { strLocal, server.Url(QStringLiteral("/www")), {}, 64 };
+    request.site.strUser = QString::fromLatin1(CFtpTestServer::kUser);
+    request.site.strPassword = QString::fromLatin1(CFtpTestServer::kPassword);
+    request.site.nRetries = 1;
+    return request;
 }
 
 bool GuiFixture::OpenAndWait(const OpenRequest& request)

@@ -8,6 +8,7 @@
 #include "common/TestFiles.h"
 #include "gui/MainFrame.h"
 
+class CFtpTestServer;
 class QTreeView;
 
 // A main window opened on a small comparison of two local folders:
@@ -21,6 +22,8 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    // strLocal against the server's "/www", logged on as the test user.
+    static OpenRequest RequestFor(const CFtpTestServer& server, const QString& strLocal);
     // Opens strLeft against strRight and waits until the panes show it.
     bool OpenAndWait(const OpenRequest& request);
 

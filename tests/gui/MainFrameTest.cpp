@@ -18,16 +18,6 @@ namespace {
 
 using MainFrame = GuiFixture;
 
-// The fixture's local folder against the server's "/www", logged on as the test user.
-OpenRequest RequestFor(const CFtpTestServer& server, const QString& strLocal)
-{
-    OpenRequest request { strLocal, server.Url(QStringLiteral("/www")), {}, 64 };
-    request.site.strUser = QString::fromLatin1(CFtpTestServer::kUser);
-    request.site.strPassword = QString::fromLatin1(CFtpTestServer::kPassword);
-    request.site.nRetries = 1;
-    return request;
-}
-
 TEST_F(MainFrame, WindowPosRoundTripsAndANineFieldValueIsIgnored)
 {
     m_pFrame->setGeometry(QRect(40, 50, 900, 640));

@@ -19,6 +19,26 @@ CConflictPrompt::CConflictPrompt(QWidget* pParent)
     : m_pParent(pParent)
 { }
 
+std::unique_ptr<QMessageBox> CConflictPrompt::MakeBox(const QString& strTarget, int nToSide, QWidget* pParent)
+{
+    auto pBox = std::make_unique<QMessageBox>(QMessageBox::Question, QStringLiteral("Replace?"),
+        FormatText("The %s side has \"%s\" already.\n\nReplace it with the copy from the other side?",
+            nToSide == SIDE_LEFT ? "local" : "FTP", EscapeControlCharacters(strTarget)),
+        QMessageBox::NoButton, pParent);
+    pBox->setObjectName(QStringLiteral("conflictPrompt"));
+    const auto add = [&pBox](const char* pName, const QString& strText, QMessageBox::ButtonRole role) {
+        QPushButton* pButton = pBox->addButton(strText, role);
+        pButton->setObjectName(QLatin1String(pName));
+        return pButton;
+    };
+    add("replace", QStringLiteral("&Replace"), QMessageBox::YesRole);
+    add("replaceAll", QStringLiteral("Replace &all"), QMessageBox::YesRole);
+    pBox->setDefaultButton(add("skip", QStringLiteral("&Skip"), QMessageBox::NoRole));
+    pBox->setEscapeButton(add("stop", QStringLiteral("S&top"), QMessageBox::RejectRole));
+    pBox->setCheckBox(new QCheckBox(QStringLiteral("Do not show this again"), pBox.get()));
+    return pBox;
+}
+
 ConflictAnswer CConflictPrompt::AskReplace(const QString& strTarget, int nToSide)
 {
     CSettingsStore store;
@@ -29,25 +49,14 @@ ConflictAnswer CConflictPrompt::AskReplace(const QString& strTarget, int nToSide
     if (nKept == kAlwaysSkip) {
         return ConflictAnswer::Skip;
     }
-    QMessageBox box(QMessageBox::Question, QStringLiteral("Replace?"),
-        FormatText("The %s side has \"%s\" already.\n\nReplace it with the copy from the other side?",
-            nToSide == SIDE_LEFT ? "local" : "FTP", EscapeControlCharacters(strTarget)),
-        QMessageBox::NoButton, m_pParent);
-    box.setObjectName(QStringLiteral("conflictPrompt"));
-    QPushButton* pReplace = box.addButton(QStringLiteral("&Replace"), QMessageBox::YesRole);
-    QPushButton* pReplaceAll = box.addButton(QStringLiteral("Replace &all"), QMessageBox::YesRole);
-    QPushButton* pSkip = box.addButton(QStringLiteral("&Skip"), QMessageBox::NoRole);
-    QPushButton* pStop = box.addButton(QStringLiteral("S&top"), QMessageBox::RejectRole);
-    box.setDefaultButton(pSkip);
-    box.setEscapeButton(pStop);
-    auto* pNotAgain = new QCheckBox(QStringLiteral("Do not show this again"), &box);
-    box.setCheckBox(pNotAgain);
-    box.exec();
-    const QAbstractButton* pClicked = box.clickedButton();
-    const ConflictAnswer answer = pClicked == pReplace ? ConflictAnswer::Replace
-        : pClicked == pReplaceAll                      ? ConflictAnswer::ReplaceAll
-        : pClicked == pSkip                            ? ConflictAnswer::Skip
-                                                       : ConflictAnswer::Stop;
+    const std::unique_ptr<QMessageBox> pBox = MakeBox(strTarget, nToSide, m_pParent);
+    pBox->exec();
+    const QString strClicked = pBox->clickedButton() != nullptr ? pBox->clickedButton()->objectName() : QString();
+    const ConflictAnswer answer = strClicked == QLatin1String("replace") ? ConflictAnswer::Replace
+        : strClicked == QLatin1String("replaceAll")                      ? ConflictAnswer::ReplaceAll
+        : strClicked == QLatin1String("skip")                            ? ConflictAnswer::Skip
+                                                                         : ConflictAnswer::Stop;
+    const QCheckBox* pNotAgain = pBox->checkBox();
     if (pNotAgain->isChecked() && answer != ConflictAnswer::Stop) {
         store.WriteInt("Misc.", "ReplaceAnswer", answer == ConflictAnswer::Skip ? kAlwaysSkip : kAlwaysReplace);
         (void)store.Sync();

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <memory>
+
 #include "app/QuorvelView.h"
 
+class QMessageBox;
 class QWidget;
 
 // Asks with a message box whether a copy may replace what the other side has: Replace, Replace all, Skip,
@@ -11,6 +14,8 @@ class CConflictPrompt : public IConflictPrompt
 public:
     explicit CConflictPrompt(QWidget* pParent);
     ConflictAnswer AskReplace(const QString& strTarget, int nToSide) override;
+    // The question itself, not yet shown.
+    static std::unique_ptr<QMessageBox> MakeBox(const QString& strTarget, int nToSide, QWidget* pParent);
 
 private:
     QWidget* m_pParent;
