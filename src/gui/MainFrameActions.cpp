@@ -153,8 +153,16 @@ void CMainFrame::BuildToolBar()
     Action(QStringLiteral("prevDiff"))->setIcon(pStyle->standardIcon(QStyle::SP_ArrowUp));
     Action(QStringLiteral("nextDiff"))->setIcon(pStyle->standardIcon(QStyle::SP_ArrowDown));
     Action(QStringLiteral("onlyDiff"))->setIcon(pStyle->standardIcon(QStyle::SP_FileDialogDetailedView));
-    for (const char* pName : { "open", "refresh", "prevDiff", "nextDiff", "onlyDiff" }) {
-        pBar->addAction(Action(QLatin1String(pName)));
+    Action(QStringLiteral("upload"))->setIcon(pStyle->standardIcon(QStyle::SP_ArrowRight));
+    Action(QStringLiteral("download"))->setIcon(pStyle->standardIcon(QStyle::SP_ArrowLeft));
+    Action(QStringLiteral("deleteItems"))->setIcon(pStyle->standardIcon(QStyle::SP_TrashIcon));
+    for (const char* pName : std::initializer_list<const char*> {
+             "open", "refresh", "prevDiff", "nextDiff", "onlyDiff", nullptr, "upload", "download", "deleteItems" }) {
+        if (pName == nullptr) {
+            pBar->addSeparator();
+        } else {
+            pBar->addAction(Action(QLatin1String(pName)));
+        }
     }
     pBar->addSeparator();
     m_pNameFilter = new QLineEdit(this);

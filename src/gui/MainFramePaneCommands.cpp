@@ -145,13 +145,20 @@ void CMainFrame::DeleteSelection()
     if (QMessageBox::question(this, QStringLiteral("Delete"), strQuestion) != QMessageBox::Yes) {
         return;
     }
-    RunTask(QStringLiteral("Deleting"), [pView, items, nSide](const std::atomic<bool>&, const auto&) {
-        const int nDeleted = pView->DeleteSelectedItems(items, nSide, true);
-        const int nLeft = static_cast<int>(items.size()) - nDeleted;
-        return nLeft == 0 ? ComparisonOutcome {}
-                          : ComparisonOutcome { false,
-                                FormatText("%d of the items could not be deleted; the trace pane says why.", nLeft) };
-    });
+    RunTask(
+        QStringLiteral("Deleting"), [this, pView, items, nSide](const std::atomic<bool>& cancel, const auto& progress) {
+            const int nDeleted = pView->DeleteSelectedItems(items, nSide, true);
+            const int nLeft = static_cast<int>(items.size()) - nDeleted;
+            if (nLeft == 0) {
+                return ComparisonOutcome {};
+            }
+            // A folder the server refused half way has lost some of its files: the listing says which.
+            if (nSide == SIDE_RIGHT) {
+                (void)m_pDocument->Refresh(RefreshKind::ReloadRemote, cancel, progress);
+            }
+            return ComparisonOutcome { false,
+                FormatText("%d of the items could not be deleted; the trace pane says why.", nLeft) };
+        });
 }
 
 void CMainFrame::RenameCurrent()

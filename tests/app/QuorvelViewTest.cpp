@@ -266,6 +266,27 @@ TEST_F(Views, DroppedFilesAreUploadedOrCopiedAndDeletionsFollow)
     EXPECT_EQ(Item(QStringLiteral("file.txt")), nullptr) << "gone from both sides, gone from the tree";
 }
 
+TEST_F(Views, ADeleteTheServerRefusesHalfWayKeepsWhatRemainsAndSaysWhy)
+{
+    // The server deletes files but keeps folders: the folder's files go, the folder stays.
+    ASSERT_TRUE(Start({ QStringLiteral("--refuse"), QStringLiteral("RMD:550 Permission denied") }));
+    WriteFileBytes(Remote(QStringLiteral("/pub/tree/a.txt")), "a");
+    WriteFileBytes(Remote(QStringLiteral("/pub/tree/b.txt")), "b");
+    ASSERT_TRUE(Compare());
+    EXPECT_EQ(
+        m_pView->DeleteSelectedItems(
+            PathsOfItems({ Item(QStringLiteral("tree"), KIND_DIR), Item(QStringLiteral("file.txt")) }), SIDE_RIGHT),
+        1);
+    EXPECT_FALSE(QFile::exists(Remote(QStringLiteral("/pub/file.txt"))));
+    EXPECT_TRUE(QFileInfo(Remote(QStringLiteral("/pub/tree"))).isDir());
+    EXPECT_EQ(Item(QStringLiteral("file.txt")), nullptr);
+    ASSERT_NE(Item(QStringLiteral("tree"), KIND_DIR), nullptr) << "a folder the server kept stays in the tree";
+    ASSERT_EQ(m_list.Rows().size(), 2u);
+    EXPECT_EQ(m_list.Rows().front().columns[COL_STATUS], QStringLiteral("Failed"));
+    EXPECT_THAT(m_list.Rows().front().columns[COL_MESSAGE], QHasSubstr("550 Permission denied"));
+    EXPECT_EQ(m_list.Rows().back().columns[COL_STATUS], QStringLiteral("Completed"));
+}
+
 TEST_F(Views, AnInServerCopyWorksWithoutAServerCopyCommand)
 {
     ASSERT_TRUE(Start());
@@ -288,8 +309,8 @@ TEST_F(Views, AnInServerCopyWorksWithoutAServerCopyCommand)
     EXPECT_EQ(
         m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("file.txt"))) }, QStringLiteral("/pub/copies")), 0);
     EXPECT_EQ(m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("file.txt"))) }, QStringLiteral("/pub")), 0);
-    EXPECT_EQ(
-        m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("copies"), KIND_DIR)) }, QStringLiteral("/pub/copies/deeper")),
+    EXPECT_EQ(m_pView->CopyWithinFtp(
+                  { PathOfItem(*Item(QStringLiteral("copies"), KIND_DIR)) }, QStringLiteral("/pub/copies/deeper")),
         0);
     EXPECT_EQ(m_pView->CopyWithinFtp({ PathOfItem(*Item(QStringLiteral("file.txt"))) }, QStringLiteral("pub")), 0);
     ASSERT_TRUE(m_pView->WaitForJobs(30000));
