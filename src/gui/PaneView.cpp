@@ -130,15 +130,15 @@ bool CPaneView::Accepts(const QMimeData& mime) const
 
 void CPaneView::dragEnterEvent(QDragEnterEvent* pEvent)
 {
-    if (pEvent->mimeData() != nullptr && Accepts(*pEvent->mimeData())) {
-        pEvent->setDropAction(Qt::CopyAction);
-        pEvent->accept();
-    } else {
-        pEvent->ignore();
-    }
+    AcceptIfFits(pEvent);
 }
 
 void CPaneView::dragMoveEvent(QDragMoveEvent* pEvent)
+{
+    AcceptIfFits(pEvent);
+}
+
+void CPaneView::AcceptIfFits(QDragMoveEvent* pEvent) const
 {
     if (pEvent->mimeData() != nullptr && Accepts(*pEvent->mimeData())) {
         pEvent->setDropAction(Qt::CopyAction);

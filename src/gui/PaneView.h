@@ -51,6 +51,8 @@ protected:
 private:
     [[nodiscard]] const CTreeSnapshot* Snapshot() const;
     [[nodiscard]] bool Accepts(const QMimeData& mime) const;
+    // A drag enters or moves over the pane: taken as a copy when the pane can take it.
+    void AcceptIfFits(QDragMoveEvent* pEvent) const;
 
     int m_nSide;
 };
