@@ -16,6 +16,7 @@ const QString kCancelled = QStringLiteral("Cancelled: the comparison was not ope
 bool IsFtpLocation(const QString& strRight)
 {
     return strRight.startsWith(QLatin1String("ftp://"), Qt::CaseInsensitive)
+        || strRight.startsWith(QLatin1String("site:"), Qt::CaseInsensitive)
         || strRight.startsWith(QLatin1String("ftps://"), Qt::CaseInsensitive);
 }
 

@@ -34,7 +34,7 @@ enum class RefreshKind
     FullRescan // list the FTP folder again and fetch every cached copy again, then compare
 };
 
-// Whether the right side names an FTP folder.
+// Whether the right side names an FTP folder: by URL, or a saved site as "site:NAME".
 bool IsFtpLocation(const QString& strRight);
 
 // One open comparison with everything it needs: the trace and the transfer list (which outlive comparisons),

@@ -2,6 +2,7 @@
 
 #include "cli/CliCommands.h"
 #include "cli/CliSession.h"
+#include "cli/SavedSites.h"
 #include "ftp/FtpSession.h"
 #include "ftp/TraceBuffer.h"
 #include "support/TextFormat.h"
@@ -89,6 +90,10 @@ int RunRaw(const QStringList& arguments)
         return kExitError;
     }
     site.strUrl = positional.takeFirst();
+    if (const QString strSiteError = ResolveSavedSite(site, nullptr); !strSiteError.isEmpty()) {
+        PrintError(QStringLiteral("quorvel-cli raw: ") + strSiteError);
+        return kExitError;
+    }
     const std::optional<FtpUrl> url = ParseFtpUrl(site.strUrl);
     if (!url) {
         PrintError(FormatText(
@@ -101,7 +106,9 @@ int RunRaw(const QStringList& arguments)
         return kExitError;
     }
     QString strError;
-    site.strPassword = FindPassword(*url, strPasswordFile, strError);
+    if (site.strPassword.isEmpty()) {
+        site.strPassword = FindPassword(*url, strPasswordFile, strError);
+    }
     if (!strError.isEmpty()) {
         PrintError(QStringLiteral("quorvel-cli raw: ") + strError);
         return kExitError;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "cli/Interrupt.h"
+#include "cli/SavedSites.h"
 #include "ftp/FtpSession.h"
 #include "ftp/RemoteListing.h"
 #include "support/TextFormat.h"
@@ -88,7 +89,10 @@ QString CRemoteSide::RemoteFolder() const
 QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
 {
     options.site.strUrl = strUrl;
-    const std::optional<FtpUrl> url = ParseFtpUrl(strUrl);
+    if (QString strError = ResolveSavedSite(options.site, &options.nCacheKb); !strError.isEmpty()) {
+        return strError;
+    }
+    const std::optional<FtpUrl> url = ParseFtpUrl(options.site.strUrl);
     if (!url) {
         return FormatText("\"%s\" is not an FTP URL; write ftp://host/folder or ftps://host/folder.", strUrl);
     }
@@ -97,7 +101,9 @@ QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
                               "QUORVEL_PASSWORD, a --password-file or ~/.netrc instead.");
     }
     QString strError;
-    options.site.strPassword = FindPassword(*url, options.strPasswordFile, strError);
+    if (options.site.strPassword.isEmpty()) {
+        options.site.strPassword = FindPassword(*url, options.strPasswordFile, strError);
+    }
     if (!strError.isEmpty()) {
         return strError;
     }

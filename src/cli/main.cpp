@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 
 #include "cli/CliCommands.h"
+#include "cli/SavedSites.h"
 #include "support/DiagnosticLog.h"
 #include "support/SettingsStore.h"
 #include "support/ThreadId.h"
@@ -24,6 +25,10 @@ Commands:
                        bring the FTP folder in step with LOCAL, or the reverse; see quorvel-cli sync --help
   sysinfo              write a diagnostic log with the system-information block and print where it is
   settings             list every setting with its current value, marking those left at their default
+  sites                list, add and remove saved sites; see quorvel-cli sites --help
+
+Wherever a command takes an FTP URL, site:NAME names a saved site (the password from the system's secret
+store when it keeps one).
 
 Global options (anywhere on the line):
   --settings DIR       keep the settings profile in DIR/Quorvel.ini instead of your own profile
@@ -51,6 +56,7 @@ int main(int argc, char* argv[])
         { QStringLiteral("sync"), RunSync },
         { QStringLiteral("sysinfo"), RunSysinfo },
         { QStringLiteral("settings"), RunSettings },
+        { QStringLiteral("sites"), RunSites },
     };
 
     const QStringList allArguments = QCoreApplication::arguments().mid(1);

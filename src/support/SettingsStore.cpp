@@ -107,6 +107,29 @@ void CSettingsStore::WriteString(std::string_view strSection, std::string_view s
     m_pSettings->setValue(KeyPath(strSection, strKey), strValue);
 }
 
+QStringList CSettingsStore::ChildGroups(const QString& strSection) const
+{
+    m_pSettings->beginGroup(strSection);
+    const QStringList groups = m_pSettings->childGroups();
+    m_pSettings->endGroup();
+    return groups;
+}
+
+QVariant CSettingsStore::ReadValue(const QString& strPath) const
+{
+    return m_pSettings->value(strPath);
+}
+
+void CSettingsStore::WriteValue(const QString& strPath, const QVariant& value)
+{
+    m_pSettings->setValue(strPath, value);
+}
+
+void CSettingsStore::Remove(const QString& strPath)
+{
+    m_pSettings->remove(strPath);
+}
+
 bool CSettingsStore::Sync()
 {
     m_pSettings->sync();

@@ -4,6 +4,8 @@
 #include <string_view>
 
 #include <QString>
+#include <QStringList>
+#include <QVariant>
 
 class QSettings;
 
@@ -33,6 +35,14 @@ public:
 
     void WriteInt(std::string_view strSection, std::string_view strKey, long long nValue);
     void WriteString(std::string_view strSection, std::string_view strKey, const QString& strValue);
+
+    // Records the table cannot list, one group each below a section ("Sites/<name>/Host"): the group names
+    // below strSection, and values by their whole path.
+    [[nodiscard]] QStringList ChildGroups(const QString& strSection) const;
+    [[nodiscard]] QVariant ReadValue(const QString& strPath) const;
+    void WriteValue(const QString& strPath, const QVariant& value);
+    // Removes a value or a whole group.
+    void Remove(const QString& strPath);
 
     // Writes pending changes out; false when the profile cannot be written.
     [[nodiscard]] bool Sync();

@@ -61,6 +61,8 @@ constexpr std::array kTable {
     Text(kSettings, "XferWidths", ""),
     // The password given for anonymous log-on.
     Text(kSettings, "EmailAddress", "anonymous@"),
+    // The site the site manager showed last.
+    Text(kSettings, "LastSelectedSite", ""),
     // Auto-refresh timer: off at its next tick when non-zero; exactly 1 logs each tick's file count.
     Int(kMisc, "DisableAutoRefresh", 0),
     Int(kMisc, "LogRefresh", 0),

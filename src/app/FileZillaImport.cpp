@@ -1,0 +1,217 @@
+#include "app/FileZillaImport.h"
+
+#include <QXmlStreamReader>
+
+#include "support/TextFormat.h"
+
+namespace {
+
+// FileZilla's protocol numbers.
+constexpr int kFtp = 0;
+constexpr int kSftp = 1;
+constexpr int kFtpsImplicit = 3;
+constexpr int kFtpsExplicit = 4;
+constexpr int kInsecureFtp = 6;
+constexpr int kLogonAnonymous = 0;
+
+// A remote path as FileZilla writes it: "1 0 3 www 4 html" is a Unix path (type 1) with an empty prefix and
+// the segments "www" and "html", each after its length. Nothing when the text does not read that way.
+std::optional<QString> ReadRemoteDir(const QString& strText)
+{
+    if (strText.trimmed().isEmpty()) {
+        return QStringLiteral("/");
+    }
+    qsizetype nPos = 0;
+    const auto number = [&]() -> std::optional<int> {
+        const qsizetype nSpace = strText.indexOf(QLatin1Char(' '), nPos);
+        bool bOk = false;
+        const int nValue = strText.mid(nPos, nSpace < 0 ? -1 : nSpace - nPos).toInt(&bOk);
+        if (!bOk || nValue < 0) {
+            return std::nullopt;
+        }
+        nPos = nSpace < 0 ? strText.size() : nSpace + 1;
+        return nValue;
+    };
+    const auto segment = [&](int nLength) -> std::optional<QString> {
+        if (nPos + nLength > strText.size()) {
+            return std::nullopt;
+        }
+        QString strSegment = strText.mid(nPos, nLength);
+        nPos += nLength;
+        if (nPos < strText.size() && strText[nPos] == QLatin1Char(' ')) {
+            ++nPos;
+        }
+        return strSegment;
+    };
+    const std::optional<int> type = number();
+    const std::optional<int> prefixLength = number();
+    if (!type || !prefixLength || !segment(*prefixLength)) {
+        return std::nullopt;
+    }
+    QStringList parts;
+    while (nPos < strText.size()) {
+        const std::optional<int> length = number();
+        const std::optional<QString> part = length ? segment(*length) : std::nullopt;
+        if (!part || part->contains(QLatin1Char('/'))) {
+            return std::nullopt;
+        }
+        parts.append(*part);
+    }
+    return QLatin1Char('/') + parts.join(QLatin1Char('/'));
+}
+
+struct ServerFields
+{
+    QString strHost;
+    QString strPort;
+    QString strProtocol;
+    QString strUser;
+    QString strPass;
+    QString strPassEncoding;
+    QString strLogonType;
+    QString strPasvMode;
+    QString strName;
+    QString strRemoteDir;
+    QString strLocalDir;
+};
+
+// Reads the elements of one <Server> up to its end tag.
+ServerFields ReadServer(QXmlStreamReader& xml)
+{
+    ServerFields fields;
+    while (xml.readNextStartElement()) {
+        const QStringView name = xml.name();
+        const QString strEncoding = xml.attributes().value(QLatin1String("encoding")).toString();
+        const QString strText = xml.readElementText(QXmlStreamReader::SkipChildElements);
+        if (name == QLatin1String("Host")) {
+            fields.strHost = strText.trimmed();
+        } else if (name == QLatin1String("Port")) {
+            fields.strPort = strText.trimmed();
+        } else if (name == QLatin1String("Protocol")) {
+            fields.strProtocol = strText.trimmed();
+        } else if (name == QLatin1String("User")) {
+            fields.strUser = strText;
+        } else if (name == QLatin1String("Pass")) {
+            fields.strPass = strText;
+            fields.strPassEncoding = strEncoding;
+        } else if (name == QLatin1String("Logontype")) {
+            fields.strLogonType = strText.trimmed();
+        } else if (name == QLatin1String("PasvMode")) {
+            fields.strPasvMode = strText.trimmed();
+        } else if (name == QLatin1String("Name")) {
+            fields.strName = strText.trimmed();
+        } else if (name == QLatin1String("RemoteDir")) {
+            fields.strRemoteDir = strText;
+        } else if (name == QLatin1String("LocalDir")) {
+            fields.strLocalDir = strText;
+        }
+    }
+    return fields;
+}
+
+void AddServer(const ServerFields& fields, const QString& strFolder, SiteImport& import)
+{
+    const QString strName = (strFolder.isEmpty() ? QString() : strFolder + QLatin1Char('/'))
+        + (fields.strName.isEmpty() ? fields.strHost : fields.strName);
+    const int nProtocol = fields.strProtocol.isEmpty() ? kFtp : fields.strProtocol.toInt();
+    if (nProtocol != kFtp && nProtocol != kFtpsImplicit && nProtocol != kFtpsExplicit && nProtocol != kInsecureFtp) {
+        import.skipped.append(FormatText("\"%s\" was left out: %s", strName,
+            nProtocol == kSftp ? QStringLiteral("it is an SFTP site, not an FTP one.")
+                               : QStringLiteral("its protocol is not FTP.")));
+        return;
+    }
+    ImportedSite site;
+    SiteRecord& record = site.record;
+    record.strName = strName;
+    record.strHost = fields.strHost;
+    record.security = nProtocol == kFtpsImplicit ? SiteSecurity::ImplicitTls
+        : nProtocol == kFtpsExplicit             ? SiteSecurity::ExplicitTls
+                                                 : SiteSecurity::Plain;
+    bool bPort = false;
+    record.nPort = fields.strPort.toInt(&bPort);
+    if (!bPort) {
+        record.nPort = nProtocol == kFtpsImplicit ? 990 : 21;
+    }
+    record.bAnonymous = fields.strLogonType.toInt() == kLogonAnonymous && !fields.strLogonType.isEmpty();
+    record.strUser = record.bAnonymous ? QString() : fields.strUser;
+    record.bPassive = fields.strPasvMode != QLatin1String("MODE_ACTIVE");
+    record.strLocalFolder = fields.strLocalDir;
+    const std::optional<QString> remote = ReadRemoteDir(fields.strRemoteDir);
+    record.strInitialPath = remote.value_or(QStringLiteral("/"));
+    if (fields.strPassEncoding.isEmpty()) {
+        site.strPassword = fields.strPass;
+    } else if (fields.strPassEncoding == QLatin1String("base64")) {
+        site.strPassword = QString::fromUtf8(QByteArray::fromBase64(fields.strPass.toLatin1()));
+    }
+    if (const QString strWhy = CheckSiteRecord(record); !strWhy.isEmpty()) {
+        import.skipped.append(FormatText("\"%s\" was left out: %s", strName, strWhy));
+        return;
+    }
+    import.sites.push_back(std::move(site));
+}
+
+// Reads <Server> and <Folder> elements up to the end of the element that holds them.
+void ReadEntries(QXmlStreamReader& xml, const QString& strFolder, SiteImport& import)
+{
+    while (xml.readNextStartElement()) {
+        if (xml.name() == QLatin1String("Server")) {
+            AddServer(ReadServer(xml), strFolder, import);
+        } else if (xml.name() == QLatin1String("Folder")) {
+            // The folder's name is its own text, before the entries it holds.
+            QString strName;
+            while (!xml.atEnd()) {
+                xml.readNext();
+                if (xml.isCharacters()) {
+                    strName += xml.text();
+                } else if (xml.isStartElement() || xml.isEndElement()) {
+                    break;
+                }
+            }
+            const QString strInner
+                = (strFolder.isEmpty() ? QString() : strFolder + QLatin1Char('/')) + strName.trimmed();
+            if (xml.isStartElement()) {
+                if (xml.name() == QLatin1String("Server")) {
+                    AddServer(ReadServer(xml), strInner, import);
+                } else {
+                    xml.skipCurrentElement();
+                }
+                ReadEntries(xml, strInner, import);
+            }
+        } else {
+            xml.skipCurrentElement();
+        }
+    }
+}
+
+} // namespace
+
+SiteImport ReadFileZillaSites(const QByteArray& data)
+{
+    SiteImport import;
+    QXmlStreamReader xml(data);
+    if (!xml.readNextStartElement() || xml.name() != QLatin1String("FileZilla3")) {
+        import.strError = QStringLiteral("This is not a FileZilla site list (sitemanager.xml).");
+        return import;
+    }
+    while (xml.readNextStartElement()) {
+        if (xml.name() == QLatin1String("Servers")) {
+            ReadEntries(xml, {}, import);
+        } else {
+            xml.skipCurrentElement();
+        }
+    }
+    if (xml.hasError()) {
+        import.strError = FormatText("The site list cannot be read: %s (line %lld).", xml.errorString(),
+            static_cast<long long>(xml.lineNumber()));
+    }
+    return import;
+}
+
+QString UnusedSiteName(const QString& strName, const QStringList& taken)
+{
+    QString strCandidate = strName;
+    for (int n = 2; taken.contains(strCandidate, Qt::CaseInsensitive); ++n) {
+        strCandidate = FormatText("%s (%d)", strName, n);
+    }
+    return strCandidate;
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include "ftp/FtpSite.h"
+
+// Turns "site:NAME" into the saved site's URL and settings, with its password from the system's secret
+// store when one is kept there; any other text is left alone. *pCacheKb gets the site's download limit.
+// An error sentence, or empty.
+QString ResolveSavedSite(FtpSite& site, long long* pCacheKb);
+
+// quorvel-cli sites [add NAME URL [--local DIR] [--password-stdin] | remove NAME]
+int RunSites(const QStringList& arguments);
