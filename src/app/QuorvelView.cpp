@@ -53,7 +53,9 @@ CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferL
     , m_paneSettings(ReadPaneSettings())
     , m_runner(session, trace, list)
     , m_comparison(std::make_unique<CFolderComparison>(Folders().strLocal, Folders().strMirror, Folders().strRemote))
-{ }
+{
+    m_runner.SetUploadThroughWorkingName(CSettingsStore().ReadInt("Settings", "UploadThroughWorkingName") != 0);
+}
 
 CQuorvelView::~CQuorvelView()
 {

@@ -5,7 +5,7 @@
 #include <QFile>
 #include <QTextStream>
 
-#include "app/FileZillaImport.h"
+#include "app/FileZillaSites.h"
 #include "app/SiteRecords.h"
 #include "cli/CliCommands.h"
 #include "support/CredentialStore.h"

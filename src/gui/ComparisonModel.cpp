@@ -29,6 +29,14 @@ void CComparisonModel::SetBackground(const QColor& background)
     m_background = background;
 }
 
+void CComparisonModel::SetSettings(const CPaneSettings& settings)
+{
+    beginResetModel();
+    m_settings = settings;
+    m_icons = CStatusIcons(settings);
+    endResetModel();
+}
+
 int CComparisonModel::NodeOf(const QModelIndex& index)
 {
     return index.isValid() ? static_cast<int>(index.internalId()) : 0;

@@ -57,6 +57,8 @@ public:
     [[nodiscard]] QModelIndex IndexOfNode(int nNode, int nColumn = 0) const;
     // Background of the panes, so that colours stay readable on a dark palette.
     void SetBackground(const QColor& background);
+    // New colours and icons: every row is drawn again.
+    void SetSettings(const CPaneSettings& settings);
 
     QModelIndex index(int nRow, int nColumn, const QModelIndex& parent = {}) const override;
     QModelIndex parent(const QModelIndex& child) const override;

@@ -34,7 +34,6 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
     , m_filter(filter)
 {
     auto* pSelection = new QItemSelectionModel(&filter, this);
-    const QFont font = PaneFont(settings);
     for (int nSide = 0; nSide < 2; ++nSide) {
         auto* pBox = new QWidget(this);
         auto* pLayout = new QVBoxLayout(pBox);
@@ -53,32 +52,17 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
         pView->setSelectionMode(QAbstractItemView::ExtendedSelection);
         pView->setSelectionBehavior(QAbstractItemView::SelectRows);
         pView->setUniformRowHeights(true);
-        pView->setFont(font);
         pView->setAllColumnsShowFocus(true);
         pView->setExpandsOnDoubleClick(true);
         // Renaming starts from the window's command (F2), which checks the item first.
         pView->setEditTriggers(QAbstractItemView::NoEditTriggers);
-        pView->header()->setFont(font);
         pView->header()->setStretchLastSection(true);
         pView->header()->setSectionsMovable(false);
         pView->installEventFilter(this);
-        for (int nColumn = 0; nColumn < kComparisonColumns; ++nColumn) {
-            const bool bOtherSide = SideOfColumn(nColumn) != nSide;
-            const int nField = nColumn % kColumnsPerSide;
-            const bool bOff = (nField == 1 && !settings.bFileSize) || (nField == 2 && !settings.bFileTimestamp)
-                || (nField == 3 && !settings.bFileVersion);
-            pView->setColumnHidden(nColumn, bOtherSide || bOff);
-        }
         pView->setTreePosition(nSide == SIDE_LEFT ? COL_LEFT_NAME : COL_RIGHT_NAME);
         pView->header()->resizeSection(nSide == SIDE_LEFT ? COL_LEFT_NAME : COL_RIGHT_NAME, 260);
         for (int nField = 1; nField < kColumnsPerSide; ++nField) {
             pView->header()->resizeSection(nSide * kColumnsPerSide + nField, nField == 2 ? 120 : 80);
-        }
-        if (settings.nGridlinesEnabled != 0) {
-            // Styling the items replaces the native selection painting: it is restated with the palette.
-            pView->setStyleSheet(QStringLiteral("QTreeView::item { border-bottom: 1px solid palette(midlight); }"
-                                                "QTreeView::item:selected { background: palette(highlight);"
-                                                " color: palette(highlighted-text); }"));
         }
         const QColor background = pView->palette().color(QPalette::Base);
         filter.Model().SetBackground(background);
@@ -86,6 +70,7 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
         addWidget(pBox);
     }
     setChildrenCollapsible(false);
+    ApplySettings(settings);
 
     // A new snapshot or new filter rules reset the filter: what was open and selected is found again.
     connect(&filter, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_savedState = SaveState(); });
@@ -117,6 +102,29 @@ CComparisonPanes::CComparisonPanes(CComparisonFilter& filter, const CPaneSetting
                 pOther->header()->resizeSection(nSection % kColumnsPerSide + (1 - nSide) * kColumnsPerSide, nSize);
                 m_bMirroring = false;
             });
+    }
+}
+
+void CComparisonPanes::ApplySettings(const CPaneSettings& settings)
+{
+    const QFont font = PaneFont(settings);
+    for (int nSide = 0; nSide < 2; ++nSide) {
+        CPaneView* pView = m_pViews[nSide];
+        pView->setFont(font);
+        pView->header()->setFont(font);
+        for (int nColumn = 0; nColumn < kComparisonColumns; ++nColumn) {
+            const bool bOtherSide = SideOfColumn(nColumn) != nSide;
+            const int nField = nColumn % kColumnsPerSide;
+            const bool bOff = (nField == 1 && !settings.bFileSize) || (nField == 2 && !settings.bFileTimestamp)
+                || (nField == 3 && !settings.bFileVersion);
+            pView->setColumnHidden(nColumn, bOtherSide || bOff);
+        }
+        // Styling the items replaces the native selection painting: it is restated with the palette.
+        pView->setStyleSheet(settings.nGridlinesEnabled == 0
+                ? QString()
+                : QStringLiteral("QTreeView::item { border-bottom: 1px solid palette(midlight); }"
+                                 "QTreeView::item:selected { background: palette(highlight);"
+                                 " color: palette(highlighted-text); }"));
     }
 }
 

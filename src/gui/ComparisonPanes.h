@@ -41,6 +41,8 @@ public:
     [[nodiscard]] int ActiveSide() const { return m_nActiveSide; }
     void FocusPane(int nSide);
     void SetRootTexts(const QString& strLocal, const QString& strRight);
+    // Font, columns and grid lines from the settings.
+    void ApplySettings(const CPaneSettings& settings);
 
     // Moves to the next (or previous) item in display order that differs, expanding folders on the way;
     // false when there is none. Folders on one side count when bIncludeFolders is set.

@@ -24,7 +24,10 @@
 #include "gui/TransferListModel.h"
 #include "gui/TransferListWidget.h"
 #include "gui/dialogs/OpenComparisonDialog.h"
+#include "gui/dialogs/PreferencesDialog.h"
+#include "gui/dialogs/SiteManagerDialog.h"
 #include "gui/widgets/WaitDialog.h"
+#include "support/CredentialStore.h"
 #include "support/DiagnosticLog.h"
 #include "support/SettingsStore.h"
 #include "support/TextFormat.h"
@@ -55,6 +58,7 @@ CMainFrame::CMainFrame(QWidget* pParent)
     : QMainWindow(pParent)
     , m_pDocument(std::make_unique<CComparisonDocument>())
     , m_settings(ReadSettings())
+    , m_pSecrets(MakeSystemCredentialStore())
     , m_refreshTimer([] { return static_cast<std::int64_t>(QDateTime::currentSecsSinceEpoch()); })
 {
     setObjectName(QStringLiteral("mainFrame"));
@@ -246,6 +250,45 @@ void CMainFrame::AskOpenComparison()
     }
     connect(pDialog, &QDialog::accepted, this, [this, pDialog] { OpenComparison(pDialog->Request()); });
     pDialog->open();
+}
+
+void CMainFrame::ShowSiteManager()
+{
+    if (IsBusy()) {
+        return;
+    }
+    auto* pDialog = new CSiteManagerDialog(*m_pSecrets, this);
+    pDialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(pDialog, &CSiteManagerDialog::ConnectRequested, this, &CMainFrame::OpenComparison);
+    pDialog->open();
+}
+
+void CMainFrame::ShowPreferences()
+{
+    CPreferencesDialog dialog(this);
+    if (dialog.exec() != QDialog::Accepted) {
+        return;
+    }
+    CSettingsStore store;
+    if (!dialog.Save(store)) {
+        QMessageBox::warning(
+            this, QStringLiteral("Preferences"), FormatText("The settings cannot be written to %s.", store.Location()));
+    }
+    ApplySettings();
+}
+
+void CMainFrame::ApplySettings()
+{
+    CSettingsStore store;
+    m_settings = CPaneSettings::Read(store);
+    m_pModel->SetSettings(m_settings);
+    m_pPanes->ApplySettings(m_settings);
+    m_pCounts->SetIcons(m_settings);
+    LoadLogSwitches(store);
+    if (CQuorvelView* pView = m_pDocument->View()) {
+        pView->Runner().SetUploadThroughWorkingName(store.ReadInt("Settings", "UploadThroughWorkingName") != 0);
+    }
+    Action(QStringLiteral("includeFolders"))->setChecked(m_settings.nIncludeFoldersForDiffs != 0);
 }
 
 void CMainFrame::OpenComparison(const OpenRequest& request)

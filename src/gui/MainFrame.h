@@ -13,6 +13,7 @@
 #include "app/RefreshTimer.h"
 #include "app/TreeSnapshot.h"
 #include "app/WindowPlacement.h"
+#include "support/CredentialStore.h"
 #include "gui/PaneView.h"
 
 class CComparisonFilter;
@@ -57,6 +58,11 @@ public:
 
     // The question before quitting while transfers run; tests answer it themselves.
     void SetQuitQuestion(std::function<bool(const QString&)> ask) { m_askQuit = std::move(ask); }
+    // Where saved sites' passwords go; the system's secret store unless a test gives another.
+    void SetCredentialStore(std::unique_ptr<ICredentialStore> pSecrets) { m_pSecrets = std::move(pSecrets); }
+    [[nodiscard]] ICredentialStore& Secrets() const { return *m_pSecrets; }
+    // Reads the settings again and shows them: panes, colours, log switches, transfers.
+    void ApplySettings();
     // The placement as "WindowPos" keeps it, and applying one.
     [[nodiscard]] WindowPlacement Placement() const;
     void ApplyPlacement(const WindowPlacement& placement);
@@ -78,6 +84,8 @@ private:
     void SaveLayout();
 
     void AskOpenComparison();
+    void ShowSiteManager();
+    void ShowPreferences();
     void RunTask(const QString& strTitle,
         std::function<ComparisonOutcome(const std::atomic<bool>&, const std::function<void(const QString&)>&)> work);
     void TaskFinished(const ComparisonOutcome& outcome, std::shared_ptr<const CTreeSnapshot> pSnapshot);
@@ -124,6 +132,7 @@ private:
 
     std::unique_ptr<CComparisonDocument> m_pDocument;
     CPaneSettings m_settings;
+    std::unique_ptr<ICredentialStore> m_pSecrets;
     CComparisonModel* m_pModel = nullptr;
     CComparisonFilter* m_pFilter = nullptr;
     CComparisonPanes* m_pPanes = nullptr;

@@ -93,6 +93,14 @@ void CMainFrame::BuildActions()
         QStringLiteral("Refresh the comparison at a fixed interval while it holds at most 100 files"));
     pTimer->setCheckable(true);
     connect(pTimer, &QAction::triggered, this, [this] { StartStopTimer(); });
+    connect(MakeAction(this, "siteManager", QStringLiteral("&Site Manager..."),
+                QStringLiteral("Keep FTP sites with their passwords and open a comparison of one"),
+                { QKeySequence(Qt::CTRL | Qt::Key_M) }),
+        &QAction::triggered, this, &CMainFrame::ShowSiteManager);
+    connect(MakeAction(this, "preferences", QStringLiteral("&Preferences..."),
+                QStringLiteral("Panes, connection, transfers, log, programs and messages"),
+                { QKeySequence::Preferences, QKeySequence(Qt::CTRL | Qt::Key_Comma) }),
+        &QAction::triggered, this, &CMainFrame::ShowPreferences);
     connect(MakeAction(this, "timerInterval", QStringLiteral("Change Timer &Interval (in Seconds)..."),
                 QStringLiteral("How often the timer refreshes the comparison")),
         &QAction::triggered, this, &CMainFrame::ChangeTimerInterval);
@@ -121,7 +129,7 @@ void CMainFrame::BuildMenus()
             }
         }
     };
-    add(menuBar()->addMenu(QStringLiteral("&File")), { "open", "close", nullptr, "quit" });
+    add(menuBar()->addMenu(QStringLiteral("&File")), { "open", "siteManager", "close", nullptr, "quit" });
     add(menuBar()->addMenu(QStringLiteral("&Commands")),
         { "upload", "download", "copyDifferences", "copyWithinFtp", nullptr, "copyFiles", "pasteFiles", nullptr,
             "deleteItems", "renameItem", "newFolder", nullptr, "openItem", "editItem", "viewBoth", "showInFolder" });
@@ -129,7 +137,8 @@ void CMainFrame::BuildMenus()
         { "refresh", "reloadLocal", "reloadRemote", "fullRescan", nullptr, "onlyDiff", "filter", nullptr, "expandAll",
             "collapseAll" });
     add(menuBar()->addMenu(QStringLiteral("&Go")), { "nextDiff", "prevDiff", "includeFolders", nullptr, "switchPane" });
-    add(menuBar()->addMenu(QStringLiteral("&Tools")), { "timer", "timerInterval", nullptr, "copyTrace", "clearTrace" });
+    add(menuBar()->addMenu(QStringLiteral("&Tools")),
+        { "timer", "timerInterval", nullptr, "copyTrace", "clearTrace", nullptr, "preferences" });
     add(menuBar()->addMenu(QStringLiteral("&Help")), { "about" });
 
     for (int nSide = 0; nSide < 2; ++nSide) {

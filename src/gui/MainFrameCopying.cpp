@@ -12,6 +12,7 @@
 #include "gui/ComparisonPanes.h"
 #include "gui/MainFrame.h"
 #include "gui/dialogs/ConflictPrompt.h"
+#include "gui/widgets/SilenceableMessageBox.h"
 #include "support/TextFormat.h"
 #include "tree/FileTexts.h"
 
@@ -54,9 +55,10 @@ void CMainFrame::StartCopy(const std::vector<ItemPath>& items, int nFromSide, lo
     }
     const auto nItems = static_cast<long long>(items.size());
     if ((nItems > kConfirmItems || nBytes > kConfirmBytes)
-        && QMessageBox::question(this, QStringLiteral("Copy"),
+        && CSilenceableMessageBox::Ask(this, "ConfirmLargeCopy", QMessageBox::Question, QStringLiteral("Copy"),
                FormatText("Copy %lld items (%s bytes in the files) to the %s side?", nItems,
-                   MakeSizeText(static_cast<std::uint64_t>(nBytes)), SideName(1 - nFromSide)))
+                   MakeSizeText(static_cast<std::uint64_t>(nBytes)), SideName(1 - nFromSide)),
+               QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::Yes)
             != QMessageBox::Yes) {
         return;
     }

@@ -15,6 +15,7 @@
 #include "gui/ComparisonModel.h"
 #include "gui/ComparisonPanes.h"
 #include "gui/MainFrame.h"
+#include "gui/widgets/SilenceableMessageBox.h"
 #include "support/TextFormat.h"
 
 namespace {
@@ -137,12 +138,19 @@ void CMainFrame::DeleteSelection()
     if (items.empty()) {
         return;
     }
-    const QString strQuestion = nSide == SIDE_LEFT
-        ? FormatText("Move %d local items to the trash?", static_cast<int>(items.size()))
-        : FormatText("Delete %d items on the FTP server, with everything in the folders among them?\n\nThis cannot be "
-                     "undone.",
-            static_cast<int>(items.size()));
-    if (QMessageBox::question(this, QStringLiteral("Delete"), strQuestion) != QMessageBox::Yes) {
+    // Local items go to the trash, from where they come back: that question may be silenced. What the
+    // server deletes is gone, so that one is always asked.
+    const bool bYes = nSide == SIDE_LEFT
+        ? CSilenceableMessageBox::Ask(this, "ConfirmMoveToTrash", QMessageBox::Question, QStringLiteral("Delete"),
+              FormatText("Move %d local items to the trash?", static_cast<int>(items.size())),
+              QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::Yes)
+            == QMessageBox::Yes
+        : QMessageBox::question(this, QStringLiteral("Delete"),
+              FormatText("Delete %d items on the FTP server, with everything in the folders among them?\n\nThis "
+                         "cannot be undone.",
+                  static_cast<int>(items.size())))
+            == QMessageBox::Yes;
+    if (!bYes) {
         return;
     }
     RunTask(

@@ -33,8 +33,6 @@ CStatusCounts::CStatusCounts(const CPaneSettings& settings, QWidget* pParent)
     auto* pLayout = new QHBoxLayout(this);
     pLayout->setContentsMargins(0, 0, 0, 0);
     pLayout->setSpacing(2);
-    const CStatusIcons icons(settings);
-    const int kIcons[] = { ICON_SAME, ICON_DIFF, ICON_1ST, ICON_2ND, ICON_UNKNOWN_FILE, ICON_CLOSE };
     for (int nClass = 0; nClass < CLASS_FOLDER_BOTH; ++nClass) {
         auto* pButton = new QToolButton(this);
         pButton->setObjectName(
@@ -43,11 +41,20 @@ CStatusCounts::CStatusCounts(const CPaneSettings& settings, QWidget* pParent)
         pButton->setChecked(true);
         pButton->setAutoRaise(true);
         pButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-        pButton->setIcon(icons.Icon(kIcons[nClass]));
         pButton->setText(ClassName(static_cast<StatusClass>(nClass)) + QStringLiteral(" 0"));
         connect(pButton, &QToolButton::toggled, this, [this] { emit ShownClassesChanged(ShownClasses()); });
         m_pToggles[nClass] = pButton;
         pLayout->addWidget(pButton);
+    }
+    SetIcons(settings);
+}
+
+void CStatusCounts::SetIcons(const CPaneSettings& settings)
+{
+    const CStatusIcons icons(settings);
+    const int kIcons[] = { ICON_SAME, ICON_DIFF, ICON_1ST, ICON_2ND, ICON_UNKNOWN_FILE, ICON_CLOSE };
+    for (int nClass = 0; nClass < CLASS_FOLDER_BOTH; ++nClass) {
+        m_pToggles[nClass]->setIcon(icons.Icon(kIcons[nClass]));
     }
 }
 

@@ -15,6 +15,7 @@ class CStatusCounts : public QWidget
 
 public:
     CStatusCounts(const CPaneSettings& settings, QWidget* pParent = nullptr);
+    void SetIcons(const CPaneSettings& settings);
 
     void ShowTotals(const std::array<ClassTotals, kStatusClasses>& totals);
     void SetShownClasses(unsigned nClasses);

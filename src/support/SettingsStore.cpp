@@ -115,6 +115,14 @@ QStringList CSettingsStore::ChildGroups(const QString& strSection) const
     return groups;
 }
 
+QStringList CSettingsStore::ChildKeys(const QString& strSection) const
+{
+    m_pSettings->beginGroup(strSection);
+    const QStringList keys = m_pSettings->childKeys();
+    m_pSettings->endGroup();
+    return keys;
+}
+
 QVariant CSettingsStore::ReadValue(const QString& strPath) const
 {
     return m_pSettings->value(strPath);

@@ -39,6 +39,7 @@ public:
     // Records the table cannot list, one group each below a section ("Sites/<name>/Host"): the group names
     // below strSection, and values by their whole path.
     [[nodiscard]] QStringList ChildGroups(const QString& strSection) const;
+    [[nodiscard]] QStringList ChildKeys(const QString& strSection) const;
     [[nodiscard]] QVariant ReadValue(const QString& strPath) const;
     void WriteValue(const QString& strPath, const QVariant& value);
     // Removes a value or a whole group.

@@ -55,6 +55,8 @@ constexpr std::array kTable {
     Int(kSettings, "CacheDownloadSizeKB", 10),
     // Connections open to one site at once, the view's own included; transfers beyond it wait.
     Int(kSettings, "MaxFtpConnections", 4),
+    // Uploads go to a working name and are renamed into place; 0 for servers that refuse renames.
+    Int(kSettings, "UploadThroughWorkingName", 1),
     // Checked for reachability when a site cannot be reached; empty: nothing is contacted.
     Text(kSettings, "ReachabilityProbeUrl", ""),
     // Transfer list column widths, "%d,%d,%d,%d,%d,%d" in column order.

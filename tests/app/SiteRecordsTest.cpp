@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "app/FileZillaImport.h"
+#include "app/FileZillaSites.h"
 #include "app/SiteRecords.h"
 #include "common/TestFiles.h"
 #include "support/CredentialStore.h"

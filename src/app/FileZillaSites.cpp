@@ -1,6 +1,7 @@
-#include "app/FileZillaImport.h"
+#include "app/FileZillaSites.h"
 
 #include <QXmlStreamReader>
+#include <QXmlStreamWriter>
 
 #include "support/TextFormat.h"
 
@@ -205,6 +206,42 @@ SiteImport ReadFileZillaSites(const QByteArray& data)
             static_cast<long long>(xml.lineNumber()));
     }
     return import;
+}
+
+QByteArray WriteFileZillaSites(const std::vector<SiteRecord>& records)
+{
+    QByteArray data;
+    QXmlStreamWriter xml(&data);
+    xml.setAutoFormatting(true);
+    xml.writeStartDocument();
+    xml.writeStartElement(QStringLiteral("FileZilla3"));
+    xml.writeStartElement(QStringLiteral("Servers"));
+    for (const SiteRecord& record : records) {
+        xml.writeStartElement(QStringLiteral("Server"));
+        xml.writeTextElement(QStringLiteral("Host"), record.strHost);
+        xml.writeTextElement(QStringLiteral("Port"), QString::number(record.nPort));
+        xml.writeTextElement(QStringLiteral("Protocol"),
+            QString::number(record.security == SiteSecurity::ImplicitTls ? kFtpsImplicit
+                    : record.security == SiteSecurity::ExplicitTls       ? kFtpsExplicit
+                                                                         : kFtp));
+        xml.writeTextElement(QStringLiteral("Type"), QStringLiteral("0"));
+        xml.writeTextElement(QStringLiteral("User"), record.bAnonymous ? QString() : record.strUser);
+        // "Ask for password": the password stays in this machine's secret store.
+        xml.writeTextElement(
+            QStringLiteral("Logontype"), record.bAnonymous ? QStringLiteral("0") : QStringLiteral("2"));
+        xml.writeTextElement(QStringLiteral("PasvMode"),
+            record.bPassive ? QStringLiteral("MODE_PASSIVE") : QStringLiteral("MODE_ACTIVE"));
+        xml.writeTextElement(QStringLiteral("Name"), record.strName);
+        QString strRemote = QStringLiteral("1 0");
+        for (const QString& strPart : record.strInitialPath.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+            strRemote += QStringLiteral(" %1 %2").arg(strPart.size()).arg(strPart);
+        }
+        xml.writeTextElement(QStringLiteral("RemoteDir"), strRemote);
+        xml.writeTextElement(QStringLiteral("LocalDir"), record.strLocalFolder);
+        xml.writeEndElement();
+    }
+    xml.writeEndDocument();
+    return data;
 }
 
 QString UnusedSiteName(const QString& strName, const QStringList& taken)

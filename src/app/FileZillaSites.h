@@ -28,5 +28,8 @@ struct SiteImport
 // base64 (never a master-password-protected one).
 SiteImport ReadFileZillaSites(const QByteArray& xml);
 
+// The sites as FileZilla's sitemanager.xml, for another program to import: never with a password.
+QByteArray WriteFileZillaSites(const std::vector<SiteRecord>& records);
+
 // A name not yet in taken: strName, else "strName (2)", "strName (3)" ...
 QString UnusedSiteName(const QString& strName, const QStringList& taken);
