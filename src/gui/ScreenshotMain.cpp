@@ -9,12 +9,17 @@
 #include <QTimer>
 #include <QTreeView>
 
+#include "app/SiteRecords.h"
 #include "gui/ComparisonPanes.h"
 #include "gui/MainFrame.h"
 #include "gui/dialogs/ConflictPrompt.h"
 #include "gui/dialogs/OpenComparisonDialog.h"
+#include "gui/dialogs/PreferencesDialog.h"
+#include "gui/dialogs/SiteManagerDialog.h"
 #include "gui/dialogs/TimerIntervalDialog.h"
 #include "gui/widgets/WaitDialog.h"
+#include "support/CredentialStore.h"
+#include "support/SettingsStore.h"
 #include "transfer/TransferList.h"
 
 namespace {
@@ -41,6 +46,24 @@ void FillTransfers(CTransferListView& list, const QString& strLocal, const QStri
     list.UpdateJob(nFailed, { {}, {}, {}, {}, QStringLiteral("Failed to download file. 550 Permission denied") },
         QStringLiteral("Failed"));
     list.FinishJob(nFailed, true);
+}
+
+// The demo comparison as a saved site, so that the site manager shows something real.
+void SaveDemoSite(const OpenRequest& request, ICredentialStore& secrets)
+{
+    QString strError;
+    std::optional<SiteRecord> record = SiteFromUrl(QStringLiteral("Demo site"), request.strRight, strError);
+    if (!record) {
+        return;
+    }
+    record->strLocalFolder = request.strLocalFolder;
+    CSettingsStore store;
+    CSiteStore(store).Write(*record);
+    CSiteStore(store).Write(SiteRecord { QStringLiteral("Shop (staging)"), QStringLiteral("staging.shop.example"), 21,
+        true, QStringLiteral("deploy"), false, QStringLiteral("/htdocs"), 3, 10, 100, {}, SiteSecurity::ExplicitTls,
+        {} });
+    (void)store.Sync();
+    (void)secrets.Write(SitePasswordKey(record->strName), request.site.strPassword, strError);
 }
 
 } // namespace
@@ -85,6 +108,15 @@ int main(int argc, char** argv)
                 = CConflictPrompt::MakeBox(QStringLiteral("/www/index.html"), SIDE_RIGHT, &frame);
             pConflict->show();
             Save(*pConflict, out.filePath(QStringLiteral("replace-question.png")));
+            CMemoryCredentialStore secrets;
+            SaveDemoSite(request, secrets);
+            CSiteManagerDialog sites(secrets, &frame);
+            sites.SelectSite(QStringLiteral("Demo site"));
+            sites.show();
+            Save(sites, out.filePath(QStringLiteral("site-manager.png")));
+            CPreferencesDialog preferences(&frame);
+            preferences.show();
+            Save(preferences, out.filePath(QStringLiteral("preferences.png")));
             CWaitDialog wait(QStringLiteral("Opening the comparison"), &frame);
             wait.SetText(QStringLiteral("Scanning /www/img..."));
             wait.show();

@@ -5,6 +5,7 @@
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFontComboBox>
+#include <QFontInfo>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -127,6 +128,7 @@ QWidget* CPreferencesDialog::PanesPage()
     m_pPreview->setAutoFillBackground(true);
     m_pPreview->setBackgroundRole(QPalette::Base);
     m_pPreview->setMargin(6);
+    m_pPreview->setWordWrap(true);
     pColourForm->addRow(QStringLiteral("Preview:"), m_pPreview);
     pForm->addRow(pColours);
     pForm->addRow(Check(kSettings, "FileSize", QStringLiteral("Show the Si&ze column")));
@@ -267,10 +269,15 @@ bool CPreferencesDialog::Save(CSettingsStore& store) const
             store.WriteString(
                 binding.pSection, binding.pKey, static_cast<QLineEdit*>(binding.pWidget)->text().trimmed());
             break;
-        case Kind::Font:
-            store.WriteString(
-                binding.pSection, binding.pKey, static_cast<QFontComboBox*>(binding.pWidget)->currentFont().family());
+        case Kind::Font: {
+            // A font this machine lacks shows as the one standing in for it; unless another was chosen, the
+            // name stays as it was, for the machines that have it.
+            const QString strKept = binding.pWidget->property("fontName").toString();
+            const QString strShown = static_cast<QFontComboBox*>(binding.pWidget)->currentFont().family();
+            store.WriteString(binding.pSection, binding.pKey,
+                strShown == QFontInfo(QFont(strKept)).family() || strShown == strKept ? strKept : strShown);
             break;
+        }
         case Kind::Colour:
             store.WriteInt(binding.pSection, binding.pKey, binding.pWidget->property("colorRef").toUInt());
             break;
@@ -296,7 +303,7 @@ void CPreferencesDialog::UpdatePreview()
             { "ColorRightOnly", "only-there.txt" }, { "ColorUnknown", "big-archive.zip" } }) {
         for (const Binding& binding : m_bindings) {
             if (qstrcmp(binding.pKey, pKey) == 0) {
-                strHtml += QStringLiteral("<span style=\"color:%1\">%2</span><br>")
+                strHtml += QStringLiteral("<span style=\"color:%1\">%2</span>&nbsp;&nbsp; ")
                                .arg(ColorOfRef(binding.pWidget->property("colorRef").toUInt()).name(),
                                    QString::fromLatin1(pText));
             }
