@@ -298,9 +298,8 @@ QStringList CPreferencesDialog::BoundKeys() const
 void CPreferencesDialog::UpdatePreview()
 {
     QString strHtml;
-    for (const auto& [pKey, pText] :
-        { std::pair { "ColorSame", "same.html" }, { "ColorDiff", "changed.css" }, { "ColorLeftOnly", "new-here.png" },
-            { "ColorRightOnly", "only-there.txt" }, { "ColorUnknown", "big-archive.zip" } }) {
+    for (const auto& [pKey, pText] : { std::pair { "ColorSame", "same.html" }, { "ColorDiff", "changed.css" },
+             { "ColorLeftOnly", "new.png" }, { "ColorRightOnly", "old.txt" }, { "ColorUnknown", "big.zip" } }) {
         for (const Binding& binding : m_bindings) {
             if (qstrcmp(binding.pKey, pKey) == 0) {
                 strHtml += QStringLiteral("<span style=\"color:%1\">%2</span>&nbsp;&nbsp; ")
