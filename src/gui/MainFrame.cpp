@@ -62,7 +62,7 @@ CMainFrame::CMainFrame(QWidget* pParent)
     , m_refreshTimer([] { return static_cast<std::int64_t>(QDateTime::currentSecsSinceEpoch()); })
 {
     setObjectName(QStringLiteral("mainFrame"));
-    setWindowTitle(QStringLiteral("Quorvel"));
+    SetTitle(QStringLiteral("Quorvel"));
     setWindowIcon(CStatusIcons::AppIcon());
     m_refreshTimer.SetInterval(
         static_cast<unsigned>(std::max(5LL, CSettingsStore().ReadInt("Misc.", "AutoRefreshSeconds"))));
@@ -252,6 +252,31 @@ void CMainFrame::AskOpenComparison()
     pDialog->open();
 }
 
+void CMainFrame::StartLicenceChecks(std::function<LicenceState()> check)
+{
+    m_checkLicence = std::move(check);
+    if (m_pLicenceTimer == nullptr) {
+        m_pLicenceTimer = new QTimer(this);
+        m_pLicenceTimer->setObjectName(QStringLiteral("licenceTimer"));
+        // A licence that expires while the program runs is noticed within a day.
+        m_pLicenceTimer->setInterval(24 * 60 * 60 * 1000);
+        connect(m_pLicenceTimer, &QTimer::timeout, this, [this] {
+            m_licence = m_checkLicence();
+            SetTitle(m_strTitle);
+        });
+    }
+    m_licence = m_checkLicence();
+    Log("CMainFrame::[%ld] licence: %s", CurrentThreadId(), m_licence.strSummary);
+    SetTitle(m_strTitle);
+    m_pLicenceTimer->start();
+}
+
+void CMainFrame::SetTitle(const QString& strTitle)
+{
+    m_strTitle = strTitle;
+    setWindowTitle(m_licence.bRegistered ? strTitle : strTitle + QStringLiteral(" - UnRegistered"));
+}
+
 void CMainFrame::ShowSiteManager()
 {
     if (IsBusy()) {
@@ -348,14 +373,14 @@ void CMainFrame::TaskFinished(const ComparisonOutcome& outcome, std::shared_ptr<
         ShowSnapshot(pSnapshot);
         const OpenRequest& request = m_pDocument->Request();
         m_pPanes->SetRootTexts(request.strLocalFolder, request.strRight);
-        setWindowTitle(QStringLiteral("Quorvel - ") + QFileInfo(request.strLocalFolder).fileName());
+        SetTitle(QStringLiteral("Quorvel - ") + QFileInfo(request.strLocalFolder).fileName());
         if (outcome.bOk) {
             COpenComparisonDialog::RememberPair(request);
         }
     } else if (m_pDocument->View() == nullptr) {
         ShowSnapshot(CTreeSnapshot::Empty());
         m_pPanes->SetRootTexts({}, {});
-        setWindowTitle(QStringLiteral("Quorvel"));
+        SetTitle(QStringLiteral("Quorvel"));
     }
     UpdateCommands();
     UpdateStatusBar();

@@ -13,8 +13,9 @@
 #include "app/RefreshTimer.h"
 #include "app/TreeSnapshot.h"
 #include "app/WindowPlacement.h"
-#include "support/CredentialStore.h"
 #include "gui/PaneView.h"
+#include "support/CredentialStore.h"
+#include "support/Licence.h"
 
 class CComparisonFilter;
 class CComparisonModel;
@@ -61,6 +62,9 @@ public:
     // Where saved sites' passwords go; the system's secret store unless a test gives another.
     void SetCredentialStore(std::unique_ptr<ICredentialStore> pSecrets) { m_pSecrets = std::move(pSecrets); }
     [[nodiscard]] ICredentialStore& Secrets() const { return *m_pSecrets; }
+    // Asks check now and once a day whether the use is registered; the title says when it is not.
+    void StartLicenceChecks(std::function<LicenceState()> check);
+    [[nodiscard]] const LicenceState& Licence() const { return m_licence; }
     // Reads the settings again and shows them: panes, colours, log switches, transfers.
     void ApplySettings();
     // The placement as "WindowPos" keeps it, and applying one.
@@ -84,6 +88,7 @@ private:
     void SaveLayout();
 
     void AskOpenComparison();
+    void SetTitle(const QString& strTitle);
     void ShowSiteManager();
     void ShowPreferences();
     void RunTask(const QString& strTitle,
@@ -151,6 +156,10 @@ private:
     CRefreshTimer m_refreshTimer;
     unsigned m_nShownGeneration = 0;
     std::function<bool(const QString&)> m_askQuit;
+    std::function<LicenceState()> m_checkLicence;
+    LicenceState m_licence;
+    QTimer* m_pLicenceTimer = nullptr;
+    QString m_strTitle;
     // Copies of FTP files being edited, by path, with the FTP path each goes back to when saved.
     QFileSystemWatcher* m_pEditWatcher = nullptr;
     struct EditedCopy
