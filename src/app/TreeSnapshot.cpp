@@ -3,6 +3,8 @@
 #include <QHash>
 #include <QSet>
 
+#include "tree/FileTexts.h"
+
 StatusClass ClassOf(int nKind, int nStatus)
 {
     if (nKind == KIND_DIR) {
@@ -187,4 +189,38 @@ std::vector<int> FindNodesAgain(const CTreeSnapshot& from, const std::vector<int
         }
     }
     return found;
+}
+
+QString VerdictOf(const CTreeSnapshot& snapshot, int nNode)
+{
+    const SnapshotNode& node = snapshot.Node(nNode);
+    switch (node.nClass) {
+    case CLASS_SAME:
+        return QStringLiteral("Same: version, size and CRC-32 agree");
+    case CLASS_DIFF:
+        if (snapshot.Version(nNode, SIDE_LEFT) != snapshot.Version(nNode, SIDE_RIGHT)) {
+            return QStringLiteral("Different: the versions differ");
+        }
+        if (node.strSize[SIDE_LEFT] != node.strSize[SIDE_RIGHT]) {
+            return node.nAttrSource == ATTR_FROM_MARKER
+                ? QStringLiteral("Different: the sizes differ (not downloaded, compared by size)")
+                : QStringLiteral("Different: the sizes differ");
+        }
+        return QStringLiteral("Different: the contents differ (CRC-32)");
+    case CLASS_LEFT_ONLY:
+        return QStringLiteral("Only on the local side");
+    case CLASS_RIGHT_ONLY:
+        return QStringLiteral("Only on the FTP side");
+    case CLASS_UNKNOWN:
+        if (snapshot.Version(nNode, SIDE_RIGHT) == kUnknownVersion || node.nAttrSource == ATTR_FROM_MARKER) {
+            return QStringLiteral("Undecided: not downloaded (larger than the cache limit); the sizes agree");
+        }
+        return QStringLiteral("Undecided: the contents could not be read");
+    case CLASS_FOLDER_ONE_SIDE:
+        return node.IsOn(SIDE_LEFT) ? QStringLiteral("Folder only on the local side")
+                                    : QStringLiteral("Folder only on the FTP side");
+    default:
+        return node.DiffersBelow() ? QStringLiteral("Folder on both sides; something below it differs")
+                                   : QStringLiteral("Folder on both sides; everything below it is the same");
+    }
 }

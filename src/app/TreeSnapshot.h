@@ -101,3 +101,6 @@ std::vector<int> FindNodesAgain(const CTreeSnapshot& from, const std::vector<int
 
 // A size text ("1,234") as a number of bytes; 0 when it is not one.
 long long BytesOfSizeText(const QString& strSize);
+
+// Why a node has its status, in words: "the sizes differ", "not downloaded: compared by size only" ...
+QString VerdictOf(const CTreeSnapshot& snapshot, int nNode);

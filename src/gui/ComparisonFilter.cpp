@@ -18,26 +18,19 @@ CComparisonFilter::CComparisonFilter(CComparisonModel& model, QObject* pParent)
 
 void CComparisonFilter::SetShownClasses(unsigned nClasses)
 {
-    m_nShown = nClasses & kAllToggleClasses;
+    m_rule.SetShownClasses(nClasses & kAllToggleClasses);
     Refilter();
 }
 
 void CComparisonFilter::SetOnlyDifferences(bool bOnly)
 {
-    m_bOnlyDifferences = bOnly;
+    m_rule.SetOnlyDifferences(bOnly);
     Refilter();
 }
 
 void CComparisonFilter::SetNameFilter(const QString& strPattern)
 {
-    const QString strTrimmed = strPattern.trimmed();
-    m_bNameFilter = !strTrimmed.isEmpty();
-    if (m_bNameFilter) {
-        const bool bWildcard = strTrimmed.contains(QLatin1Char('*')) || strTrimmed.contains(QLatin1Char('?'));
-        m_name = bWildcard
-            ? QRegularExpression::fromWildcard(strTrimmed, Qt::CaseInsensitive)
-            : QRegularExpression(QRegularExpression::escape(strTrimmed), QRegularExpression::CaseInsensitiveOption);
-    }
+    m_rule.SetNameFilter(strPattern);
     Refilter();
 }
 
@@ -50,41 +43,13 @@ void CComparisonFilter::Refilter()
     endResetModel();
 }
 
-unsigned CComparisonFilter::EffectiveClasses() const
-{
-    unsigned nClasses = m_nShown;
-    if (m_bOnlyDifferences) {
-        nClasses &= kDifferenceClasses;
-    }
-    // A folder on both sides is shown for its own sake only when nothing is filtered out.
-    if (nClasses == kAllToggleClasses && !m_bNameFilter) {
-        nClasses |= 1u << CLASS_FOLDER_BOTH;
-    }
-    return nClasses;
-}
-
 void CComparisonFilter::Recompute()
 {
     const CTreeSnapshot& snapshot = m_model.Snapshot();
     const std::vector<SnapshotNode>& nodes = snapshot.Nodes();
-    const unsigned nClasses = EffectiveClasses();
+    const std::vector<bool> kept = m_rule.KeptNodes(snapshot);
     m_places.assign(nodes.size(), Place {});
     m_places[0].nRow = 0;
-    // Children stand after their parents: a backward pass learns which folders hold a match below them.
-    // nRow is 0 here for a kept node; the forward pass numbers the rows.
-    std::vector<bool> matchBelow(nodes.size(), false);
-    for (size_t i = nodes.size(); i-- > 1;) {
-        const SnapshotNode& node = nodes[i];
-        if ((node.nSubtreeClasses & nClasses) == 0) {
-            continue;
-        }
-        const bool bKeep = !m_bNameFilter || matchBelow[i]
-            || ((nClasses & (1u << node.nClass)) != 0 && m_name.match(node.strName).hasMatch());
-        if (bKeep) {
-            m_places[i].nRow = 0;
-            matchBelow[static_cast<size_t>(node.nParent)] = true;
-        }
-    }
     m_shown.clear();
     for (size_t i = 0; i < nodes.size(); ++i) {
         Place& place = m_places[i];
@@ -94,9 +59,8 @@ void CComparisonFilter::Recompute()
         }
         const SnapshotNode& node = nodes[i];
         for (int nChild = node.nFirstChild; nChild < node.nFirstChild + node.nChildCount; ++nChild) {
-            Place& child = m_places[static_cast<size_t>(nChild)];
-            if (child.nRow >= 0) {
-                child.nRow = place.nCount++;
+            if (kept[static_cast<size_t>(nChild)]) {
+                m_places[static_cast<size_t>(nChild)].nRow = place.nCount++;
                 m_shown.push_back(nChild);
             }
         }

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include <QAbstractProxyModel>
-#include <QRegularExpression>
 
+#include "app/TreeFilter.h"
 #include "app/TreeSnapshot.h"
 
 class CComparisonModel;
@@ -24,11 +24,13 @@ public:
 
     // Bits of StatusClass; CLASS_FOLDER_BOTH is managed here.
     void SetShownClasses(unsigned nClasses);
-    [[nodiscard]] unsigned ShownClasses() const { return m_nShown; }
+    [[nodiscard]] unsigned ShownClasses() const { return m_rule.ShownClasses(); }
     void SetOnlyDifferences(bool bOnly);
-    [[nodiscard]] bool OnlyDifferences() const { return m_bOnlyDifferences; }
+    [[nodiscard]] bool OnlyDifferences() const { return m_rule.OnlyDifferences(); }
     // Case-insensitive wildcard ("*.html") or plain part of a name; empty shows every name.
     void SetNameFilter(const QString& strPattern);
+    // The rule as it stands, for a report of what the panes show.
+    [[nodiscard]] const CTreeFilterRule& Rule() const { return m_rule; }
 
     [[nodiscard]] CComparisonModel& Model() const { return m_model; }
     // The row of a snapshot node in this filter, or an invalid index while it is filtered out.
@@ -54,13 +56,9 @@ private:
 
     void Refilter();
     void Recompute();
-    [[nodiscard]] unsigned EffectiveClasses() const;
 
     CComparisonModel& m_model;
-    unsigned m_nShown = kAllToggleClasses;
-    bool m_bOnlyDifferences = false;
-    QRegularExpression m_name;
-    bool m_bNameFilter = false;
+    CTreeFilterRule m_rule;
     std::vector<Place> m_places; // one per snapshot node
     std::vector<int> m_shown; // the shown nodes, each folder's together and in sibling order
 };

@@ -83,6 +83,3 @@ private:
     QColor m_background = Qt::white;
     std::shared_ptr<const CTreeSnapshot> m_pSnapshot;
 };
-
-// Why a node has its status, in words: "the sizes differ", "not downloaded: compared by size only" ...
-QString VerdictOf(const CTreeSnapshot& snapshot, int nNode);
