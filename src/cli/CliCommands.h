@@ -15,6 +15,7 @@ int RunRaw(const QStringList& arguments);
 int RunSync(const QStringList& arguments);
 int RunSysinfo(const QStringList& arguments);
 int RunSettings(const QStringList& arguments);
+int RunReport(const QStringList& arguments);
 
 class CFolderComparison;
 

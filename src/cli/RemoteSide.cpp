@@ -100,6 +100,7 @@ QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
         return QStringLiteral("the URL holds a password, which others on this machine can read; give it in "
                               "QUORVEL_PASSWORD, a --password-file or ~/.netrc instead.");
     }
+    m_strDisplayUrl = ::DisplayUrl(*url, options.site.strUser.isEmpty() ? url->strUser : options.site.strUser);
     QString strError;
     if (options.site.strPassword.isEmpty()) {
         options.site.strPassword = FindPassword(*url, options.strPasswordFile, strError);

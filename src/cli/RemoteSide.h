@@ -50,6 +50,8 @@ public:
 
     [[nodiscard]] const QString& MirrorFolder() const { return m_strMirror; }
     [[nodiscard]] QString RemoteFolder() const;
+    // The site's address as the user may see it: never with a password.
+    [[nodiscard]] const QString& DisplayUrl() const { return m_strDisplayUrl; }
     [[nodiscard]] CFtpSession& Session() { return *m_pSession; }
     [[nodiscard]] CTraceBuffer& Trace() { return m_trace; }
     // What the listing left out or could not read in full, for the user.
@@ -60,5 +62,6 @@ private:
     CTracePrinter m_printer;
     std::unique_ptr<CFtpSession> m_pSession;
     QString m_strMirror;
+    QString m_strDisplayUrl;
     QStringList m_warnings;
 };

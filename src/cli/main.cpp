@@ -1,8 +1,11 @@
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <map>
+#include <memory>
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 
 #include "cli/CliCommands.h"
 #include "cli/SavedSites.h"
@@ -26,6 +29,7 @@ Commands:
   sysinfo              write a diagnostic log with the system-information block and print where it is
   settings             list every setting with its current value, marking those left at their default
   sites                list, add and remove saved sites; see quorvel-cli sites --help
+  report LOCAL RIGHT   the comparison as a text, HTML or PDF report; see quorvel-cli report --help
 
 Wherever a command takes an FTP URL, site:NAME names a saved site (the password from the system's secret
 store when it keeps one).
@@ -46,7 +50,23 @@ using CommandFunction = std::function<int(const QStringList&)>;
 
 int main(int argc, char* argv[])
 {
-    QCoreApplication application(argc, argv);
+    // A report draws PDF pages, which needs the GUI library's fonts, though never a display.
+    const bool bDrawing
+        = std::any_of(argv + 1, argv + argc, [](const char* pArgument) { return qstrcmp(pArgument, "report") == 0; });
+    if (bDrawing) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        // Off screen, the platform's notes on its run-time folder concern nobody.
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& strMessage) {
+            if (!strMessage.startsWith(QLatin1String("QStandardPaths: "))) {
+                std::fprintf(stderr, "%s\n", qPrintable(strMessage));
+            }
+            if (type == QtFatalMsg) {
+                std::abort();
+            }
+        });
+    }
+    const std::unique_ptr<QCoreApplication> pApplication
+        = bDrawing ? std::make_unique<QGuiApplication>(argc, argv) : std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quorvel-cli"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUORVEL_VERSION));
 
@@ -57,6 +77,7 @@ int main(int argc, char* argv[])
         { QStringLiteral("sysinfo"), RunSysinfo },
         { QStringLiteral("settings"), RunSettings },
         { QStringLiteral("sites"), RunSites },
+        { QStringLiteral("report"), RunReport },
     };
 
     const QStringList allArguments = QCoreApplication::arguments().mid(1);
