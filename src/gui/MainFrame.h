@@ -14,6 +14,7 @@
 #include "app/TreeSnapshot.h"
 #include "app/WindowPlacement.h"
 #include "gui/PaneView.h"
+#include "gui/dialogs/ReportDialog.h"
 #include "support/CredentialStore.h"
 #include "support/Licence.h"
 
@@ -26,6 +27,7 @@ class CTraceView;
 class CTransferListWidget;
 class CWaitDialog;
 class QAction;
+class QThread;
 class QFileSystemWatcher;
 class QLabel;
 class QLineEdit;
@@ -55,7 +57,7 @@ public:
     // Opens a comparison on a worker; Finished tells when it is done.
     void OpenComparison(const OpenRequest& request);
     void RefreshComparison(RefreshKind kind);
-    [[nodiscard]] bool IsBusy() const { return m_pTask != nullptr; }
+    [[nodiscard]] bool IsBusy() const { return m_pTask != nullptr || m_pReportThread != nullptr; }
 
     // The question before quitting while transfers run; tests answer it themselves.
     void SetQuitQuestion(std::function<bool(const QString&)> ask) { m_askQuit = std::move(ask); }
@@ -65,6 +67,8 @@ public:
     // Asks check now and once a day whether the use is registered; the title says when it is not.
     void StartLicenceChecks(std::function<LicenceState()> check);
     [[nodiscard]] const LicenceState& Licence() const { return m_licence; }
+    // Writes (or prints) a report of what the comparison shows on a worker; ReportFinished tells the outcome.
+    void StartReport(const ReportOptions& options, ReportOutput output, const QString& strPath);
     // Reads the settings again and shows them: panes, colours, log switches, transfers.
     void ApplySettings();
     // The placement as "WindowPos" keeps it, and applying one.
@@ -74,6 +78,8 @@ public:
 signals:
     // A comparison was opened or refreshed (or failed: bOk false), and the panes show it.
     void ComparisonShown(bool bOk);
+    // A report was written or printed (bOk), or failed or was cancelled; strOutcome says which.
+    void ReportFinished(bool bOk, const QString& strOutcome);
 
 protected:
     void closeEvent(QCloseEvent* pEvent) override;
@@ -91,6 +97,9 @@ private:
     void SetTitle(const QString& strTitle);
     void ShowSiteManager();
     void ShowPreferences();
+    void ShowReportDialog();
+    [[nodiscard]] ReportHeader CurrentReportHeader() const;
+    void ReportWritten(ReportOutput output, const QString& strPath, const QString& strError, bool bCancelled);
     void RunTask(const QString& strTitle,
         std::function<ComparisonOutcome(const std::atomic<bool>&, const std::function<void(const QString&)>&)> work);
     void TaskFinished(const ComparisonOutcome& outcome, std::shared_ptr<const CTreeSnapshot> pSnapshot);
@@ -159,6 +168,7 @@ private:
     std::function<LicenceState()> m_checkLicence;
     LicenceState m_licence;
     QTimer* m_pLicenceTimer = nullptr;
+    QThread* m_pReportThread = nullptr;
     QString m_strTitle;
     // Copies of FTP files being edited, by path, with the FTP path each goes back to when saved.
     QFileSystemWatcher* m_pEditWatcher = nullptr;

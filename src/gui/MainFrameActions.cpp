@@ -93,6 +93,10 @@ void CMainFrame::BuildActions()
         QStringLiteral("Refresh the comparison at a fixed interval while it holds at most 100 files"));
     pTimer->setCheckable(true);
     connect(pTimer, &QAction::triggered, this, [this] { StartStopTimer(); });
+    connect(MakeAction(this, "report", QStringLiteral("&Report..."),
+                QStringLiteral("Save or print what the comparison shows: text, HTML, PDF or the printer"),
+                { QKeySequence::Print }),
+        &QAction::triggered, this, &CMainFrame::ShowReportDialog);
     connect(MakeAction(this, "siteManager", QStringLiteral("&Site Manager..."),
                 QStringLiteral("Keep FTP sites with their passwords and open a comparison of one"),
                 { QKeySequence(Qt::CTRL | Qt::Key_M) }),
@@ -129,7 +133,8 @@ void CMainFrame::BuildMenus()
             }
         }
     };
-    add(menuBar()->addMenu(QStringLiteral("&File")), { "open", "siteManager", "close", nullptr, "quit" });
+    add(menuBar()->addMenu(QStringLiteral("&File")),
+        { "open", "siteManager", "close", nullptr, "report", nullptr, "quit" });
     add(menuBar()->addMenu(QStringLiteral("&Commands")),
         { "upload", "download", "copyDifferences", "copyWithinFtp", nullptr, "copyFiles", "pasteFiles", nullptr,
             "deleteItems", "renameItem", "newFolder", nullptr, "openItem", "editItem", "viewBoth", "showInFolder" });
@@ -194,7 +199,7 @@ void CMainFrame::UpdateCommands()
     const bool bFtp = bOpen && IsFtpLocation(m_pDocument->Request().strRight);
     Action(QStringLiteral("open"))->setEnabled(!IsBusy());
     Action(QStringLiteral("close"))->setEnabled(bOpen && !IsBusy());
-    for (const char* pName : { "refresh", "reloadLocal" }) {
+    for (const char* pName : { "refresh", "reloadLocal", "report" }) {
         Action(QLatin1String(pName))->setEnabled(bOpen && !IsBusy());
     }
     for (const char* pName : { "reloadRemote", "fullRescan" }) {

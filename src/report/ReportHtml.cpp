@@ -91,7 +91,11 @@ QString RenderReportHtml(const CReport& report, const CPaneSettings& colours)
         for (const ReportLine& line : section.lines) {
             const ReportCells cells = report.CellsOf(line);
             const SnapshotNode& node = report.pSnapshot->Node(line.nNode);
-            strOut += QStringLiteral("<tr class=\"") + QLatin1String(CssClass(cells.nClass))
+            // A folder on both sides takes the colour of what lies below it, as in the panes.
+            const StatusClass nColour
+                = cells.nClass == CLASS_FOLDER_BOTH ? (node.DiffersBelow() ? CLASS_DIFF : CLASS_SAME) : cells.nClass;
+            strOut += QStringLiteral("<tr class=\"") + QLatin1String(CssClass(nColour))
+                + (cells.nClass == CLASS_FOLDER_BOTH ? QStringLiteral(" folder") : QString())
                 + (cells.nClass == CLASS_FOLDER_ONE_SIDE
                         ? (node.IsOn(SIDE_LEFT) ? QStringLiteral(" l") : QStringLiteral(" r"))
                         : QString())

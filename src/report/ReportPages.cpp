@@ -90,6 +90,8 @@ public:
         }
         m_pPainter = &painter;
         m_font = QFont(QStringLiteral("DejaVu Sans"), 8);
+        // No ligatures: a name copied or searched in the PDF must read as it was written ("file", not "ﬁle").
+        m_font.setStyleStrategy(QFont::PreferNoShaping);
         m_bold = m_font;
         m_bold.setBold(true);
         painter.setFont(m_font);
@@ -261,7 +263,9 @@ private:
         const ReportCells cells = m_report.CellsOf(line);
         const SnapshotNode& node = m_report.pSnapshot->Node(line.nNode);
         m_pPainter->setFont(node.nKind == KIND_DIR ? m_bold : m_font);
-        m_pPainter->setPen(ClassColour(cells.nClass, node.IsOn(SIDE_LEFT), m_colours));
+        const StatusClass nColour
+            = cells.nClass == CLASS_FOLDER_BOTH ? (node.DiffersBelow() ? CLASS_DIFF : CLASS_SAME) : cells.nClass;
+        m_pPainter->setPen(ClassColour(nColour, node.IsOn(SIDE_LEFT), m_colours));
         size_t i = 0;
         Cell(columns[i++], y, cells.strName);
         for (int nSide = 0; nSide < 2; ++nSide) {
