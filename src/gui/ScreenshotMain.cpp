@@ -10,14 +10,17 @@
 #include <QTreeView>
 
 #include "app/SiteRecords.h"
+#include "gui/ComparisonModel.h"
 #include "gui/ComparisonPanes.h"
 #include "gui/MainFrame.h"
 #include "gui/dialogs/ConflictPrompt.h"
 #include "gui/dialogs/OpenComparisonDialog.h"
 #include "gui/dialogs/PreferencesDialog.h"
+#include "gui/dialogs/ReportDialog.h"
 #include "gui/dialogs/SiteManagerDialog.h"
 #include "gui/dialogs/TimerIntervalDialog.h"
 #include "gui/widgets/WaitDialog.h"
+#include "report/ReportPages.h"
 #include "support/CredentialStore.h"
 #include "support/SettingsStore.h"
 #include "transfer/TransferList.h"
@@ -117,6 +120,27 @@ int main(int argc, char** argv)
             CPreferencesDialog preferences(&frame);
             preferences.show();
             Save(preferences, out.filePath(QStringLiteral("preferences.png")));
+            CReportDialog reportDialog(frame.Model().SharedSnapshot(),
+                ReportHeader { request.strLocalFolder, QStringLiteral("ftp://demo@127.0.0.1/www"),
+                    QDateTime::currentDateTime(), 256, 0 },
+                {}, &frame);
+            reportDialog.show();
+            Save(reportDialog, out.filePath(QStringLiteral("report-dialog.png")));
+            // A page of the PDF report; the script turns it into a picture.
+            ReportOptions byStatus;
+            byStatus.layout = ReportLayout::ByStatus;
+            if (const std::optional<CReport> report = BuildReport(frame.Model().SharedSnapshot(),
+                    ReportHeader { request.strLocalFolder, QStringLiteral("ftp://demo@127.0.0.1/www"),
+                        QDateTime::currentDateTime(), 256, 0 },
+                    byStatus)) {
+                QString strError;
+                CSettingsStore colours;
+                if (WriteReportPdf(
+                        *report, out.filePath(QStringLiteral("report.pdf")), CPaneSettings::Read(colours), strError)
+                    == 0) {
+                    std::printf("%s\n", qPrintable(out.filePath(QStringLiteral("report.pdf"))));
+                }
+            }
             CWaitDialog wait(QStringLiteral("Opening the comparison"), &frame);
             wait.SetText(QStringLiteral("Scanning /www/img..."));
             wait.show();
