@@ -224,3 +224,23 @@ QString VerdictOf(const CTreeSnapshot& snapshot, int nNode)
                                    : QStringLiteral("Folder on both sides; everything below it is the same");
     }
 }
+
+QString ClassName(StatusClass nClass)
+{
+    switch (nClass) {
+    case CLASS_SAME:
+        return QStringLiteral("Same");
+    case CLASS_DIFF:
+        return QStringLiteral("Diff");
+    case CLASS_LEFT_ONLY:
+        return QStringLiteral("Local only");
+    case CLASS_RIGHT_ONLY:
+        return QStringLiteral("FTP only");
+    case CLASS_UNKNOWN:
+        return QStringLiteral("Undecided");
+    case CLASS_FOLDER_ONE_SIDE:
+        return QStringLiteral("One-sided folders");
+    default:
+        return QStringLiteral("Folders");
+    }
+}

@@ -104,3 +104,6 @@ long long BytesOfSizeText(const QString& strSize);
 
 // Why a node has its status, in words: "the sizes differ", "not downloaded: compared by size only" ...
 QString VerdictOf(const CTreeSnapshot& snapshot, int nNode);
+
+// The short name of a status class, as the status bar and the reports give it.
+QString ClassName(StatusClass nClass);

@@ -250,27 +250,14 @@ int RunCompare(const QStringList& arguments)
         return kExitError;
     }
 
-    std::optional<CRemoteSide> remote;
-    QString strRightFolder = options.strRight;
-    QString strRightShown;
-    if (IsFtpLocation(options.strRight)) {
-        InstallInterruptHandlers();
-        remote.emplace();
-        const QString strError = remote->Mirror(options.strRight, options.remote);
-        if (!strError.isEmpty()) {
-            PrintError(QStringLiteral("quorvel-cli compare: ") + strError);
-            return kExitError;
-        }
-        strRightFolder = remote->MirrorFolder();
-        strRightShown = remote->RemoteFolder();
-    }
-    CFolderComparison comparison(options.strLeft, strRightFolder, strRightShown);
-    const ComparisonOutcome outcome = comparison.Run(options.nThreads);
-    if (!outcome.bOk) {
-        PrintError(QStringLiteral("quorvel-cli compare: ") + outcome.strError);
+    CliComparison run;
+    if (const QString strError
+        = RunCliComparison(options.strLeft, options.strRight, options.remote, options.nThreads, run);
+        !strError.isEmpty()) {
+        PrintError(QStringLiteral("quorvel-cli compare: ") + strError);
         return kExitError;
     }
-    PrintNotices(remote ? remote->Warnings() : QStringList(), comparison);
+    const CFolderComparison& comparison = *run.pComparison;
     const CFileItem* pRoot = comparison.Tree().Root();
     Summary summary;
     Count(pRoot, summary);

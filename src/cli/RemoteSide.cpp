@@ -4,11 +4,13 @@
 
 #include <unistd.h>
 
+#include "cli/CliCommands.h"
 #include "cli/Interrupt.h"
 #include "cli/SavedSites.h"
 #include "ftp/FtpSession.h"
 #include "ftp/RemoteListing.h"
 #include "support/TextFormat.h"
+#include "tree/FolderComparison.h"
 
 std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype& i, RemoteOptions& options)
 {
@@ -141,5 +143,28 @@ QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
             m_pSession->RemoteRoot());
     }
     m_strMirror = listing.MirrorPathFor(m_pSession->RemoteRoot());
+    return {};
+}
+
+QString RunCliComparison(
+    const QString& strLeft, const QString& strRight, RemoteOptions& options, int nThreads, CliComparison& out)
+{
+    QString strRightFolder = strRight;
+    QString strRightShown;
+    if (IsFtpLocation(strRight)) {
+        InstallInterruptHandlers();
+        out.remote.emplace();
+        if (QString strError = out.remote->Mirror(strRight, options); !strError.isEmpty()) {
+            return strError;
+        }
+        strRightFolder = out.remote->MirrorFolder();
+        strRightShown = out.remote->RemoteFolder();
+    }
+    out.pComparison = std::make_unique<CFolderComparison>(strLeft, strRightFolder, strRightShown);
+    const ComparisonOutcome outcome = out.pComparison->Run(nThreads);
+    if (!outcome.bOk) {
+        return outcome.strError;
+    }
+    PrintNotices(out.remote ? out.remote->Warnings() : QStringList(), *out.pComparison);
     return {};
 }

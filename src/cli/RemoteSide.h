@@ -65,3 +65,17 @@ private:
     QString m_strDisplayUrl;
     QStringList m_warnings;
 };
+
+class CFolderComparison;
+
+// A comparison as the commands run it: LEFT against a folder, or against an FTP folder (or site:NAME) that
+// is first listed into its mirror.
+struct CliComparison
+{
+    std::optional<CRemoteSide> remote;
+    std::unique_ptr<CFolderComparison> pComparison;
+};
+
+// Runs the comparison into out; an error sentence, or empty.
+QString RunCliComparison(
+    const QString& strLeft, const QString& strRight, RemoteOptions& options, int nThreads, CliComparison& out);

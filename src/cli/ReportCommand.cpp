@@ -156,32 +156,22 @@ int RunReport(const QStringList& arguments)
             QStringLiteral("quorvel-cli report: ") + strUsageError + QStringLiteral(" See quorvel-cli report --help."));
         return kExitError;
     }
-    InstallInterruptHandlers();
-    std::optional<CRemoteSide> remote;
-    QString strRightFolder = options.strRight;
-    QString strRightShown;
+    CliComparison run;
+    if (const QString strError
+        = RunCliComparison(options.strLeft, options.strRight, options.remote, DefaultComparisonThreads(), run);
+        !strError.isEmpty()) {
+        PrintError(QStringLiteral("quorvel-cli report: ") + strError);
+        return kExitError;
+    }
+    const CFolderComparison& comparison = *run.pComparison;
     ReportHeader header;
     header.strLocal = options.strLeft;
     header.strRemote = options.strRight;
-    if (IsFtpLocation(options.strRight)) {
-        remote.emplace();
-        if (const QString strError = remote->Mirror(options.strRight, options.remote); !strError.isEmpty()) {
-            PrintError(QStringLiteral("quorvel-cli report: ") + strError);
-            return kExitError;
-        }
-        strRightFolder = remote->MirrorFolder();
-        strRightShown = remote->RemoteFolder();
-        header.strRemote = remote->DisplayUrl();
-        header.nCacheKb
-            = options.remote.nCacheKb >= 0 ? options.remote.nCacheKb : remote->Session().CacheDownloadLimit() / 1024;
+    if (run.remote) {
+        header.strRemote = run.remote->DisplayUrl();
+        header.nCacheKb = options.remote.nCacheKb >= 0 ? options.remote.nCacheKb
+                                                       : run.remote->Session().CacheDownloadLimit() / 1024;
     }
-    CFolderComparison comparison(options.strLeft, strRightFolder, strRightShown);
-    const ComparisonOutcome outcome = comparison.Run(DefaultComparisonThreads());
-    if (!outcome.bOk) {
-        PrintError(QStringLiteral("quorvel-cli report: ") + outcome.strError);
-        return kExitError;
-    }
-    PrintNotices(remote ? remote->Warnings() : QStringList(), comparison);
     header.made = QDateTime::currentDateTime();
     header.nComparedByContents = comparison.Comparer().ComparedFiles();
     ReportOptions reportOptions;

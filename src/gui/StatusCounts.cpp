@@ -7,26 +7,6 @@
 #include "gui/StatusIcons.h"
 #include "gui/TransferListModel.h"
 
-QString ClassName(StatusClass nClass)
-{
-    switch (nClass) {
-    case CLASS_SAME:
-        return QStringLiteral("Same");
-    case CLASS_DIFF:
-        return QStringLiteral("Diff");
-    case CLASS_LEFT_ONLY:
-        return QStringLiteral("Local only");
-    case CLASS_RIGHT_ONLY:
-        return QStringLiteral("FTP only");
-    case CLASS_UNKNOWN:
-        return QStringLiteral("Undecided");
-    case CLASS_FOLDER_ONE_SIDE:
-        return QStringLiteral("One-sided folders");
-    default:
-        return QStringLiteral("Folders");
-    }
-}
-
 CStatusCounts::CStatusCounts(const CPaneSettings& settings, QWidget* pParent)
     : QWidget(pParent)
 {

@@ -28,6 +28,3 @@ signals:
 private:
     QToolButton* m_pToggles[CLASS_FOLDER_BOTH] {};
 };
-
-// The names of the classes as the status bar shows them.
-QString ClassName(StatusClass nClass);

@@ -38,26 +38,6 @@ QString SectionTitle(StatusClass nClass)
 
 } // namespace
 
-QString ClassWord(StatusClass nClass)
-{
-    switch (nClass) {
-    case CLASS_SAME:
-        return QStringLiteral("Same");
-    case CLASS_DIFF:
-        return QStringLiteral("Different");
-    case CLASS_LEFT_ONLY:
-        return QStringLiteral("Local only");
-    case CLASS_RIGHT_ONLY:
-        return QStringLiteral("FTP only");
-    case CLASS_UNKNOWN:
-        return QStringLiteral("Undecided");
-    case CLASS_FOLDER_ONE_SIDE:
-        return QStringLiteral("Folders on one side");
-    default:
-        return QStringLiteral("Folders on both sides");
-    }
-}
-
 std::optional<CReport> BuildReport(std::shared_ptr<const CTreeSnapshot> pSnapshot, const ReportHeader& header,
     const ReportOptions& options, std::vector<ReportJob> jobs, const std::atomic<bool>* pCancel)
 {
@@ -184,7 +164,7 @@ std::vector<std::pair<QString, QString>> CReport::HeaderFields() const
         QStringList shown;
         for (int nClass = 0; nClass < CLASS_FOLDER_BOTH; ++nClass) {
             if ((options.rule.ShownClasses() & (1u << nClass)) != 0) {
-                shown.append(ClassWord(static_cast<StatusClass>(nClass)));
+                shown.append(ClassName(static_cast<StatusClass>(nClass)));
             }
         }
         filter.append(QStringLiteral("showing ") + shown.join(QStringLiteral(", ")));
@@ -202,7 +182,7 @@ std::vector<CReport::Count> CReport::Counts() const
     std::vector<Count> counts;
     for (int nClass = 0; nClass < kStatusClasses; ++nClass) {
         const ClassTotals& totals = pSnapshot->Totals()[static_cast<size_t>(nClass)];
-        counts.push_back({ ClassWord(static_cast<StatusClass>(nClass)), totals.nItems, totals.nBytes });
+        counts.push_back({ ClassName(static_cast<StatusClass>(nClass)), totals.nItems, totals.nBytes });
     }
     return counts;
 }

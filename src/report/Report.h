@@ -107,6 +107,3 @@ std::optional<CReport> BuildReport(std::shared_ptr<const CTreeSnapshot> pSnapsho
 QString RenderReportText(const CReport& report);
 // One self-contained HTML file, coloured as the panes are (readable without the colours too).
 QString RenderReportHtml(const CReport& report, const CPaneSettings& colours);
-
-// The status word of a class: "Same", "Different", "Local only" ...
-QString ClassWord(StatusClass nClass);
