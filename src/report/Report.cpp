@@ -72,8 +72,9 @@ std::optional<CReport> BuildReport(std::shared_ptr<const CTreeSnapshot> pSnapsho
         }
         const SnapshotNode& node = snapshot.Node(line.nNode);
         if (line.nNode > 0) {
-            if (node.nVersions >= 0) {
-                report.bVersions = true;
+            for (int nSide = 0; nSide < 2 && !report.bVersions; ++nSide) {
+                const QString& strVersion = snapshot.Version(line.nNode, nSide);
+                report.bVersions = !strVersion.isEmpty() && strVersion != kUnknownVersion;
             }
             if (options.layout == ReportLayout::SideBySide) {
                 sections.front().lines.push_back(line);
@@ -147,15 +148,13 @@ std::vector<std::pair<QString, QString>> CReport::HeaderFields() const
     fields.emplace_back(QStringLiteral("Local folder"), header.strLocal);
     fields.emplace_back(QStringLiteral("FTP folder"), header.strRemote);
     fields.emplace_back(QStringLiteral("Made"), QLocale::system().toString(header.made, QLocale::ShortFormat));
-    QString strMethod
-        = QStringLiteral("files are Same when their version texts, sizes and CRC-32 of the contents agree; "
-                         "times are shown, never compared");
+    fields.emplace_back(QStringLiteral("Method"),
+        QStringLiteral("files are Same when their versions, sizes and CRC-32 agree; times are never compared"));
     if (header.nCacheKb >= 0) {
-        strMethod += FormatText(". FTP files up to %lld KB were downloaded and compared by contents (%d files on both "
-                                "sides compared so); larger ones by size only",
-            header.nCacheKb, header.nComparedByContents);
+        fields.emplace_back(QStringLiteral("Contents"),
+            FormatText("FTP files up to %lld KB downloaded and compared by CRC-32 (%d files); larger ones by size",
+                header.nCacheKb, header.nComparedByContents));
     }
-    fields.emplace_back(QStringLiteral("Method"), strMethod);
     QStringList filter;
     if (options.rule.OnlyDifferences()) {
         filter.append(QStringLiteral("differences only"));

@@ -223,11 +223,11 @@ private:
             m_pPainter->setFont(m_bold);
             QStringList titles { QStringLiteral("Name"), QStringLiteral("Local size"), QStringLiteral("Local time") };
             if (m_report.bVersions) {
-                titles.append(QStringLiteral("Local version"));
+                titles.append(QStringLiteral("Local ver."));
             }
             titles << QStringLiteral("FTP size") << QStringLiteral("FTP time");
             if (m_report.bVersions) {
-                titles.append(QStringLiteral("FTP version"));
+                titles.append(QStringLiteral("FTP ver."));
             }
             titles.append(QStringLiteral("Verdict"));
             for (size_t i = 0; i < columns.size(); ++i) {

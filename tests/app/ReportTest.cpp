@@ -55,7 +55,7 @@ TEST_F(Reports, TextSideBySideShowsEveryItemIndentedWithItsVerdictAndTheHeader)
 {
     const QString strText = RenderReportText(Make(ReportLayout::SideBySide));
     EXPECT_THAT(strText, QHasSubstr("FTP folder:   ftp://me@ftp.example.com/www"));
-    EXPECT_THAT(strText, QHasSubstr("(2 files on both sides compared so)"));
+    EXPECT_THAT(strText, QHasSubstr("up to 10 KB downloaded and compared by CRC-32 (2 files)"));
     const QStringList lines = LinesOf(strText);
     const auto line = [&lines](const QString& strStart) {
         for (const QString& strLine : lines) {
