@@ -16,6 +16,7 @@ int RunSync(const QStringList& arguments);
 int RunSysinfo(const QStringList& arguments);
 int RunSettings(const QStringList& arguments);
 int RunReport(const QStringList& arguments);
+int RunRename(const QStringList& arguments);
 
 class CFolderComparison;
 

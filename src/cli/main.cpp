@@ -30,6 +30,7 @@ Commands:
   settings             list every setting with its current value, marking those left at their default
   sites                list, add and remove saved sites; see quorvel-cli sites --help
   report LOCAL RIGHT   the comparison as a text, HTML or PDF report; see quorvel-cli report --help
+  rename FOLDER RULES  rename many files at once by rules, with a plan first; see quorvel-cli rename --help
 
 Wherever a command takes an FTP URL, site:NAME names a saved site (the password from the system's secret
 store when it keeps one).
@@ -78,6 +79,7 @@ int main(int argc, char* argv[])
         { QStringLiteral("settings"), RunSettings },
         { QStringLiteral("sites"), RunSites },
         { QStringLiteral("report"), RunReport },
+        { QStringLiteral("rename"), RunRename },
     };
 
     const QStringList allArguments = QCoreApplication::arguments().mid(1);

@@ -54,7 +54,8 @@ def fault_mixin(options):
     refusals = {}
     for item in options.refuse or []:
         command, _, reply = item.partition(":")
-        refusals[command.upper()] = reply
+        name, _, argument = command.strip().partition(" ")
+        refusals[(name.upper(), argument)] = reply
     delays = {}
     for item in options.delay or []:
         command, _, seconds = item.partition(":")
@@ -85,9 +86,10 @@ def fault_mixin(options):
                 return
             if cmd in delays:
                 time.sleep(delays[cmd])
-            if cmd in refusals:
-                self.respond(refusals[cmd])
-                return
+            for (name, argument), reply in refusals.items():
+                if cmd == name and (not argument or arg == argument or arg.endswith("/" + argument)):
+                    self.respond(reply)
+                    return
             super().pre_process_command(line, cmd, arg)
 
         def ftp_SITE_CPFR(self, path):
@@ -132,7 +134,8 @@ def main():
     parser.add_argument("--idle-timeout", type=float, default=0, help="say 421 and close an idle connection")
     parser.add_argument("--delay", action="append", help="CMD:SECONDS before answering CMD")
     parser.add_argument("--greeting-delay", type=float, default=0, help="seconds before the 220 greeting")
-    parser.add_argument("--refuse", action="append", help="CMD:REPLY answers CMD with REPLY")
+    parser.add_argument("--refuse", action="append",
+                        help="CMD:REPLY answers CMD with REPLY; \"CMD NAME:REPLY\" only when its argument is NAME")
     parser.add_argument("--canned-list", help="a file whose bytes every LIST returns")
     parser.add_argument("--tls", choices=["explicit", "implicit"])
     parser.add_argument("--site-copy", action="store_true", help="copy on the server with SITE CPFR and CPTO")
