@@ -129,6 +129,10 @@ public:
     // Renames an item on one side in place, never over another item; a remote one through a connection of
     // its own (RNFR, RNTO). The tree shows the new name at once. An error sentence, or empty.
     QString RenameItem(const ItemPath& item, int nSide, const QString& strNewName);
+    // Renames strFrom in strFolder (a local folder, or an FTP folder on the right) to strTo, never over
+    // another item, without touching the tree: a batch of renames reads its folders again when it ends. An
+    // error sentence, or empty.
+    QString RenameInFolder(int nSide, const QString& strFolder, const QString& strFrom, const QString& strTo);
     // Makes a folder strName inside the folder item (the root for an empty path) on one side. An error
     // sentence, or empty.
     QString MakeFolder(const ItemPath& folder, int nSide, const QString& strName);

@@ -101,6 +101,25 @@ QString CQuorvelView::RenameItem(const ItemPath& item, int nSide, const QString&
     return {};
 }
 
+QString CQuorvelView::RenameInFolder(int nSide, const QString& strFolder, const QString& strFrom, const QString& strTo)
+{
+    if (nSide == SIDE_LEFT) {
+        const QString strError = RenameLocalEntry(JoinPath(strFolder, strFrom), JoinPath(strFolder, strTo));
+        if (!strError.isEmpty()) {
+            m_trace.AddTraceText(TRACE_ERROR, strError);
+        }
+        return strError;
+    }
+    QString strFailure;
+    if (RunRemoteCommand(
+            [&](TransferContext& context) { return RenameRemote(context, strFolder, strFrom, strTo); }, strFailure)
+        != TRANSFER_DONE) {
+        return FormatText("%s could not be renamed on the server. %s", JoinRemotePath(strFolder, strFrom), strFailure);
+    }
+    ForgetMirrorCopy(JoinRemotePath(strFolder, strFrom));
+    return {};
+}
+
 QString CQuorvelView::MakeFolder(const ItemPath& folder, int nSide, const QString& strName)
 {
     if (QString strWhy = WhyNameIsRefused(strName); !strWhy.isEmpty()) {

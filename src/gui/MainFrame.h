@@ -15,6 +15,7 @@
 #include "app/WindowPlacement.h"
 #include "gui/PaneView.h"
 #include "gui/dialogs/ReportDialog.h"
+#include "rename/RenamePlan.h"
 #include "support/CredentialStore.h"
 #include "support/Licence.h"
 
@@ -98,6 +99,9 @@ private:
     void ShowSiteManager();
     void ShowPreferences();
     void ShowReportDialog();
+    void ShowMultiRename();
+    void UndoRenames();
+    void RunRenames(int nSide, std::vector<RenameStep> steps);
     [[nodiscard]] ReportHeader CurrentReportHeader() const;
     void ReportWritten(ReportOutput output, const QString& strPath, const QString& strError, bool bCancelled);
     void RunTask(const QString& strTitle,
@@ -169,6 +173,13 @@ private:
     LicenceState m_licence;
     QTimer* m_pLicenceTimer = nullptr;
     QThread* m_pReportThread = nullptr;
+    // The last batch of renames that ran, for Undo: the side and the steps that were done.
+    struct RenameBatch
+    {
+        int nSide = SIDE_LEFT;
+        std::shared_ptr<std::vector<RenameStep>> done;
+    };
+    RenameBatch m_lastRename;
     QString m_strTitle;
     // Copies of FTP files being edited, by path, with the FTP path each goes back to when saved.
     QFileSystemWatcher* m_pEditWatcher = nullptr;

@@ -137,7 +137,8 @@ void CMainFrame::BuildMenus()
         { "open", "siteManager", "close", nullptr, "report", nullptr, "quit" });
     add(menuBar()->addMenu(QStringLiteral("&Commands")),
         { "upload", "download", "copyDifferences", "copyWithinFtp", nullptr, "copyFiles", "pasteFiles", nullptr,
-            "deleteItems", "renameItem", "newFolder", nullptr, "openItem", "editItem", "viewBoth", "showInFolder" });
+            "deleteItems", "renameItem", "multiRename", "newFolder", nullptr, "openItem", "editItem", "viewBoth",
+            "showInFolder" });
     add(menuBar()->addMenu(QStringLiteral("&View")),
         { "refresh", "reloadLocal", "reloadRemote", "fullRescan", nullptr, "onlyDiff", "filter", nullptr, "expandAll",
             "collapseAll" });

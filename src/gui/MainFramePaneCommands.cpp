@@ -68,6 +68,10 @@ void CMainFrame::BuildPaneCommands()
                 QStringLiteral("Open the local folder that holds the item")),
         &QAction::triggered, this, &CMainFrame::ShowInFileManager);
 
+    connect(MakeAction(this, "multiRename", QStringLiteral("&Multi-Rename..."),
+                QStringLiteral("Rename the selected items on this side by rules, with a preview"),
+                { QKeySequence(Qt::CTRL | Qt::Key_F2) }),
+        &QAction::triggered, this, &CMainFrame::ShowMultiRename);
     connect(MakeAction(this, "copyWithinFtp", QStringLiteral("Copy &within FTP Server..."),
                 QStringLiteral("Copy the selected FTP items into another folder of the server")),
         &QAction::triggered, this, &CMainFrame::CopyWithinFtp);
@@ -90,6 +94,7 @@ void CMainFrame::BuildPaneCommands()
         for (const char* pName : kCommandNames) {
             pPane->addAction(Action(QLatin1String(pName)));
         }
+        pPane->addAction(Action(QStringLiteral("multiRename")));
         auto* pSeparator = new QAction(pPane);
         pSeparator->setSeparator(true);
         pPane->addAction(pSeparator);
@@ -125,6 +130,9 @@ void CMainFrame::UpdatePaneCommands()
         pAction->setToolTip(
             states[static_cast<size_t>(i)].bEnabled ? pAction->statusTip() : states[static_cast<size_t>(i)].strWhyNot);
     }
+    // Many names at once, on the side whose items are selected; an undo needs no selection.
+    Action(QStringLiteral("multiRename"))
+        ->setEnabled(states[CMD_DELETE].bEnabled || (m_lastRename.done && !m_lastRename.done->empty()));
 }
 
 void CMainFrame::DeleteSelection()

@@ -14,6 +14,7 @@
 #include "gui/ComparisonPanes.h"
 #include "gui/MainFrame.h"
 #include "gui/dialogs/ConflictPrompt.h"
+#include "gui/dialogs/MultiRenameDialog.h"
 #include "gui/dialogs/OpenComparisonDialog.h"
 #include "gui/dialogs/PreferencesDialog.h"
 #include "gui/dialogs/ReportDialog.h"
@@ -141,6 +142,23 @@ int main(int argc, char** argv)
                     std::printf("%s\n", qPrintable(out.filePath(QStringLiteral("report.pdf"))));
                 }
             }
+            std::vector<RenameSource> photos;
+            for (const char* pName :
+                { "IMG_0412.JPG", "IMG_0413.JPG", "IMG_0414.JPG", "holiday map.png", "photo-002.jpg" }) {
+                photos.push_back({ QStringLiteral("/www/img"), QLatin1String(pName),
+                    { static_cast<int>(photos.size()), QStringLiteral("img"), {} } });
+            }
+            CMultiRenameDialog renamer(
+                photos,
+                [](const QString&) {
+                    return QStringList { QStringLiteral("photo-005.jpg"), QStringLiteral("logo.png") };
+                },
+                false, &frame);
+            QString strRuleError;
+            renamer.SetRules({ *RuleFromOption(QStringLiteral("--case"), QStringLiteral("lower"), strRuleError),
+                *RuleFromOption(QStringLiteral("--number"), QStringLiteral("photo-[N:3]"), strRuleError) });
+            renamer.show();
+            Save(renamer, out.filePath(QStringLiteral("multi-rename.png")));
             CWaitDialog wait(QStringLiteral("Opening the comparison"), &frame);
             wait.SetText(QStringLiteral("Scanning /www/img..."));
             wait.show();
