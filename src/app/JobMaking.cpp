@@ -205,6 +205,17 @@ PreparedJob MakeServerCopyJob(const CViewPaths& paths, const CFileItem& item, co
     return prepared;
 }
 
+PreparedJob MakeRemoteRenameJob(const QString& strRemoteFolder, const QString& strFrom, const QString& strTo)
+{
+    PreparedJob prepared;
+    prepared.job.operation = TransferOperation::Rename;
+    prepared.job.strName = strFrom;
+    prepared.job.strRemoteFolder = strRemoteFolder;
+    prepared.job.strTargetRemotePath = JoinRemotePath(strRemoteFolder, strTo);
+    prepared.row = RowOf(prepared.job, prepared.job.strTargetRemotePath);
+    return prepared;
+}
+
 PreparedJob MakeDropJob(const QString& strLocalPath, const QString& strRemoteFolder)
 {
     const QFileInfo source(strLocalPath);

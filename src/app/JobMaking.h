@@ -73,6 +73,8 @@ PreparedJob MakeCacheJob(const CViewPaths& paths, const CFileItem& item);
 PreparedJob MakeDeleteJob(const CViewPaths& paths, const CFileItem& item, int nSide);
 // A copy of an FTP item into another FTP folder, on the server.
 PreparedJob MakeServerCopyJob(const CViewPaths& paths, const CFileItem& item, const QString& strTargetRemoteFolder);
+// A rename of an FTP item within its folder.
+PreparedJob MakeRemoteRenameJob(const QString& strRemoteFolder, const QString& strFrom, const QString& strTo);
 // An upload of a dropped or pasted local file or folder into an FTP folder.
 PreparedJob MakeDropJob(const QString& strLocalPath, const QString& strRemoteFolder);
 

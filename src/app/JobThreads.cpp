@@ -121,6 +121,7 @@ ResubmitTexts TextsFor(TransferOperation operation, bool bFolder)
             bFolder ? QStringLiteral("Failed to download a folder.") : QStringLiteral("Failed to download a file.") };
     case TransferOperation::Delete:
     case TransferOperation::Copy:
+    case TransferOperation::Rename:
         break;
     }
     return { nullptr, nullptr, nullptr, "failed to copy within FTP.", QStringLiteral("Failed to copy within FTP.") };
@@ -270,7 +271,7 @@ int DropPasteCopyThread(CQuorvelView* pView, const DropHandOver& drop)
     return 1;
 }
 
-int RunDeleteJob(CQuorvelView& view, const PreparedJob& prepared)
+int RunJobHere(CQuorvelView& view, const PreparedJob& prepared)
 {
     const int nJobId = view.List().AddJob(0, prepared.row);
     const int nResult = view.Runner().CopyItemEx(nJobId, prepared.job);
@@ -278,7 +279,7 @@ int RunDeleteJob(CQuorvelView& view, const PreparedJob& prepared)
     return nResult;
 }
 
-void ResubmitDeleteJob(CQuorvelView& view, const QString& strJobLine)
+void ResubmitJobHere(CQuorvelView& view, const QString& strJobLine)
 {
     const std::optional<std::pair<int, JobFields>> parsed = TakeJobLine(view, strJobLine);
     if (!parsed) {
@@ -293,7 +294,9 @@ void ResubmitDeleteJob(CQuorvelView& view, const QString& strJobLine)
     }
     const int nResult = view.Runner().CopyItemEx(nJobId, job);
     EndJob(view, nJobId, job.strName, nResult);
-    if (nResult == TRANSFER_DONE) {
+    if (nResult == TRANSFER_DONE && job.operation == TransferOperation::Rename) {
+        view.RefreshAfterRemoteRename(job);
+    } else if (nResult == TRANSFER_DONE) {
         view.RefreshAfterDelete(job, SIDE_RIGHT);
     }
 }

@@ -17,6 +17,7 @@ int ResubmitUploadThread(CQuorvelView* pView, const QString& strJobLine);
 int ResubmitFtpCopyThread(CQuorvelView* pView, const QString& strJobLine);
 int DropPasteCopyThread(CQuorvelView* pView, const DropHandOver& drop);
 
-// Deletions run at once on the calling thread, each in a row of its own; the result of the transfer routine.
-int RunDeleteJob(CQuorvelView& view, const PreparedJob& prepared);
-void ResubmitDeleteJob(CQuorvelView& view, const QString& strJobLine);
+// Deletions and renames run at once on the calling thread, each in a row of its own; the result of the
+// transfer routine.
+int RunJobHere(CQuorvelView& view, const PreparedJob& prepared);
+void ResubmitJobHere(CQuorvelView& view, const QString& strJobLine);

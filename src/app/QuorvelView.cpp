@@ -156,7 +156,7 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nS
                 m_trace.AddTraceText(TRACE_ERROR, strError);
                 continue;
             }
-        } else if (RunDeleteJob(*this, prepared) != TRANSFER_DONE) {
+        } else if (RunJobHere(*this, prepared) != TRANSFER_DONE) {
             continue;
         }
         RefreshAfterDelete(prepared.job, nSide);
@@ -274,9 +274,11 @@ bool CQuorvelView::ResubmitJob(int nJobId, const JobFields& fields)
 {
     const QString strLine = FormatJobLine(nJobId, fields);
     const TransferOperation operation = OperationFromWord(fields.strOperation);
-    if (operation == TransferOperation::Delete) {
-        m_trace.AddTraceLine(TRACE_PLAIN, "RETRY: deleting \"%s\".", fields.strFtpPath);
-        ResubmitDeleteJob(*this, strLine);
+    if (operation == TransferOperation::Delete || operation == TransferOperation::Rename) {
+        m_trace.AddTraceLine(TRACE_PLAIN,
+            operation == TransferOperation::Delete ? "RETRY: deleting \"%s\"." : "RETRY: renaming \"%s\".",
+            fields.strFtpPath);
+        ResubmitJobHere(*this, strLine);
         return false;
     }
     int (*procedure)(CQuorvelView*, const QString&) = operation == TransferOperation::Download ? ResubmitDownloadThread

@@ -159,6 +159,8 @@ public:
     void RefreshAfterCache(const QString& strRemotePath, bool bFolder);
     void RefreshAfterDelete(const TransferJob& job, int nSide);
     void RefreshAfterServerCopy(const TransferJob& job);
+    // The mirror forgets both names of a renamed FTP item; the next listing shows the new one.
+    void RefreshAfterRemoteRename(const TransferJob& job);
     // The bytes the tree records for a remote file or folder; 0 when it records none.
     [[nodiscard]] std::int64_t RecordedSize(const QString& strRemotePath);
     void RefreshAfterDrop(const QString& strPath, int nSide, const QString& strTargetFolder);

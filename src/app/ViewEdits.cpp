@@ -1,6 +1,7 @@
 // The view's commands that edit one side in place: rename and new folder.
 #include <QFileInfo>
 
+#include "app/JobThreads.h"
 #include "app/QuorvelView.h"
 #include "ftp/FtpSession.h"
 #include "ftp/TraceBuffer.h"
@@ -110,13 +111,13 @@ QString CQuorvelView::RenameInFolder(int nSide, const QString& strFolder, const 
         }
         return strError;
     }
-    QString strFailure;
-    if (RunRemoteCommand(
-            [&](TransferContext& context) { return RenameRemote(context, strFolder, strFrom, strTo); }, strFailure)
-        != TRANSFER_DONE) {
-        return FormatText("%s could not be renamed on the server. %s", JoinRemotePath(strFolder, strFrom), strFailure);
+    // A job of its own in the transfer list, where a refused one can be run again.
+    const PreparedJob prepared = MakeRemoteRenameJob(strFolder, strFrom, strTo);
+    if (RunJobHere(*this, prepared) != TRANSFER_DONE) {
+        return FormatText(
+            "%s could not be renamed on the server; the transfer list says why.", JoinRemotePath(strFolder, strFrom));
     }
-    ForgetMirrorCopy(JoinRemotePath(strFolder, strFrom));
+    RefreshAfterRemoteRename(prepared.job);
     return {};
 }
 

@@ -194,6 +194,12 @@ void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QSt
         MakeTimeText(source.lastModified().toSecsSinceEpoch()));
 }
 
+void CQuorvelView::RefreshAfterRemoteRename(const TransferJob& job)
+{
+    ForgetMirrorCopy(RemotePathOf(job));
+    ForgetMirrorCopy(job.strTargetRemotePath);
+}
+
 void CQuorvelView::RefreshAfterServerCopy(const TransferJob& job)
 {
     ForgetMirrorCopy(job.strTargetRemotePath);

@@ -61,6 +61,10 @@ int CJobRunner::RunTransfer(
     case TransferOperation::Delete:
         nResult = DeleteRemote(context, job.strRemoteFolder, job.strName, job.bFolder);
         break;
+    case TransferOperation::Rename:
+        nResult = RenameRemote(context, job.strRemoteFolder, job.strName,
+            job.strTargetRemotePath.mid(job.strTargetRemotePath.lastIndexOf(QLatin1Char('/')) + 1));
+        break;
     case TransferOperation::Copy:
         nResult = CopyRemote(
             context, job.strRemoteFolder, job.strName, job.bFolder, job.strTargetRemotePath, job.nExpectedSize);

@@ -13,6 +13,8 @@ QString OperationWord(TransferOperation operation)
         return QStringLiteral("DELETE");
     case TransferOperation::Copy:
         return QStringLiteral("COPY");
+    case TransferOperation::Rename:
+        return QStringLiteral("RENAME");
     }
     return {};
 }
@@ -23,6 +25,7 @@ TransferOperation OperationFromWord(const QString& strWord)
     return strUpper == QLatin1String("UPLOAD")  ? TransferOperation::Upload
         : strUpper == QLatin1String("DOWNLOAD") ? TransferOperation::Download
         : strUpper == QLatin1String("DELETE")   ? TransferOperation::Delete
+        : strUpper == QLatin1String("RENAME")   ? TransferOperation::Rename
                                                 : TransferOperation::Copy;
 }
 
@@ -37,6 +40,8 @@ QString FailureMessage(const TransferJob& job)
         return QStringLiteral("Failed to delete.");
     case TransferOperation::Copy:
         return QStringLiteral("Failed to copy within FTP.");
+    case TransferOperation::Rename:
+        return QStringLiteral("Failed to rename.");
     }
     return {};
 }

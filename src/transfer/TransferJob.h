@@ -9,7 +9,8 @@ enum class TransferOperation
     Upload,
     Download,
     Delete,
-    Copy // within the server
+    Copy, // within the server
+    Rename // on the server, within its folder (strTargetRemotePath is the new path)
 };
 
 // One job: what to do with which item. Remote items are named by the folder that holds them and their name.
@@ -25,7 +26,7 @@ struct TransferJob
 };
 
 // The word a job shows in its Operation column, and the operation a word stands for (any word but UPLOAD,
-// DOWNLOAD and DELETE is an in-server copy).
+// DOWNLOAD, DELETE and RENAME is an in-server copy).
 QString OperationWord(TransferOperation operation);
 TransferOperation OperationFromWord(const QString& strWord);
 

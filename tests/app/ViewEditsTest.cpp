@@ -64,6 +64,16 @@ TEST_F(ViewEdits, RemoteRenamesGoThroughTheServerAndARefusalChangesNothing)
     EXPECT_TRUE(QFile::exists(Remote(QStringLiteral("/pub/a.txt"))));
     EXPECT_EQ(Item(QStringLiteral("a.txt"))->status, FILE_SAME) << "the tree shows what the server still has";
     EXPECT_EQ(Item(QStringLiteral("b.txt")), nullptr);
+
+    // A batch's remote rename is a job of its own in the transfer list, refused there with the reason.
+    EXPECT_FALSE(
+        m_pView->RenameInFolder(SIDE_RIGHT, QStringLiteral("/pub"), QStringLiteral("a.txt"), QStringLiteral("c.txt"))
+            .isEmpty());
+    ASSERT_EQ(m_list.Rows().size(), 1u);
+    EXPECT_EQ(m_list.Rows().front().columns[COL_OPERATION], QStringLiteral("RENAME"));
+    EXPECT_EQ(m_list.Rows().front().columns[COL_STATUS], QStringLiteral("Failed"));
+    EXPECT_THAT(m_list.Rows().front().columns[COL_MESSAGE], QHasSubstr("Not allowed here"));
+    EXPECT_TRUE(QFile::exists(Remote(QStringLiteral("/pub/a.txt"))));
 }
 
 TEST_F(ViewEdits, RemoteRenameAndNewFoldersOnBothSidesShowInTheTreeAndSurviveAComparison)
@@ -73,6 +83,15 @@ TEST_F(ViewEdits, RemoteRenameAndNewFoldersOnBothSidesShowInTheTreeAndSurviveACo
     WriteFileBytes(Local(QStringLiteral("/a.txt")), "remote");
     ASSERT_TRUE(Compare());
 
+    EXPECT_EQ(
+        m_pView->RenameInFolder(SIDE_RIGHT, QStringLiteral("/pub"), QStringLiteral("a.txt"), QStringLiteral("z.txt")),
+        QString());
+    EXPECT_EQ(
+        m_pView->RenameInFolder(SIDE_RIGHT, QStringLiteral("/pub"), QStringLiteral("z.txt"), QStringLiteral("a.txt")),
+        QString());
+    for (const TransferRow& row : m_list.Rows()) {
+        EXPECT_EQ(row.columns[COL_STATUS], QStringLiteral("Completed"));
+    }
     EXPECT_EQ(
         m_pView->RenameItem({ QStringLiteral("a.txt"), KIND_FILE }, SIDE_RIGHT, QStringLiteral("b.txt")), QString());
     EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/b.txt"))), QByteArray("remote"));
