@@ -101,7 +101,15 @@ private:
     void ShowReportDialog();
     void ShowMultiRename();
     void UndoRenames();
-    void RunRenames(int nSide, std::vector<RenameStep> steps);
+    // The steps of a batch on one side, and (once run) those that were done.
+    struct RenameBatch
+    {
+        int nSide = SIDE_LEFT;
+        std::vector<RenameStep> steps;
+        std::shared_ptr<std::vector<RenameStep>> pDone;
+    };
+    void RunRenames(std::vector<RenameBatch> batches);
+    [[nodiscard]] bool CanUndoRenames() const;
     [[nodiscard]] ReportHeader CurrentReportHeader() const;
     void ReportWritten(ReportOutput output, const QString& strPath, const QString& strError, bool bCancelled);
     void RunTask(const QString& strTitle,
@@ -173,13 +181,8 @@ private:
     LicenceState m_licence;
     QTimer* m_pLicenceTimer = nullptr;
     QThread* m_pReportThread = nullptr;
-    // The last batch of renames that ran, for Undo: the side and the steps that were done.
-    struct RenameBatch
-    {
-        int nSide = SIDE_LEFT;
-        std::shared_ptr<std::vector<RenameStep>> done;
-    };
-    RenameBatch m_lastRename;
+    // The last batch of renames that ran, side by side, for Undo.
+    std::vector<RenameBatch> m_lastRename;
     QString m_strTitle;
     // Copies of FTP files being edited, by path, with the FTP path each goes back to when saved.
     QFileSystemWatcher* m_pEditWatcher = nullptr;

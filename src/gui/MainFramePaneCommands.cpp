@@ -131,8 +131,7 @@ void CMainFrame::UpdatePaneCommands()
             states[static_cast<size_t>(i)].bEnabled ? pAction->statusTip() : states[static_cast<size_t>(i)].strWhyNot);
     }
     // Many names at once, on the side whose items are selected; an undo needs no selection.
-    Action(QStringLiteral("multiRename"))
-        ->setEnabled(states[CMD_DELETE].bEnabled || (m_lastRename.done && !m_lastRename.done->empty()));
+    Action(QStringLiteral("multiRename"))->setEnabled(states[CMD_DELETE].bEnabled || CanUndoRenames());
 }
 
 void CMainFrame::DeleteSelection()

@@ -1,8 +1,11 @@
-// The main window's multi-rename: the selection's items on the active side, planned in the dialog, renamed
-// on a worker step by step, the side read again when the batch ends; the last batch can be undone.
+// The main window's multi-rename: the selection's items on the active side (and, when asked, their twins on
+// the other side), planned in the dialog, renamed on a worker step by step (remote ones as jobs of the
+// transfer list), the sides read again when the batch ends; the last batch can be undone.
+#include <algorithm>
 #include <map>
 
 #include <QFileInfo>
+#include <QMessageBox>
 #include <QStatusBar>
 
 #include "gui/ComparisonModel.h"
@@ -13,17 +16,28 @@
 
 namespace {
 
-// The names each folder of the selection holds on the side, as the tree knows them.
-std::map<QString, QStringList> FolderNamesOf(const CTreeSnapshot& snapshot, const std::vector<int>& nodes, int nSide)
+using NamesByFolder = std::map<QString, QStringList>;
+
+// The selected items on a side, and the names their folders hold there, as the tree knows them.
+struct SideSelection
 {
-    std::map<QString, QStringList> names;
+    std::vector<RenameSource> sources;
+    NamesByFolder names;
+};
+
+SideSelection SelectionOnSide(const CTreeSnapshot& snapshot, const std::vector<int>& nodes, int nSide)
+{
+    SideSelection selection;
     for (const int nNode : nodes) {
-        const int nParent = snapshot.Node(nNode).nParent;
         const QString& strFolder = snapshot.Folder(nNode, nSide);
-        if (names.count(strFolder) != 0 || nParent < 0) {
+        // Items keep their place in the selection on both sides, so a counter numbers twins alike.
+        selection.sources.push_back({ strFolder, snapshot.Node(nNode).strName,
+            { static_cast<int>(selection.sources.size()), QFileInfo(strFolder).fileName(), {} } });
+        const int nParent = snapshot.Node(nNode).nParent;
+        if (selection.names.count(strFolder) != 0 || nParent < 0) {
             continue;
         }
-        QStringList& held = names[strFolder];
+        QStringList& held = selection.names[strFolder];
         const SnapshotNode& parent = snapshot.Node(nParent);
         for (int nChild = parent.nFirstChild; nChild < parent.nFirstChild + parent.nChildCount; ++nChild) {
             if (snapshot.Node(nChild).IsOn(nSide)) {
@@ -31,10 +45,24 @@ std::map<QString, QStringList> FolderNamesOf(const CTreeSnapshot& snapshot, cons
             }
         }
     }
-    return names;
+    return selection;
+}
+
+FolderNames LookUp(std::shared_ptr<const NamesByFolder> pNames)
+{
+    return [pNames](const QString& strFolder) {
+        const auto found = pNames->find(strFolder);
+        return found != pNames->end() ? found->second : QStringList();
+    };
 }
 
 } // namespace
+
+bool CMainFrame::CanUndoRenames() const
+{
+    return std::any_of(m_lastRename.begin(), m_lastRename.end(),
+        [](const RenameBatch& batch) { return batch.pDone && !batch.pDone->empty(); });
+}
 
 void CMainFrame::ShowMultiRename()
 {
@@ -44,99 +72,127 @@ void CMainFrame::ShowMultiRename()
     const int nSide = m_pPanes->ActiveSide();
     const CTreeSnapshot& snapshot = m_pModel->Snapshot();
     std::vector<int> nodes;
-    std::vector<RenameSource> sources;
+    std::vector<int> twins; // the selected items the other side has too
     for (const int nNode : SelectedNodes()) {
         if (nNode > 0 && snapshot.Node(nNode).IsOn(nSide)) {
             nodes.push_back(nNode);
-            const QString& strFolder = snapshot.Folder(nNode, nSide);
-            sources.push_back({ strFolder, snapshot.Node(nNode).strName,
-                { static_cast<int>(sources.size()), QFileInfo(strFolder).fileName(), {} } });
+            if (snapshot.Node(nNode).IsOn(1 - nSide)) {
+                twins.push_back(nNode);
+            }
         }
     }
-    if (sources.empty() && !m_lastRename.done) {
+    if (nodes.empty() && !CanUndoRenames()) {
         statusBar()->showMessage(QStringLiteral("Select the items to rename on this side first."), 5000);
         return;
     }
-    auto names = std::make_shared<std::map<QString, QStringList>>(FolderNamesOf(snapshot, nodes, nSide));
+    const SideSelection active = SelectionOnSide(snapshot, nodes, nSide);
+    auto pOther = std::make_shared<const SideSelection>(SelectionOnSide(snapshot, twins, 1 - nSide));
+    const bool bOtherReady = 1 - nSide == SIDE_LEFT || IsFtpLocation(m_pDocument->Request().strRight);
     auto* pDialog = new CMultiRenameDialog(
-        sources,
-        [names](const QString& strFolder) {
-            const auto found = names->find(strFolder);
-            return found != names->end() ? found->second : QStringList();
-        },
-        m_lastRename.done && !m_lastRename.done->empty(), this);
+        active.sources, LookUp(std::make_shared<const NamesByFolder>(active.names)), CanUndoRenames(), this);
+    pDialog->OfferBothSides(!twins.empty() && bOtherReady,
+        FormatText("Also rename them on the %s side, where %d of them are", 1 - nSide == SIDE_LEFT ? "local" : "FTP",
+            static_cast<int>(twins.size())));
     pDialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(pDialog, &CMultiRenameDialog::RenameRequested, this,
-        [this, nSide](const RenamePlan& plan) { RunRenames(nSide, plan.Steps()); });
+        [this, nSide, pOther, pDialog](const RenamePlan& plan, bool bBothSides) {
+            std::vector<RenameBatch> batches { { nSide, plan.Steps(), {} } };
+            if (bBothSides) {
+                const RenamePlan other = MakeRenamePlan(
+                    pOther->sources, pDialog->Rules(), LookUp(std::make_shared<const NamesByFolder>(pOther->names)));
+                if (!other.CanRun()) {
+                    const auto bad = std::find_if(other.entries.begin(), other.entries.end(),
+                        [](const RenameEntry& entry) { return !entry.strWhy.isEmpty(); });
+                    QMessageBox::warning(this, QStringLiteral("Multi-Rename"),
+                        FormatText("Nothing was renamed: on the other side, %s -> %s: %s",
+                            bad != other.entries.end() ? bad->source.strName : QString(),
+                            bad != other.entries.end() ? bad->strNewName : QString(),
+                            bad != other.entries.end() ? bad->strWhy : QString()));
+                    return;
+                }
+                batches.push_back({ 1 - nSide, other.Steps(), {} });
+            }
+            RunRenames(std::move(batches));
+        });
     connect(pDialog, &CMultiRenameDialog::UndoRequested, this, &CMainFrame::UndoRenames);
     pDialog->open();
 }
 
 void CMainFrame::UndoRenames()
 {
-    if (!m_lastRename.done || m_lastRename.done->empty()) {
-        return;
-    }
-    // The names the folders hold now come from the side itself when the undo runs: the batch is checked
-    // again the same way, and nothing is renamed over an item that appeared since.
-    const int nSide = m_lastRename.nSide;
+    // The names the folders hold now come from the tree when the undo runs: the batch is checked again the
+    // same way, and nothing is renamed over an item that appeared since.
     const CTreeSnapshot& snapshot = m_pModel->Snapshot();
-    std::map<QString, QStringList> names;
-    for (int nNode = 1; nNode < snapshot.Size(); ++nNode) {
-        if (snapshot.Node(nNode).IsOn(nSide)) {
-            names[snapshot.Folder(nNode, nSide)].append(snapshot.Node(nNode).strName);
+    std::vector<RenameBatch> batches;
+    for (const RenameBatch& batch : m_lastRename) {
+        if (!batch.pDone || batch.pDone->empty()) {
+            continue;
         }
+        auto pNames = std::make_shared<NamesByFolder>();
+        for (int nNode = 1; nNode < snapshot.Size(); ++nNode) {
+            if (snapshot.Node(nNode).IsOn(batch.nSide)) {
+                (*pNames)[snapshot.Folder(nNode, batch.nSide)].append(snapshot.Node(nNode).strName);
+            }
+        }
+        const RenamePlan undo = MakeUndoPlan(*batch.pDone, LookUp(pNames));
+        if (!undo.CanRun()) {
+            statusBar()->showMessage(
+                QStringLiteral("The last batch cannot be undone: a name it would restore is taken now."), 10000);
+            return;
+        }
+        batches.push_back({ batch.nSide, undo.Steps(), {} });
     }
-    const RenamePlan undo = MakeUndoPlan(*m_lastRename.done, [&names](const QString& strFolder) {
-        const auto found = names.find(strFolder);
-        return found != names.end() ? found->second : QStringList();
-    });
-    if (!undo.CanRun()) {
-        statusBar()->showMessage(
-            QStringLiteral("The last batch cannot be undone: a name it would restore is taken now."), 10000);
-        return;
-    }
-    RunRenames(nSide, undo.Steps());
+    RunRenames(std::move(batches));
 }
 
-void CMainFrame::RunRenames(int nSide, std::vector<RenameStep> steps)
+void CMainFrame::RunRenames(std::vector<RenameBatch> batches)
 {
     CQuorvelView* pView = m_pDocument->View();
-    if (pView == nullptr || steps.empty()) {
+    if (pView == nullptr || batches.empty()) {
         return;
     }
-    auto pDone = std::make_shared<std::vector<RenameStep>>();
-    m_lastRename = { nSide, pDone };
-    RunTask(QStringLiteral("Renaming"),
-        [this, pView, nSide, steps = std::move(steps), pDone](const std::atomic<bool>& cancel, const auto& progress) {
-            int nFailed = 0;
+    for (RenameBatch& batch : batches) {
+        batch.pDone = std::make_shared<std::vector<RenameStep>>();
+    }
+    m_lastRename = batches;
+    RunTask(QStringLiteral("Renaming"), [this, pView, batches](const std::atomic<bool>& cancel, const auto& progress) {
+        int nFailed = 0;
+        int nSteps = 0;
+        bool bSides[2] = { false, false };
+        for (const RenameBatch& batch : batches) {
+            bSides[batch.nSide] = true;
             QStringList failedNames;
-            for (size_t i = 0; i < steps.size(); ++i) {
-                const RenameStep& step = steps[i];
+            for (const RenameStep& step : batch.steps) {
+                ++nSteps;
                 // A step from a name whose own step failed cannot run: that item keeps its name.
                 if (cancel.load() || failedNames.contains(step.strFrom)) {
                     failedNames.append(step.strTo);
                     ++nFailed;
                     continue;
                 }
-                progress(FormatText("Renaming %s (%d of %d)...", step.strFrom, static_cast<int>(i + 1),
-                    static_cast<int>(steps.size())));
-                if (!pView->RenameInFolder(nSide, step.strFolder, step.strFrom, step.strTo).isEmpty()) {
+                progress(FormatText("Renaming %s...", step.strFrom));
+                if (!pView->RenameInFolder(batch.nSide, step.strFolder, step.strFrom, step.strTo).isEmpty()) {
                     failedNames.append(step.strTo);
                     ++nFailed;
                     continue;
                 }
-                pDone->push_back(step);
+                batch.pDone->push_back(step);
             }
-            // The side is read again: the tree shows every new name, whatever succeeded.
-            const ComparisonOutcome reread = m_pDocument->Refresh(
-                nSide == SIDE_LEFT ? RefreshKind::ReloadLocal : RefreshKind::ReloadRemote, cancel, progress);
-            if (nFailed > 0) {
-                return ComparisonOutcome { false,
-                    FormatText("%d of %d renames could not be done; the trace pane says why. The others were done "
-                               "and can be undone.",
-                        nFailed, static_cast<int>(steps.size())) };
-            }
-            return reread;
-        });
+        }
+        // The sides are read again: the tree shows every new name, whatever succeeded.
+        ComparisonOutcome reread;
+        if (bSides[SIDE_LEFT]) {
+            reread = m_pDocument->Refresh(RefreshKind::ReloadLocal, cancel, progress);
+        }
+        if (bSides[SIDE_RIGHT] && reread.bOk) {
+            reread = m_pDocument->Refresh(RefreshKind::ReloadRemote, cancel, progress);
+        }
+        if (nFailed > 0) {
+            return ComparisonOutcome { false,
+                FormatText("%d of %d renames could not be done; the trace pane and the transfer list say why. The "
+                           "others were done and can be undone.",
+                    nFailed, nSteps) };
+        }
+        return reread;
+    });
 }

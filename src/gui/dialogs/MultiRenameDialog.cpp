@@ -84,9 +84,13 @@ CMultiRenameDialog::CMultiRenameDialog(
     pLeft->addLayout(pRuleButtons);
     pLeft->addWidget(BuildRuleEditor());
 
+    m_pBothSides = new QCheckBox(this);
+    m_pBothSides->setObjectName(QStringLiteral("bothSides"));
+    m_pBothSides->hide();
     auto* pRight = new QVBoxLayout;
     pRight->addWidget(m_pPreview, 1);
     pRight->addWidget(m_pCounts);
+    pRight->addWidget(m_pBothSides);
 
     auto* pButtons = new QDialogButtonBox(QDialogButtonBox::Close, this);
     m_pRename = pButtons->addButton(QStringLiteral("&Rename"), QDialogButtonBox::AcceptRole);
@@ -96,7 +100,7 @@ CMultiRenameDialog::CMultiRenameDialog(
     pUndo->setEnabled(bCanUndo);
     connect(m_pRename, &QPushButton::clicked, this, [this] {
         if (m_plan.CanRun()) {
-            emit RenameRequested(m_plan);
+            emit RenameRequested(m_plan, !m_pBothSides->isHidden() && m_pBothSides->isChecked());
             accept();
         }
     });
@@ -215,6 +219,12 @@ void CMultiRenameDialog::MoveRule(int nBy)
     std::swap(m_rules[static_cast<size_t>(nRow)], m_rules[static_cast<size_t>(nTo)]);
     Replan();
     m_pRules->setCurrentRow(nTo);
+}
+
+void CMultiRenameDialog::OfferBothSides(bool bOffer, const QString& strText)
+{
+    m_pBothSides->setText(strText);
+    m_pBothSides->setVisible(bOffer);
 }
 
 void CMultiRenameDialog::SetRules(const std::vector<RenameRule>& rules)

@@ -24,12 +24,15 @@ public:
     CMultiRenameDialog(std::vector<RenameSource> sources, FolderNames names, bool bCanUndo, QWidget* pParent = nullptr);
 
     void SetRules(const std::vector<RenameRule>& rules);
+    // Shows the choice to rename the items' twins on the other side too, when there are any.
+    void OfferBothSides(bool bOffer, const QString& strText);
     [[nodiscard]] const std::vector<RenameRule>& Rules() const { return m_rules; }
     [[nodiscard]] const RenamePlan& Plan() const { return m_plan; }
     [[nodiscard]] QTableWidget* Preview() const { return m_pPreview; }
 
 signals:
-    void RenameRequested(const RenamePlan& plan);
+    // bBothSides: the twins on the other side are to be renamed by the same rules.
+    void RenameRequested(const RenamePlan& plan, bool bBothSides);
     void UndoRequested();
 
 private:
@@ -60,4 +63,5 @@ private:
     QTableWidget* m_pPreview = nullptr;
     QLabel* m_pCounts = nullptr;
     QPushButton* m_pRename = nullptr;
+    QCheckBox* m_pBothSides = nullptr;
 };
