@@ -3,6 +3,7 @@
 #include <QMessageBox>
 #include <QPointer>
 #include <QPrintDialog>
+#include <QPrintPreviewDialog>
 #include <QPrinter>
 #include <QSaveFile>
 #include <QStatusBar>
@@ -21,6 +22,9 @@
 #include "transfer/TransferList.h"
 
 namespace {
+
+// Reports up to this many lines get a print preview.
+constexpr long long kPreviewedLines = 3000;
 
 QString WriteFile(const QString& strPath, const QString& strText)
 {
@@ -83,6 +87,22 @@ void CMainFrame::StartReport(const ReportOptions& options, ReportOutput output, 
     if (output == ReportOutput::Printer) {
         pPrinter = std::make_shared<QPrinter>(QPrinter::HighResolution);
         pPrinter->setPageOrientation(QPageLayout::Landscape);
+        // A report of a few dozen pages is previewed before it prints; drawing a preview holds the window,
+        // so a bigger one goes through the print dialog and prints on a worker with progress and Cancel.
+        if (built->LineCount() <= kPreviewedLines) {
+            QPrintPreviewDialog preview(pPrinter.get(), this);
+            const CPaneSettings colours = m_settings;
+            connect(&preview, &QPrintPreviewDialog::paintRequested, this,
+                [&built, colours](QPrinter* pTarget) { PaintReport(*built, *pTarget, colours); });
+            const bool bPrinted = preview.exec() == QDialog::Accepted;
+            statusBar()->showMessage(bPrinted ? QStringLiteral("The report was sent to the printer.")
+                                              : QStringLiteral("Nothing was printed."),
+                10000);
+            emit ReportFinished(bPrinted,
+                bPrinted ? QStringLiteral("The report was sent to the printer.")
+                         : QStringLiteral("Nothing was printed."));
+            return;
+        }
         QPrintDialog dialog(pPrinter.get(), this);
         if (dialog.exec() != QDialog::Accepted) {
             return;

@@ -1,7 +1,11 @@
+#include <QApplication>
 #include <QComboBox>
 #include <QPlainTextEdit>
+#include <QPrintPreviewDialog>
+#include <QPrintPreviewWidget>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QTimer>
 
 #include "app/TreeSnapshot.h"
 #include "gui/ComparisonModel.h"
@@ -76,6 +80,28 @@ TEST_F(Reports, ManyItemsMakeManyPagesEachNumberedWithTheHeaderRepeated)
     for (int i = 0; i < 400; i += 37) {
         EXPECT_TRUE(strText.contains(QStringLiteral("file-%1.txt").arg(i, 4, 10, QLatin1Char('0'))));
     }
+}
+
+TEST_F(Reports, ASmallReportIsPreviewedBeforeItPrints)
+{
+    ASSERT_TRUE(OpenAndWait({ m_strLeft, m_strRight, {}, -1 }));
+    int nPages = -1;
+    auto* pTimer = new QTimer(m_pFrame.get());
+    pTimer->setInterval(20);
+    QObject::connect(pTimer, &QTimer::timeout, [pTimer, &nPages] {
+        if (auto* pPreview = qobject_cast<QPrintPreviewDialog*>(QApplication::activeModalWidget())) {
+            pTimer->stop();
+            QApplication::processEvents();
+            nPages = pPreview->findChild<QPrintPreviewWidget*>()->pageCount();
+            pPreview->reject();
+        }
+    });
+    pTimer->start();
+    QSignalSpy finished(m_pFrame.get(), &CMainFrame::ReportFinished);
+    m_pFrame->StartReport(ReportOptions {}, ReportOutput::Printer, {});
+    ASSERT_EQ(finished.size(), 1);
+    EXPECT_FALSE(finished.first().first().toBool()) << "closed without printing";
+    EXPECT_EQ(nPages, 1);
 }
 
 TEST_F(Reports, TheDialogPreviewsWhatItWouldWrite)
