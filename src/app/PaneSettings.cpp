@@ -1,5 +1,7 @@
 #include "app/PaneSettings.h"
 
+#include "app/TreeSnapshot.h"
+
 #include "support/SettingsStore.h"
 
 namespace {
@@ -52,4 +54,24 @@ void CPaneSettings::Write(CSettingsStore& store) const
     store.WriteInt(kSettings, "FileTimestamp", bFileTimestamp ? 1 : 0);
     store.WriteInt(kSettings, "FileSize", bFileSize ? 1 : 0);
     store.WriteInt(kSettings, "IncludeFoldersForDiffs", nIncludeFoldersForDiffs);
+}
+
+ColorRef CPaneSettings::ColourOf(const SnapshotNode& node) const
+{
+    switch (node.nClass) {
+    case CLASS_DIFF:
+        return colorDiff;
+    case CLASS_LEFT_ONLY:
+        return colorLeftOnly;
+    case CLASS_RIGHT_ONLY:
+        return colorRightOnly;
+    case CLASS_UNKNOWN:
+        return colorUnknown;
+    case CLASS_FOLDER_ONE_SIDE:
+        return node.IsOn(SIDE_LEFT) ? colorLeftOnly : colorRightOnly;
+    case CLASS_FOLDER_BOTH:
+        return node.DiffersBelow() ? colorDiff : colorSame;
+    default:
+        return colorSame;
+    }
 }

@@ -5,6 +5,7 @@
 #include <QString>
 
 class CSettingsStore;
+struct SnapshotNode;
 
 // A colour as the settings keep it: red in the lowest byte, then green, then blue.
 using ColorRef = std::uint32_t;
@@ -40,4 +41,7 @@ struct CPaneSettings
 
     // Writes the font, the colours, the log switches, the column switches and "IncludeFoldersForDiffs" back.
     void Write(CSettingsStore& store) const;
+
+    // The colour a node's text takes: its status's, a folder on both sides that of what lies below it.
+    [[nodiscard]] ColorRef ColourOf(const SnapshotNode& node) const;
 };

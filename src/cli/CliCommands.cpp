@@ -36,6 +36,19 @@ void PrintError(const QString& text)
     std::fputc('\n', stderr);
 }
 
+std::optional<int> AnswerHelpOrUsage(const char* pCommand, const char* pUsage, bool bHelp, const QString& strUsageError)
+{
+    if (bHelp) {
+        std::fputs(pUsage, stdout);
+        return kExitOk;
+    }
+    if (!strUsageError.isEmpty()) {
+        PrintError(FormatText("quorvel-cli %s: %s See quorvel-cli %s --help.", pCommand, strUsageError, pCommand));
+        return kExitError;
+    }
+    return std::nullopt;
+}
+
 void PrintNotices(const QStringList& remoteWarnings, const CFolderComparison& comparison)
 {
     for (const QString& strWarning : remoteWarnings) {

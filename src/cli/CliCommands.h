@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include <QStringList>
 
 // Exit statuses of quorvel-cli.
@@ -27,3 +29,8 @@ void PrintNotices(const QStringList& remoteWarnings, const CFolderComparison& co
 // Writes a line to standard output, or standard error.
 void PrintLine(const QString& text);
 void PrintError(const QString& text);
+
+// Ends a command whose arguments asked for its help (printed, exit 0) or were wrong (what is wrong and where
+// to read more, exit 2); nothing when the command goes on.
+std::optional<int> AnswerHelpOrUsage(
+    const char* pCommand, const char* pUsage, bool bHelp, const QString& strUsageError);

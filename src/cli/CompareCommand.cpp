@@ -240,14 +240,8 @@ int RunCompare(const QStringList& arguments)
     CompareOptions options;
     bool bHelp = false;
     const QString strUsageError = ParseOptions(arguments, options, bHelp);
-    if (bHelp) {
-        std::fputs(kCompareUsage, stdout);
-        return kExitOk;
-    }
-    if (!strUsageError.isEmpty()) {
-        PrintError(QStringLiteral("quorvel-cli compare: ") + strUsageError
-            + QStringLiteral(" See quorvel-cli compare --help."));
-        return kExitError;
+    if (const std::optional<int> nExit = AnswerHelpOrUsage("compare", kCompareUsage, bHelp, strUsageError)) {
+        return *nExit;
     }
 
     CliComparison run;

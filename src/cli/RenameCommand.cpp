@@ -1,5 +1,6 @@
 // quorvel-cli rename: many names at once, in a local folder or an FTP folder, by rules given in order.
 #include <cstdio>
+#include <optional>
 #include <set>
 
 #include <QDir>
@@ -182,14 +183,8 @@ int RunRename(const QStringList& arguments)
     RenameOptions options;
     bool bHelp = false;
     const QString strUsageError = ParseRenameOptions(arguments, options, bHelp);
-    if (bHelp) {
-        std::fputs(kRenameUsage, stdout);
-        return kExitOk;
-    }
-    if (!strUsageError.isEmpty()) {
-        PrintError(
-            QStringLiteral("quorvel-cli rename: ") + strUsageError + QStringLiteral(" See quorvel-cli rename --help."));
-        return kExitError;
+    if (const std::optional<int> nExit = AnswerHelpOrUsage("rename", kRenameUsage, bHelp, strUsageError)) {
+        return *nExit;
     }
     if (!options.strSave.isEmpty()) {
         CSettingsStore store;

@@ -2,8 +2,6 @@
 #include <cstdio>
 #include <optional>
 
-#include <QSaveFile>
-
 #include "app/TreeSnapshot.h"
 #include "cli/CliCommands.h"
 #include "cli/Interrupt.h"
@@ -14,6 +12,7 @@
 #include "support/DiagnosticLog.h"
 #include "support/SettingsStore.h"
 #include "support/TextFormat.h"
+#include "support/WholeFile.h"
 #include "tree/FolderComparison.h"
 
 namespace {
@@ -110,9 +109,8 @@ int WriteText(const QString& strText, const QString& strOutput)
         std::fputs(strText.toLocal8Bit().constData(), stdout);
         return kExitOk;
     }
-    QSaveFile file(strOutput);
-    if (!file.open(QIODevice::WriteOnly) || file.write(strText.toUtf8()) < 0 || !file.commit()) {
-        PrintError(FormatText("quorvel-cli report: %s cannot be written: %s.", strOutput, file.errorString()));
+    if (const QString strError = WriteWholeFile(strOutput, strText.toUtf8()); !strError.isEmpty()) {
+        PrintError(QStringLiteral("quorvel-cli report: ") + strError);
         return kExitError;
     }
     return kExitOk;
@@ -147,14 +145,8 @@ int RunReport(const QStringList& arguments)
     ReportCliOptions options;
     bool bHelp = false;
     const QString strUsageError = ParseReportOptions(arguments, options, bHelp);
-    if (bHelp) {
-        std::fputs(kReportUsage, stdout);
-        return kExitOk;
-    }
-    if (!strUsageError.isEmpty()) {
-        PrintError(
-            QStringLiteral("quorvel-cli report: ") + strUsageError + QStringLiteral(" See quorvel-cli report --help."));
-        return kExitError;
+    if (const std::optional<int> nExit = AnswerHelpOrUsage("report", kReportUsage, bHelp, strUsageError)) {
+        return *nExit;
     }
     CliComparison run;
     if (const QString strError

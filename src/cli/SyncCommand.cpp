@@ -124,14 +124,8 @@ int RunSync(const QStringList& arguments)
     SyncOptions options;
     bool bHelp = false;
     const QString strUsageError = ParseSyncOptions(arguments, options, bHelp);
-    if (bHelp) {
-        std::fputs(kSyncUsage, stdout);
-        return kExitOk;
-    }
-    if (!strUsageError.isEmpty()) {
-        PrintError(
-            QStringLiteral("quorvel-cli sync: ") + strUsageError + QStringLiteral(" See quorvel-cli sync --help."));
-        return kExitError;
+    if (const std::optional<int> nExit = AnswerHelpOrUsage("sync", kSyncUsage, bHelp, strUsageError)) {
+        return *nExit;
     }
     if (options.nJobs > 0) {
         options.remote.site.nMaxConnections = options.nJobs + 1;

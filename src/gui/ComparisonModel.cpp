@@ -109,30 +109,7 @@ bool CComparisonModel::setData(const QModelIndex& index, const QVariant& value, 
 
 QColor CComparisonModel::ColorOf(const SnapshotNode& node) const
 {
-    ColorRef color = m_settings.colorSame;
-    switch (node.nClass) {
-    case CLASS_DIFF:
-        color = m_settings.colorDiff;
-        break;
-    case CLASS_LEFT_ONLY:
-        color = m_settings.colorLeftOnly;
-        break;
-    case CLASS_RIGHT_ONLY:
-        color = m_settings.colorRightOnly;
-        break;
-    case CLASS_UNKNOWN:
-        color = m_settings.colorUnknown;
-        break;
-    case CLASS_FOLDER_ONE_SIDE:
-        color = node.IsOn(SIDE_LEFT) ? m_settings.colorLeftOnly : m_settings.colorRightOnly;
-        break;
-    case CLASS_FOLDER_BOTH:
-        color = node.DiffersBelow() ? m_settings.colorDiff : m_settings.colorSame;
-        break;
-    default:
-        break;
-    }
-    return ReadableOn(ColorFromRef(color), m_background);
+    return ReadableOn(ColorFromRef(m_settings.ColourOf(node)), m_background);
 }
 
 QString CComparisonModel::ToolTipOf(int nNode) const

@@ -5,7 +5,6 @@
 #include <QPrintDialog>
 #include <QPrintPreviewDialog>
 #include <QPrinter>
-#include <QSaveFile>
 #include <QStatusBar>
 #include <QThread>
 
@@ -19,21 +18,13 @@
 #include "support/DiagnosticLog.h"
 #include "support/SettingsStore.h"
 #include "support/TextFormat.h"
+#include "support/WholeFile.h"
 #include "transfer/TransferList.h"
 
 namespace {
 
 // Reports up to this many lines get a print preview.
 constexpr long long kPreviewedLines = 3000;
-
-QString WriteFile(const QString& strPath, const QString& strText)
-{
-    QSaveFile file(strPath);
-    if (!file.open(QIODevice::WriteOnly) || file.write(strText.toUtf8()) < 0 || !file.commit()) {
-        return FormatText("%s cannot be written: %s.", strPath, file.errorString());
-    }
-    return {};
-}
 
 } // namespace
 
@@ -133,10 +124,10 @@ void CMainFrame::StartReport(const ReportOptions& options, ReportOutput output, 
             bool bCancelled = false;
             switch (output) {
             case ReportOutput::Text:
-                strError = WriteFile(strPath, RenderReportText(report));
+                strError = WriteWholeFile(strPath, RenderReportText(report).toUtf8());
                 break;
             case ReportOutput::Html:
-                strError = WriteFile(strPath, RenderReportHtml(report, colours));
+                strError = WriteWholeFile(strPath, RenderReportHtml(report, colours).toUtf8());
                 break;
             case ReportOutput::Pdf:
                 if (const int nCode = WriteReportPdf(report, strPath, colours, strError, progress, pCancel.get());

@@ -119,12 +119,6 @@ QIcon Blank(const QPainterPath& path)
 
 } // namespace
 
-QColor ColorFromRef(unsigned nColorRef)
-{
-    return QColor(static_cast<int>(nColorRef & 0xff), static_cast<int>((nColorRef >> 8) & 0xff),
-        static_cast<int>((nColorRef >> 16) & 0xff));
-}
-
 QColor ReadableOn(const QColor& color, const QColor& background)
 {
     if (background.lightness() >= 128 || color.lightness() >= 110) {

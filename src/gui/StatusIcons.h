@@ -1,5 +1,7 @@
 #pragma once
 
+#include "report/PaneColours.h"
+
 #include <QColor>
 #include <QIcon>
 
@@ -19,9 +21,6 @@ private:
     QIcon m_icons[9];
     QIcon m_undefined;
 };
-
-// A colour of the settings (red in the lowest byte) as Qt's.
-QColor ColorFromRef(unsigned nColorRef);
 
 // The colour made readable on the given background: a dark text on a dark palette is lightened.
 QColor ReadableOn(const QColor& color, const QColor& background);

@@ -6,36 +6,13 @@
 #include <QPdfWriter>
 #include <QSaveFile>
 
+#include "report/PaneColours.h"
 #include "support/DiagnosticLog.h"
 #include "support/TextFormat.h"
 #include "support/ThreadId.h"
 #include "tree/FileTexts.h"
 
 namespace {
-
-QColor ColourOf(ColorRef color)
-{
-    return QColor(
-        static_cast<int>(color & 0xFF), static_cast<int>((color >> 8) & 0xFF), static_cast<int>((color >> 16) & 0xFF));
-}
-
-QColor ClassColour(StatusClass nClass, bool bLeft, const CPaneSettings& colours)
-{
-    switch (nClass) {
-    case CLASS_DIFF:
-        return ColourOf(colours.colorDiff);
-    case CLASS_LEFT_ONLY:
-        return ColourOf(colours.colorLeftOnly);
-    case CLASS_RIGHT_ONLY:
-        return ColourOf(colours.colorRightOnly);
-    case CLASS_UNKNOWN:
-        return ColourOf(colours.colorUnknown);
-    case CLASS_FOLDER_ONE_SIDE:
-        return ColourOf(bLeft ? colours.colorLeftOnly : colours.colorRightOnly);
-    default:
-        return ColourOf(colours.colorSame);
-    }
-}
 
 // One printed row: a section's title, its column titles, an item, or a transfer.
 struct PrintRow
@@ -263,9 +240,7 @@ private:
         const ReportCells cells = m_report.CellsOf(line);
         const SnapshotNode& node = m_report.pSnapshot->Node(line.nNode);
         m_pPainter->setFont(node.nKind == KIND_DIR ? m_bold : m_font);
-        const StatusClass nColour
-            = cells.nClass == CLASS_FOLDER_BOTH ? (node.DiffersBelow() ? CLASS_DIFF : CLASS_SAME) : cells.nClass;
-        m_pPainter->setPen(ClassColour(nColour, node.IsOn(SIDE_LEFT), m_colours));
+        m_pPainter->setPen(ColorFromRef(m_colours.ColourOf(node)));
         size_t i = 0;
         Cell(columns[i++], y, cells.strName);
         for (int nSide = 0; nSide < 2; ++nSide) {

@@ -5,10 +5,10 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLibrary>
-#include <QSaveFile>
 #include <QStandardPaths>
 
 #include "support/TextFormat.h"
+#include "support/WholeFile.h"
 
 namespace {
 
@@ -63,9 +63,8 @@ LicenceState InstallLicence(const QString& strPlugin, const QString& strFile, co
         return state;
     }
     QDir().mkpath(QFileInfo(strTarget).path());
-    QSaveFile target(strTarget);
-    if (!target.open(QIODevice::WriteOnly) || target.write(text) != text.size() || !target.commit()) {
-        return { false, FormatText("not installed: %s cannot be written: %s", strTarget, target.errorString()) };
+    if (const QString strError = WriteWholeFile(strTarget, text); !strError.isEmpty()) {
+        return { false, QStringLiteral("not installed: ") + strError };
     }
     return state;
 }

@@ -18,24 +18,13 @@
 
 #include "app/PaneSettings.h"
 #include "gui/widgets/SilenceableMessageBox.h"
+#include "report/PaneColours.h"
 #include "support/DiagnosticLog.h"
 #include "support/SettingsStore.h"
 
 namespace {
 
 constexpr const char* kSettings = "Settings";
-
-QColor ColorOfRef(ColorRef color)
-{
-    return QColor(
-        static_cast<int>(color & 0xFF), static_cast<int>((color >> 8) & 0xFF), static_cast<int>((color >> 16) & 0xFF));
-}
-
-ColorRef RefOfColor(const QColor& color)
-{
-    return static_cast<ColorRef>(color.red()) | (static_cast<ColorRef>(color.green()) << 8)
-        | (static_cast<ColorRef>(color.blue()) << 16);
-}
 
 // A button that shows and picks a colour, kept as the settings keep it.
 QPushButton* ColourButton(QWidget* pParent)
@@ -44,9 +33,9 @@ QPushButton* ColourButton(QWidget* pParent)
     pButton->setMinimumWidth(90);
     QObject::connect(pButton, &QPushButton::clicked, pButton, [pButton] {
         const QColor chosen = QColorDialog::getColor(
-            ColorOfRef(pButton->property("colorRef").toUInt()), pButton, QStringLiteral("Choose a Colour"));
+            ColorFromRef(pButton->property("colorRef").toUInt()), pButton, QStringLiteral("Choose a Colour"));
         if (chosen.isValid()) {
-            pButton->setProperty("colorRef", RefOfColor(chosen));
+            pButton->setProperty("colorRef", RefFromColor(chosen));
             pButton->setText(chosen.name());
             pButton->setStyleSheet(QStringLiteral("color: %1; font-weight: bold;").arg(chosen.name()));
         }
@@ -57,8 +46,8 @@ QPushButton* ColourButton(QWidget* pParent)
 void ShowColour(QPushButton* pButton, ColorRef color)
 {
     pButton->setProperty("colorRef", color);
-    pButton->setText(ColorOfRef(color).name());
-    pButton->setStyleSheet(QStringLiteral("color: %1; font-weight: bold;").arg(ColorOfRef(color).name()));
+    pButton->setText(ColorFromRef(color).name());
+    pButton->setStyleSheet(QStringLiteral("color: %1; font-weight: bold;").arg(ColorFromRef(color).name()));
 }
 
 QWidget* PageWith(QLayout* pLayout)
@@ -303,7 +292,7 @@ void CPreferencesDialog::UpdatePreview()
         for (const Binding& binding : m_bindings) {
             if (qstrcmp(binding.pKey, pKey) == 0) {
                 strHtml += QStringLiteral("<span style=\"color:%1\">%2</span>&nbsp;&nbsp; ")
-                               .arg(ColorOfRef(binding.pWidget->property("colorRef").toUInt()).name(),
+                               .arg(ColorFromRef(binding.pWidget->property("colorRef").toUInt()).name(),
                                    QString::fromLatin1(pText));
             }
         }

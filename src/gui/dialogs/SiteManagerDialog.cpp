@@ -13,7 +13,6 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSaveFile>
 #include <QSpinBox>
 #include <QThread>
 #include <QVBoxLayout>
@@ -24,6 +23,7 @@
 #include "support/CredentialStore.h"
 #include "support/SettingsStore.h"
 #include "support/TextFormat.h"
+#include "support/WholeFile.h"
 
 namespace {
 
@@ -458,10 +458,8 @@ void CSiteManagerDialog::ExportSites()
             records.push_back(std::move(*record));
         }
     }
-    QSaveFile file(strFile);
-    if (!file.open(QIODevice::WriteOnly) || file.write(WriteFileZillaSites(records)) < 0 || !file.commit()) {
-        QMessageBox::warning(
-            this, QStringLiteral("Export"), FormatText("%s cannot be written: %s.", strFile, file.errorString()));
+    if (const QString strError = WriteWholeFile(strFile, WriteFileZillaSites(records)); !strError.isEmpty()) {
+        QMessageBox::warning(this, QStringLiteral("Export"), strError);
         return;
     }
     SetStatus(FormatText("%d sites exported, without passwords.", static_cast<int>(records.size())));
