@@ -7,7 +7,9 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include "app/ChecksumVerifier.h"
 #include "app/JobThreads.h"
+#include "ftp/FtpSession.h"
 #include "ftp/TraceBuffer.h"
 #include "support/FolderRemoval.h"
 #include "support/SettingsStore.h"
@@ -55,6 +57,7 @@ CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferL
     , m_comparison(std::make_unique<CFolderComparison>(Folders().strLocal, Folders().strMirror, Folders().strRemote))
 {
     m_runner.SetUploadThroughWorkingName(CSettingsStore().ReadInt("Settings", "UploadThroughWorkingName") != 0);
+    m_bServerChecksums = ServerChecksumsEnabled();
 }
 
 CQuorvelView::~CQuorvelView()
@@ -72,6 +75,11 @@ ComparisonOutcome CQuorvelView::Compare(
     const ComparisonOutcome outcome = comparison->Run(nThreads, progress, pCancel);
     if (pCancel != nullptr && pCancel->load()) {
         return outcome;
+    }
+    if (outcome.bOk && m_session.HasSite() && m_bServerChecksums) {
+        CChecksumVerifier verifier(m_session, m_trace);
+        verifier.SetProgress(progress);
+        verifier.Verify(comparison->Tree().Root(), pCancel);
     }
     AddComparedFiles(comparison->Comparer().ComparedFiles());
     const TreeChangeNotice notice(m_nTreeGeneration);

@@ -96,9 +96,12 @@ public:
     CQuorvelView(const CQuorvelView&) = delete;
     CQuorvelView& operator=(const CQuorvelView&) = delete;
 
-    // Scans both folders into a new tree and compares it; a cancelled comparison leaves the old tree.
+    // Scans both folders into a new tree and compares it, then asks the server for checksums of the files
+    // left undecided (unless turned off); a cancelled comparison leaves the old tree.
     ComparisonOutcome Compare(
         int nThreads, const CFolderScanner::Progress& progress = {}, const std::atomic<bool>* pCancel = nullptr);
+    // Whether Compare asks the server for checksums; "UseServerChecksums" unless set here.
+    void UseServerChecksums(bool bOn) { m_bServerChecksums = bOn; }
     [[nodiscard]] CFileTree& Tree() { return m_comparison->Tree(); }
     [[nodiscard]] const CFolderComparison& Comparison() const { return *m_comparison; }
     // Files on both sides compared again since the view was made, over every comparison and refresh.
@@ -201,6 +204,7 @@ private:
     CPaneSettings m_paneSettings;
     CJobRunner m_runner;
     std::unique_ptr<CFolderComparison> m_comparison;
+    bool m_bServerChecksums = true;
     IConflictPrompt* m_pPrompt = nullptr;
     std::mutex m_viewLock;
     std::atomic<int> m_nComparedFiles { 0 };

@@ -78,6 +78,7 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
         node.nKind = static_cast<std::int8_t>(item.kind);
         node.nStatus = static_cast<std::int8_t>(item.status);
         node.nAttrSource = static_cast<std::int8_t>(item.nAttrSource);
+        node.nBasis = item.nBasis;
         node.nClass = ClassOf(item.kind, item.status);
         for (int nSide = 0; nSide < 2; ++nSide) {
             node.icon[nSide] = static_cast<std::int8_t>(item.icon[nSide]);
@@ -196,8 +197,13 @@ QString VerdictOf(const CTreeSnapshot& snapshot, int nNode)
     const SnapshotNode& node = snapshot.Node(nNode);
     switch (node.nClass) {
     case CLASS_SAME:
-        return QStringLiteral("Same: version, size and CRC-32 agree");
+        return node.nBasis == VerdictBasis::ServerChecksum
+            ? QStringLiteral("Same: the server's checksum of its file matches the local file's")
+            : QStringLiteral("Same: version, size and CRC-32 agree");
     case CLASS_DIFF:
+        if (node.nBasis == VerdictBasis::ServerChecksum) {
+            return QStringLiteral("Different: the server's checksum of its file differs from the local file's");
+        }
         if (snapshot.Version(nNode, SIDE_LEFT) != snapshot.Version(nNode, SIDE_RIGHT)) {
             return QStringLiteral("Different: the versions differ");
         }

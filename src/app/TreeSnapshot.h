@@ -49,6 +49,7 @@ struct SnapshotNode
     std::array<std::int8_t, 2> icon { 0, 0 };
     std::array<SideRead, 2> nRead { SideRead::Full, SideRead::Full };
     std::int8_t nAttrSource = 0;
+    VerdictBasis nBasis = VerdictBasis::None;
     StatusClass nClass = CLASS_FOLDER_BOTH;
 
     [[nodiscard]] bool IsOn(int nSide) const { return nFolder[nSide] >= 0; }

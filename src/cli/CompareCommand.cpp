@@ -24,7 +24,8 @@ constexpr const char* kCompareUsage = R"(Usage: quorvel-cli compare [OPTIONS] LE
 Scans LEFT (your folder) and RIGHT (a mirror folder, or an FTP folder that is first listed, with all its
 sub-folders, into the site's mirror folder), merges them into one tree and marks every file
 Same, Diff, Left (only on the left), Right (only on the right) or Unknown (on both sides, contents not
-known: a file not downloaded into the mirror with the same size, or a file that cannot be read).
+known: a file not downloaded into the mirror with the same size whose checksum the server would not
+give, or a file that cannot be read).
 Files are the same when their version and size texts agree and their contents have the same CRC-32;
 modification times are shown, never compared.
 
@@ -41,6 +42,9 @@ Options for an FTP folder (credentials as for quorvel-cli raw: QUORVEL_PASSWORD,
                       compared (default: the "CacheDownloadSizeKB" setting); larger ones are compared
                       by size only
   --refresh-all       download every file within the limit again, even when the mirror copy is current
+  --no-server-checksums
+                      leave files that were not downloaded undecided rather than asking the server
+                      for their checksums (HASH, XCRC ...; the "UseServerChecksums" setting)
   --trace             print every FTP command and reply to standard error
   --password-file F, --active, --explicit-tls, --pin sha256//KEY, --retries N, --retry-delay S
                       as for quorvel-cli raw
@@ -191,6 +195,9 @@ QJsonArray TreeJson(const CFileItem* pFolder, bool bOnlyDiff)
             { QStringLiteral("left"), SideJson(*pItem, 0) },
             { QStringLiteral("right"), SideJson(*pItem, 1) },
         };
+        if (const char* pBasis = VerdictBasisText(pItem->nBasis); *pBasis != '\0') {
+            object.insert(QStringLiteral("decidedBy"), QLatin1String(pBasis));
+        }
         if (pItem->kind == KIND_DIR) {
             object.insert(QStringLiteral("children"), TreeJson(pItem, bOnlyDiff));
         }

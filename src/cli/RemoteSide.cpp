@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include "app/ChecksumVerifier.h"
 #include "cli/CliCommands.h"
 #include "cli/Interrupt.h"
 #include "cli/SavedSites.h"
@@ -15,6 +16,10 @@
 std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype& i, RemoteOptions& options)
 {
     const QString& argument = arguments[i];
+    if (argument == QStringLiteral("--no-server-checksums")) {
+        options.bServerChecksums = false;
+        return QString();
+    }
     if (argument == QStringLiteral("--refresh-all")) {
         options.bRefreshAll = true;
     } else if (argument == QStringLiteral("--trace")) {
@@ -164,6 +169,9 @@ QString RunCliComparison(
     const ComparisonOutcome outcome = out.pComparison->Run(nThreads);
     if (!outcome.bOk) {
         return outcome.strError;
+    }
+    if (out.remote && options.bServerChecksums && ServerChecksumsEnabled()) {
+        CChecksumVerifier(out.remote->Session(), out.remote->Trace()).Verify(out.pComparison->Tree().Root(), nullptr);
     }
     PrintNotices(out.remote ? out.remote->Warnings() : QStringList(), *out.pComparison);
     return {};

@@ -22,6 +22,8 @@ struct RemoteOptions
     long long nCacheKb = -1;
     bool bRefreshAll = false;
     bool bTrace = false;
+    // Undecided files are asked of the server by checksum unless the user says not to.
+    bool bServerChecksums = true;
 };
 
 // Takes arguments[i] (and its value) when it is an FTP option: nothing when it is not one, an empty text

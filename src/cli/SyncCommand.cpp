@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include "app/ChecksumVerifier.h"
 #include "app/QuorvelView.h"
 #include "app/SyncPlan.h"
 #include "cli/CliCommands.h"
@@ -37,7 +38,7 @@ Options:
   --dry-run               print what would be done and change nothing
   --delete                also delete what exists only on the target side (never the default)
   --jobs N                copy on N connections at once (default: the "MaxFtpConnections" setting less one)
-  --cache-kb N, --refresh-all, --trace, --password-file F, --active, --explicit-tls, --pin sha256//KEY,
+  --cache-kb N, --refresh-all, --no-server-checksums, --trace, --password-file F, --active, --explicit-tls, --pin sha256//KEY,
   --retries N, --retry-delay S
                           as for quorvel-cli compare
   -h, --help              show this help
@@ -140,6 +141,7 @@ int RunSync(const QStringList& arguments)
     CTransferListView list;
     CQuorvelView view(
         remote.Session(), remote.Trace(), list, { options.strLocal, remote.MirrorFolder(), remote.RemoteFolder() });
+    view.UseServerChecksums(options.remote.bServerChecksums && ServerChecksumsEnabled());
     const ComparisonOutcome outcome = view.Compare(DefaultComparisonThreads());
     if (!outcome.bOk) {
         PrintError(QStringLiteral("quorvel-cli sync: ") + outcome.strError);

@@ -1,6 +1,7 @@
 #include "ftp/CurlConnection.h"
 
 #include <mutex>
+#include <utility>
 
 #include <QUrl>
 
@@ -376,9 +377,11 @@ void CCurlConnection::OnDebug(int nType, const char* pData, size_t nSize)
             const QString strClean = EscapeControlCharacters(QString(strLine).remove(QLatin1Char('\r')));
             trace(TRACE_PLAIN, QStringLiteral("< ") + strClean);
             m_strReplyInProgress += strClean;
+            m_replyLinesInProgress.append(strClean);
             if (IsFinalReplyLine(strClean)) {
                 m_strLastReply = m_strReplyInProgress;
                 m_strReplyInProgress.clear();
+                m_lastReplyLines = std::exchange(m_replyLinesInProgress, {});
                 ++m_nReplies;
             }
         }
@@ -404,6 +407,7 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
     m_received.clear();
     m_bOverLimit = false;
     m_strReplyInProgress.clear();
+    m_replyLinesInProgress.clear();
     m_pHandle->errorBuffer[0] = '\0';
     const int nRepliesBefore = m_nReplies;
     const int nControlBefore = m_nControlConnections;

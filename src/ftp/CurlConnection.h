@@ -101,6 +101,8 @@ public:
 
     // The server's last complete reply, the lines of a multi-line reply run together.
     [[nodiscard]] QString LastReply() const { return m_strLastReply; }
+    // The same reply line by line, for replies whose lines mean something each (FEAT).
+    [[nodiscard]] const QStringList& LastReplyLines() const { return m_lastReplyLines; }
 
     // The last command sent, the password masked.
     [[nodiscard]] QString LastCommand() const { return m_strLastCommand; }
@@ -134,6 +136,8 @@ private:
     QString m_strLastCommand;
     QString m_strCurrentFolder;
     QString m_strReplyInProgress;
+    QStringList m_lastReplyLines;
+    QStringList m_replyLinesInProgress;
     QByteArray m_received;
     qint64 m_nReceiveLimit = 0;
     bool m_bOverLimit = false;

@@ -296,6 +296,18 @@ QString CFtpSession::CommandError(
     return strResult;
 }
 
+std::optional<std::optional<ChecksumMethod>> CFtpSession::ChecksumOffer() const
+{
+    std::lock_guard lock(m_offerMutex);
+    return m_checksumOffer;
+}
+
+void CFtpSession::SetChecksumOffer(std::optional<ChecksumMethod> method)
+{
+    std::lock_guard lock(m_offerMutex);
+    m_checksumOffer = method;
+}
+
 QString CFtpSession::FTPSendFtpCommand(const QString& strCommand, bool bResponseExpected)
 {
     if (!m_pConnection) {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 #include <QString>
@@ -10,6 +11,7 @@
 
 #include "ftp/CurlConnection.h"
 #include "ftp/FtpSite.h"
+#include "ftp/ServerChecksums.h"
 
 class CConnectionPool;
 class CMyInternetSession;
@@ -57,6 +59,11 @@ public:
         const std::atomic<bool>* pCancel, const std::function<void()>& onWaiting = {});
     void ReleaseConnection(std::unique_ptr<CCurlConnection> pConnection);
 
+    // What the server offers to checksum its files, once FEAT was asked in this session: the outer
+    // nothing means not asked yet, the inner one that it offers none.
+    [[nodiscard]] std::optional<std::optional<ChecksumMethod>> ChecksumOffer() const;
+    void SetChecksumOffer(std::optional<ChecksumMethod> method);
+
     [[nodiscard]] bool IsConnected() const { return m_pConnection != nullptr; }
     // Whether a site has been opened: workers, which never touch the view's own connection, ask this.
     [[nodiscard]] bool HasSite() const { return m_bHaveSite; }
@@ -98,6 +105,8 @@ private:
     QString m_strLastError;
     bool m_bLastFolderRefused = false;
     std::atomic<int> m_nNextContext { 1 };
+    mutable std::mutex m_offerMutex;
+    std::optional<std::optional<ChecksumMethod>> m_checksumOffer;
 };
 
 // A command's text as it may be shown or logged: a password never is.

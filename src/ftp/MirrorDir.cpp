@@ -134,6 +134,38 @@ bool CMirrorDir::CreateEmptyFile(const QString& strName) const
     return true;
 }
 
+std::optional<QByteArray> CMirrorDir::ReadSmallFile(const QString& strName, int nMax) const
+{
+    const int fd = ::openat(m_fd, Encoded(strName).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    struct stat info
+    { };
+    QByteArray contents(nMax, '\0');
+    const ssize_t nRead = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) ? ::read(fd, contents.data(), nMax) : -1;
+    ::close(fd);
+    if (nRead < 0) {
+        return std::nullopt;
+    }
+    contents.truncate(static_cast<qsizetype>(nRead));
+    return contents;
+}
+
+bool CMirrorDir::RewriteFile(const QString& strName, const QByteArray& contents) const
+{
+    const int fd = ::openat(m_fd, Encoded(strName).constData(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        return false;
+    }
+    struct stat info
+    { };
+    const bool bWritten = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && ::ftruncate(fd, 0) == 0
+        && ::write(fd, contents.constData(), static_cast<size_t>(contents.size())) == contents.size();
+    ::close(fd);
+    return bWritten;
+}
+
 bool CMirrorDir::RemoveFile(const QString& strName) const
 {
     return ::unlinkat(m_fd, Encoded(strName).constData(), 0) == 0 || errno == ENOENT;

@@ -37,6 +37,10 @@ public:
     bool RemoveFile(const QString& strName) const;
     // Removes a file, a link, or a folder with everything in it.
     bool RemoveEntry(const QString& strName) const;
+    // The first nMax bytes of a regular file (no link is followed), or nothing.
+    [[nodiscard]] std::optional<QByteArray> ReadSmallFile(const QString& strName, int nMax) const;
+    // Replaces the contents of an existing regular file; a link or a missing file is left alone.
+    bool RewriteFile(const QString& strName, const QByteArray& contents) const;
     bool SetFileTimes(const QString& strName, std::time_t nTime) const;
 
     // A new file to write a download into, under a working name the scanner never shows: its descriptor,

@@ -116,6 +116,9 @@ QString CComparisonModel::ToolTipOf(int nNode) const
 {
     const SnapshotNode& node = m_pSnapshot->Node(nNode);
     QString strTip = QStringLiteral("<b>") + VerdictOf(*m_pSnapshot, nNode).toHtmlEscaped() + QStringLiteral("</b>");
+    if (const char* pBasis = VerdictBasisText(node.nBasis); *pBasis != '\0') {
+        strTip += QStringLiteral("<br>Decided by: ") + QLatin1String(pBasis);
+    }
     static const char* const kSideNames[2] = { "Local", "FTP" };
     for (int nSide = 0; nSide < 2; ++nSide) {
         strTip += QStringLiteral("<br>") + QLatin1String(kSideNames[nSide]) + QStringLiteral(": ");

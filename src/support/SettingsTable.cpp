@@ -57,6 +57,8 @@ constexpr std::array kTable {
     Int(kSettings, "MaxFtpConnections", 4),
     // Uploads go to a working name and are renamed into place; 0 for servers that refuse renames.
     Int(kSettings, "UploadThroughWorkingName", 1),
+    // After a comparison, undecided files are asked of the server by checksum where it offers one.
+    Int(kSettings, "UseServerChecksums", 1),
     // Checked for reachability when a site cannot be reached; empty: nothing is contacted.
     Text(kSettings, "ReachabilityProbeUrl", ""),
     // Transfer list column widths, "%d,%d,%d,%d,%d,%d" in column order.

@@ -31,6 +31,7 @@ CFileItemPtr CloneItem(const CFileItem& item)
     pCopy->strName = item.strName;
     pCopy->nAttrSource = item.nAttrSource;
     pCopy->nAttrReserved = item.nAttrReserved;
+    pCopy->nBasis = item.nBasis;
     for (int side = 0; side < 2; ++side) {
         pCopy->strPaths[side] = item.strPaths[side];
         pCopy->strVersion[side] = item.strVersion[side];
@@ -42,6 +43,23 @@ CFileItemPtr CloneItem(const CFileItem& item)
         pCopy->nRead[side] = item.nRead[side];
     }
     return pCopy;
+}
+
+const char* VerdictBasisText(VerdictBasis nBasis)
+{
+    switch (nBasis) {
+    case VerdictBasis::Contents:
+        return "CRC of both files";
+    case VerdictBasis::ServerChecksum:
+        return "server checksum";
+    case VerdictBasis::Size:
+        return "size only";
+    case VerdictBasis::Version:
+        return "version";
+    case VerdictBasis::None:
+        break;
+    }
+    return "";
 }
 
 QString JoinPath(const QString& strFolder, const QString& strName)

@@ -37,6 +37,19 @@ inline constexpr int ICON_UNKNOWN_FILE = 8;
 
 class CSiblingIndex;
 
+// How a file's status was reached, for the user: the panes' tooltip and the command line's JSON say it.
+enum class VerdictBasis : unsigned char
+{
+    None, // one-sided, a folder, or undecided
+    Contents, // the CRC-32 of both files
+    ServerChecksum, // the server's checksum of its file against the same checksum of the local one
+    Size, // the sizes differ
+    Version // the versions differ
+};
+
+// "CRC of both files", "server checksum", "size only", "version"; empty for None.
+const char* VerdictBasisText(VerdictBasis nBasis);
+
 // How much of a side was read below a folder, or of a file. Nothing on the other side is ever deleted
 // on the strength of a folder that was not read in full: what it did not show may well be there.
 enum class SideRead : unsigned char
@@ -74,6 +87,7 @@ struct CFileItem
     bool bExpanded[2] = { false, false };
     bool bListed[2] = { false, false };
     SideRead nRead[2] = { SideRead::Full, SideRead::Full };
+    VerdictBasis nBasis = VerdictBasis::None;
     CFileItem* pNext = nullptr;
     CFileItem* pPrev = nullptr;
     CFileItem* pFirstChild = nullptr;

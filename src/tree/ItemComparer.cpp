@@ -108,12 +108,15 @@ CItemComparer::Decision CItemComparer::Decide(CFileItem* pItem)
         const bool bSizesDiffer = pItem->strSize[SIDE_LEFT] != pItem->strSize[SIDE_RIGHT];
         decision.nStatus = bSizesDiffer ? FILE_DIFF : FILE_UNKNOWN;
         decision.pReason = bSizesDiffer ? "not downloaded, sizes differ" : "not downloaded, sizes agree";
+        decision.nBasis = bSizesDiffer ? VerdictBasis::Size : VerdictBasis::None;
     } else if (pItem->strVersion[SIDE_LEFT] != pItem->strVersion[SIDE_RIGHT]) {
         decision.nStatus = FILE_DIFF;
         decision.pReason = "versions differ";
+        decision.nBasis = VerdictBasis::Version;
     } else if (pItem->strSize[SIDE_LEFT] != pItem->strSize[SIDE_RIGHT]) {
         decision.nStatus = FILE_DIFF;
         decision.pReason = "sizes differ";
+        decision.nBasis = VerdictBasis::Size;
     } else {
         decision.bNeedsContents = true;
     }
@@ -126,6 +129,8 @@ void CItemComparer::ReadContents(Decision& decision, const FileOpener& opener)
         = CompareFileContents(FullName(*decision.pItem, SIDE_LEFT), FullName(*decision.pItem, SIDE_RIGHT), opener);
     decision.nStatus = StatusFromContents(nContents);
     decision.pReason = ContentsReason(nContents);
+    decision.nBasis
+        = nContents == CONTENTS_SAME || nContents == CONTENTS_DIFF ? VerdictBasis::Contents : VerdictBasis::None;
     decision.bNeedsContents = false;
 }
 
@@ -133,6 +138,7 @@ void CItemComparer::Apply(const Decision& decision)
 {
     CFileItem* pItem = decision.pItem;
     pItem->status = decision.nStatus;
+    pItem->nBasis = decision.nBasis;
     SetIconsFromStatus(pItem);
     if (IsLogEnabled()) {
         const QString strName

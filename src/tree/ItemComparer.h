@@ -4,8 +4,7 @@
 #include <vector>
 
 #include "tree/FileContents.h"
-
-struct CFileItem;
+#include "tree/FileItem.h"
 
 // Decides whether each item is the same on both sides. Version and size texts are compared first; only
 // files that agree on both are read, and a placeholder (right version "UNKNOWN") is never read. Times are
@@ -34,6 +33,7 @@ private:
         CFileItem* pItem = nullptr;
         int nStatus = -1;
         const char* pReason = "";
+        VerdictBasis nBasis = VerdictBasis::None;
         bool bNeedsContents = false;
     };
 

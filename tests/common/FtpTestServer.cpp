@@ -58,6 +58,10 @@ bool CFtpTestServer::Start(Kind kind, const QStringList& extraArguments)
         arguments << QStringLiteral(QUORVEL_TEST_SERVERS "/ftp_server.py") << QStringLiteral("--root") << m_strRoot
                   << QStringLiteral("--user") << QString::fromLatin1(kUser) << QStringLiteral("--password")
                   << QString::fromLatin1(kPassword);
+    } else if (kind == Kind::ProftpdDigest) {
+        arguments << QStringLiteral(QUORVEL_TEST_SERVERS "/proftpd_server.py") << QStringLiteral("--root") << m_strRoot
+                  << QStringLiteral("--user") << QString::fromLatin1(kUser) << QStringLiteral("--password")
+                  << QString::fromLatin1(kPassword);
     } else {
         arguments << QStringLiteral(QUORVEL_TEST_SERVERS "/vsftpd_server.py") << QStringLiteral("--root") << m_strRoot
                   << QStringLiteral("--mode")
@@ -95,9 +99,10 @@ bool CFtpTestServer::Start(Kind kind, const QStringList& extraArguments)
         Stop();
         return false;
     }
-    // vsftpd opens its socket after the launcher has printed the port: wait until it answers.
+    // vsftpd and ProFTPD open their sockets after the launcher has printed the port: wait until they answer.
     if (kind != Kind::Pyftpdlib && !WaitForPort(m_nPort)) {
-        m_strError = QStringLiteral("vsftpd did not start: ") + QString::fromUtf8(m_pProcess->readAllStandardError());
+        m_strError
+            = QStringLiteral("the server did not start: ") + QString::fromUtf8(m_pProcess->readAllStandardError());
         Stop();
         return false;
     }

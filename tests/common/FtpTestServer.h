@@ -7,7 +7,7 @@
 #include <QStringList>
 
 // A real FTP server on a free loopback port, started for a test and stopped with it: pyftpdlib with fault
-// modes, or vsftpd. The server's root is a fresh folder the test may fill.
+// modes, vsftpd, or ProFTPD. The server's root is a fresh folder the test may fill.
 class CFtpTestServer
 {
 public:
@@ -15,7 +15,8 @@ public:
     {
         Pyftpdlib,
         VsftpdAnonymous,
-        VsftpdLocalUser
+        VsftpdLocalUser,
+        ProftpdDigest // ProFTPD with mod_digest, a virtual user kUser; root only
     };
 
     static constexpr const char* kUser = "tester";

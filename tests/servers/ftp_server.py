@@ -11,6 +11,7 @@ import shutil
 import sys
 import tempfile
 import time
+import zlib
 
 from pyftpdlib.authorizers import DummyAuthorizer
 from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler, TLS_DTPHandler, TLS_FTPHandler
@@ -46,6 +47,9 @@ class ReadableWhileAcceptingDTP(TLS_DTPHandler):
 
     def readable(self):
         return self._ssl_accepting or super().readable()
+
+
+HASHES = {"SHA-256": "sha256", "SHA-1": "sha1", "MD5": "md5", "CRC32": None}
 
 
 def fault_mixin(options):
@@ -113,6 +117,45 @@ def fault_mixin(options):
                 shutil.copyfile(source, target)
             self.respond("250 Copy successful.")
 
+        checksum_feats = []
+
+        def ftp_FEAT(self, line):
+            self._extra_feats = [feat for feat in self._extra_feats if feat not in self.checksum_feats]
+            self._extra_feats += self.checksum_feats
+            return super().ftp_FEAT(line)
+
+        def ftp_OPTS(self, line):
+            name, _, algorithm = line.partition(" ")
+            if name.upper() != "HASH" or "HASH" not in self.proto_cmds:
+                return super().ftp_OPTS(line)
+            if algorithm.upper() not in HASHES or algorithm.upper() not in options.hash_algorithms.split(";"):
+                self.respond("501 Unknown algorithm.")
+                return
+            self.hash_algorithm = algorithm.upper()
+            self.respond("200 " + self.hash_algorithm)
+
+        def checksum_of(self, path, algorithm):
+            if not self.fs.isfile(path):
+                self.respond("550 No such file.")
+                return None
+            with open(path, "rb") as handle:
+                data = handle.read()
+            if algorithm == "CRC32":
+                return data, "%08x" % zlib.crc32(data)
+            return data, hashlib.new(HASHES[algorithm], data).hexdigest()
+
+        def ftp_HASH(self, path):
+            algorithm = getattr(self, "hash_algorithm", options.hash_algorithms.split(";")[0])
+            result = self.checksum_of(path, algorithm)
+            if result:
+                data, digest = result
+                self.respond("213 %s 0-%d %s %s" % (algorithm, len(data), digest, os.path.basename(path)))
+
+        def ftp_XCRC(self, path):
+            result = self.checksum_of(path, "CRC32")
+            if result:
+                self.respond("250 " + result[1].upper())
+
         def ftp_LIST(self, path):
             if canned is None:
                 return super().ftp_LIST(path)
@@ -139,6 +182,9 @@ def main():
     parser.add_argument("--canned-list", help="a file whose bytes every LIST returns")
     parser.add_argument("--tls", choices=["explicit", "implicit"])
     parser.add_argument("--site-copy", action="store_true", help="copy on the server with SITE CPFR and CPTO")
+    parser.add_argument("--checksums", default="", help="offer these of HASH,XCRC for the files' checksums")
+    parser.add_argument("--hash-algorithms", default="SHA-256;SHA-1;MD5;CRC32",
+                        help="what HASH offers, the first being its default")
     parser.add_argument("--throttle", type=int, default=0, help="bytes a second each data connection may move")
     options = parser.parse_args()
     options.implicit_tls = options.tls == "implicit"
@@ -161,6 +207,18 @@ def main():
         for name in ("SITE CPFR", "SITE CPTO"):
             commands[name] = dict(perm=None, auth=True, arg=True, help="Syntax: %s <SP> path" % name)
         handler.proto_cmds = commands
+    offered = [name for name in options.checksums.split(",") if name]
+    if offered:
+        commands = dict(handler.proto_cmds)
+        for name in offered:
+            commands[name] = dict(perm="r", auth=True, arg=True, help="Syntax: %s <SP> path" % name)
+        handler.proto_cmds = commands
+        features = []
+        if "HASH" in offered:
+            algorithms = options.hash_algorithms.split(";")
+            features.append("HASH " + ";".join([algorithms[0] + "*"] + algorithms[1:]))
+        features += [name for name in offered if name != "HASH"]
+        handler.checksum_feats = features
     handler.passive_ports = None
     if options.idle_timeout:
         handler.timeout = options.idle_timeout

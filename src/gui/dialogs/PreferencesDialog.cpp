@@ -141,6 +141,8 @@ QWidget* CPreferencesDialog::ConnectionPage()
     pForm->addRow(QStringLiteral("&Connections at once:"), Number("MaxFtpConnections", 1, 16));
     pForm->addRow(Check(kSettings, "UploadThroughWorkingName",
         QStringLiteral("&Upload through a temporary name, renamed into place when complete")));
+    pForm->addRow(Check(kSettings, "UseServerChecksums",
+        QStringLiteral("Decide files not downloaded by the server's &checksum where it offers one")));
     pForm->addRow(
         QStringLiteral("&E-mail for anonymous log-on:"), Bind(kSettings, "EmailAddress", Kind::Text, new QLineEdit));
     return PageWith(pForm);
