@@ -16,6 +16,7 @@
 #include "support/TextFormat.h"
 #include "transfer/TransferList.h"
 #include "transfer/TransferRoutines.h"
+#include "tree/CrcCache.h"
 #include "tree/TreeOperations.h"
 
 namespace {
@@ -72,6 +73,7 @@ ComparisonOutcome CQuorvelView::Compare(
     int nThreads, const CFolderScanner::Progress& progress, const std::atomic<bool>* pCancel)
 {
     auto comparison = std::make_unique<CFolderComparison>(Folders().strLocal, Folders().strMirror, Folders().strRemote);
+    comparison->SetCrcCacheFolder(DefaultCrcCacheFolder());
     const ComparisonOutcome outcome = comparison->Run(nThreads, progress, pCancel);
     if (pCancel != nullptr && pCancel->load()) {
         return outcome;

@@ -11,6 +11,7 @@
 #include "ftp/FtpSession.h"
 #include "ftp/RemoteListing.h"
 #include "support/TextFormat.h"
+#include "tree/CrcCache.h"
 #include "tree/FolderComparison.h"
 
 std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype& i, RemoteOptions& options)
@@ -166,6 +167,7 @@ QString RunCliComparison(
         strRightShown = out.remote->RemoteFolder();
     }
     out.pComparison = std::make_unique<CFolderComparison>(strLeft, strRightFolder, strRightShown);
+    out.pComparison->SetCrcCacheFolder(DefaultCrcCacheFolder());
     const ComparisonOutcome outcome = out.pComparison->Run(nThreads);
     if (!outcome.bOk) {
         return outcome.strError;

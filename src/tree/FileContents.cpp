@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <memory>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <thread>
 
@@ -13,6 +14,8 @@
 #include <unistd.h>
 
 #include <isa-l/crc.h>
+
+#include "tree/CrcCache.h"
 
 namespace {
 
@@ -55,6 +58,8 @@ struct OpenedFile
     int fd = -1;
     int nError = 0;
     off_t nSize = 0;
+    struct stat info
+    { };
 
     OpenedFile(const QString& strPath, const FileOpener& opener)
     {
@@ -63,8 +68,6 @@ struct OpenedFile
             nError = -fd;
             return;
         }
-        struct stat info
-        { };
         if (::fstat(fd, &info) != 0) {
             nError = errno;
         } else if (!S_ISREG(info.st_mode)) {
@@ -129,13 +132,33 @@ int FileCrc(const QString& strPath, std::uint32_t& nCrc, const FileOpener& opene
 
 int CompareFileContents(const QString& strLeft, const QString& strRight, const FileOpener& opener)
 {
+    return CompareFileContents(strLeft, strRight, opener, nullptr, nullptr);
+}
+
+int CompareFileContents(const QString& strLeft, const QString& strRight, const FileOpener& opener,
+    CCrcCache* pLeftCache, CCrcCache* pRightCache)
+{
     if (strLeft.isEmpty() || strRight.isEmpty()) {
         return CONTENTS_BAD_ARGUMENT;
     }
-    const OpenedFile left(strLeft, opener);
-    const OpenedFile right(strRight, opener);
-    const bool bLeftMissing = IsMissing(left.nError);
-    const bool bRightMissing = IsMissing(right.nError);
+    const QString* paths[2] = { &strLeft, &strRight };
+    CCrcCache* caches[2] = { pLeftCache, pRightCache };
+    std::optional<std::uint32_t> crcs[2];
+    std::optional<OpenedFile> files[2];
+    for (int nSide = 0; nSide < 2; ++nSide) {
+        // A file an earlier run read, unchanged since, is not opened at all.
+        struct stat info
+        { };
+        if (caches[nSide] != nullptr && ::stat(QFile::encodeName(*paths[nSide]).constData(), &info) == 0
+            && S_ISREG(info.st_mode)) {
+            crcs[nSide] = caches[nSide]->RecallCrc(info);
+        }
+        if (!crcs[nSide]) {
+            files[nSide].emplace(*paths[nSide], opener);
+        }
+    }
+    const bool bLeftMissing = files[0] && IsMissing(files[0]->nError);
+    const bool bRightMissing = files[1] && IsMissing(files[1]->nError);
     if (bLeftMissing && bRightMissing) {
         return CONTENTS_BAD_ARGUMENT;
     }
@@ -145,31 +168,34 @@ int CompareFileContents(const QString& strLeft, const QString& strRight, const F
     if (bRightMissing) {
         return CONTENTS_LEFT_ONLY;
     }
-    if (left.nError != 0 || right.nError != 0) {
+    if ((files[0] && files[0]->nError != 0) || (files[1] && files[1]->nError != 0)) {
         return CONTENTS_UNKNOWN;
     }
 
-    std::uint32_t nLeftCrc = 0;
-    std::uint32_t nRightCrc = 0;
-    int nLeftError = 0;
-    int nRightError = 0;
+    std::uint32_t nCrcs[2] = { crcs[0].value_or(0), crcs[1].value_or(0) };
+    int nErrors[2] = { 0, 0 };
     std::thread leftReader;
-    if (left.nSize >= kParallelThreshold && right.nSize >= kParallelThreshold) {
+    if (files[0] && files[1] && files[0]->nSize >= kParallelThreshold && files[1]->nSize >= kParallelThreshold) {
         try {
-            leftReader = std::thread([&] { nLeftError = left.Crc(nLeftCrc); });
+            leftReader = std::thread([&] { nErrors[0] = files[0]->Crc(nCrcs[0]); });
         } catch (const std::system_error&) {
             // No thread to be had: read one file after the other.
         }
     }
     if (leftReader.joinable()) {
-        nRightError = right.Crc(nRightCrc);
+        nErrors[1] = files[1]->Crc(nCrcs[1]);
         leftReader.join();
     } else {
-        nLeftError = left.Crc(nLeftCrc);
-        nRightError = nLeftError == 0 ? right.Crc(nRightCrc) : 0;
+        nErrors[0] = files[0] ? files[0]->Crc(nCrcs[0]) : 0;
+        nErrors[1] = nErrors[0] == 0 && files[1] ? files[1]->Crc(nCrcs[1]) : 0;
     }
-    if (nLeftError != 0 || nRightError != 0) {
+    if (nErrors[0] != 0 || nErrors[1] != 0) {
         return CONTENTS_UNKNOWN;
     }
-    return nLeftCrc == nRightCrc ? CONTENTS_SAME : CONTENTS_DIFF;
+    for (int nSide = 0; nSide < 2; ++nSide) {
+        if (files[nSide] && caches[nSide] != nullptr) {
+            caches[nSide]->RememberCrc(files[nSide]->info, nCrcs[nSide]);
+        }
+    }
+    return nCrcs[0] == nCrcs[1] ? CONTENTS_SAME : CONTENTS_DIFF;
 }

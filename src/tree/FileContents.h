@@ -27,3 +27,10 @@ int FileCrc(const QString& strPath, std::uint32_t& nCrc, const FileOpener& opene
 // Compares two files by the CRC-32 of their contents. Large files are read on two threads at once.
 int CompareFileContents(
     const QString& strLeft, const QString& strRight, const FileOpener& opener = OpenForSequentialRead);
+
+class CCrcCache;
+
+// The same, with the CRC of a file an earlier run read, unchanged since, taken from its side's cache (either
+// may be null) rather than read, and every CRC read now remembered there.
+int CompareFileContents(const QString& strLeft, const QString& strRight, const FileOpener& opener,
+    CCrcCache* pLeftCache, CCrcCache* pRightCache);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <system_error>
 #include <thread>
 
@@ -14,6 +15,7 @@
 #include "support/DiagnosticLog.h"
 #include "support/TextFormat.h"
 #include "support/ThreadId.h"
+#include "tree/CrcCache.h"
 #include "tree/TreeOperations.h"
 
 namespace {
@@ -77,6 +79,15 @@ ComparisonOutcome CFolderComparison::Run(
     CFileTree rightTree;
     CFolderScanner leftScanner(progress);
     CFolderScanner rightScanner(progress);
+    std::unique_ptr<CCrcCache> caches[2];
+    if (!m_strCacheFolder.isEmpty()) {
+        for (int side = 0; side < 2; ++side) {
+            caches[side] = CCrcCache::Open(m_strCacheFolder, m_strFolders[side]);
+        }
+        leftScanner.SetCrcCache(caches[SIDE_LEFT].get());
+        rightScanner.SetCrcCache(caches[SIDE_RIGHT].get());
+    }
+    m_comparer.SetCrcCaches(caches[SIDE_LEFT].get(), caches[SIDE_RIGHT].get());
     leftScanner.SetCancel(pCancel);
     rightScanner.SetCancel(pCancel);
     m_comparer.SetCancel(pCancel);
@@ -115,7 +126,14 @@ ComparisonOutcome CFolderComparison::Run(
         return { false, QStringLiteral("The comparison was cancelled.") };
     }
     m_comparer.CompareTree(m_tree.Root(), nThreads);
+    m_comparer.SetCrcCaches(nullptr, nullptr);
     NumberItems(m_tree.Root());
+    for (const std::unique_ptr<CCrcCache>& pCache : caches) {
+        // A comparison that saw every file drops the entries of files that are gone.
+        if (pCache && !pCache->Save(!cancelled() && !HasReadErrors())) {
+            Log("CFolderComparison::Run::[%ld] the CRC cache could not be written", CurrentThreadId());
+        }
+    }
     if (cancelled()) {
         return { false, QStringLiteral("The comparison was cancelled.") };
     }

@@ -20,6 +20,9 @@ public:
     CFolderComparison(QString strLeftFolder, QString strRightFolder, QString strRightShowPath = {},
         FileOpener opener = OpenForSequentialRead);
 
+    // Keeps each side's CRCs and version texts in a cache in strFolder across runs (none when empty).
+    void SetCrcCacheFolder(const QString& strFolder) { m_strCacheFolder = strFolder; }
+
     // Scans both folders (at once, so progress may be reported from two threads) and compares every item,
     // reading contents on up to nThreads threads.
     // A set *pCancel stops both at the next entry or file; the outcome then says so.
@@ -37,6 +40,7 @@ public:
 private:
     QString m_strFolders[2];
     QString m_strRightShowPath;
+    QString m_strCacheFolder;
     CFileTree m_tree;
     CItemComparer m_comparer;
     std::vector<ScanNotice> m_notices;

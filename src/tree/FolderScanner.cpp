@@ -16,6 +16,7 @@
 #include "support/DiagnosticLog.h"
 #include "support/TextFormat.h"
 #include "support/ThreadId.h"
+#include "tree/CrcCache.h"
 #include "tree/FileItem.h"
 #include "tree/FileTexts.h"
 #include "tree/TreeOperations.h"
@@ -38,6 +39,8 @@ struct Entry
     bool bUnreadable = false;
     off_t nSize = 0;
     time_t nModified = 0;
+    struct stat info
+    { };
 };
 
 // Whether the folder's contents are known: it can be opened, and (in the mirror) it is not a folder whose
@@ -79,6 +82,20 @@ const QString& CFolderScanner::TimeText(time_t nModified)
         m_nCachedMinute = nMinute;
     }
     return m_strCachedTime;
+}
+
+QString CFolderScanner::VersionText(const QString& strPath, const struct stat& info) const
+{
+    if (m_pCache != nullptr) {
+        if (std::optional<QString> strKnown = m_pCache->RecallVersion(info)) {
+            return *strKnown;
+        }
+    }
+    QString strVersion = ReadVersionText(strPath);
+    if (m_pCache != nullptr) {
+        m_pCache->RememberVersion(info, strVersion);
+    }
+    return strVersion;
 }
 
 void CFolderScanner::Notice(CFileItem* pItem, SideRead nRead, int nSide, const QString& strPath, const QString& strText)
@@ -210,6 +227,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
         entry.bFolder = S_ISDIR(info.st_mode);
         entry.nSize = info.st_size;
         entry.nModified = info.st_mtime;
+        entry.info = info;
         // Most files can be read by anyone; only the others are asked about.
         entry.bUnreadable
             = !entry.bFolder && (info.st_mode & S_IROTH) == 0 && ::faccessat(nFolderFd, pName, R_OK, AT_EACCESS) != 0;
@@ -239,7 +257,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
                 pItem->strSize[nSide] = MakeSizeText(static_cast<std::uint64_t>(entry.nSize));
                 pItem->strTime[nSide] = TimeText(entry.nModified);
                 if (MayHaveVersionResource(entry.strName) && !entry.bUnreadable) {
-                    pItem->strVersion[nSide] = ReadVersionText(strPath);
+                    pItem->strVersion[nSide] = VersionText(strPath, entry.info);
                 }
                 pItem->nAttrSource = ATTR_FROM_FILE;
             }

@@ -8,6 +8,9 @@
 
 #include "tree/FileItem.h"
 
+class CCrcCache;
+
+#include <sys/stat.h>
 #include <sys/types.h>
 
 // Something the user should hear of after a scan: a folder or file that could not be read (an error: the
@@ -30,6 +33,9 @@ public:
     using Progress = std::function<void(const QString& strMessage)>;
 
     explicit CFolderScanner(Progress progress = {});
+
+    // Takes version texts of files read by an earlier run from this cache, and remembers the ones read now.
+    void SetCrcCache(CCrcCache* pCache) { m_pCache = pCache; }
 
     // Stops the scan at the next entry once *pCancel is set; what was read so far stays in the tree.
     void SetCancel(const std::atomic<bool>* pCancel) { m_pCancel = pCancel; }
@@ -54,6 +60,8 @@ private:
     void ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QString& strFolderPath, const QString& strShowPath,
         int nDepth, int nSide, bool bRecursive);
 
+    // The version text of a file that may have one, from the cache when the file is unchanged.
+    QString VersionText(const QString& strPath, const struct stat& info) const;
     // Files written together share their minute: their time texts share one string.
     const QString& TimeText(time_t nModified);
     // Records a problem and marks the item it concerns as not read in full on the side.
@@ -63,6 +71,7 @@ private:
 
     Progress m_progress;
     const std::atomic<bool>* m_pCancel = nullptr;
+    CCrcCache* m_pCache = nullptr;
     time_t m_nCachedMinute = -1;
     QString m_strCachedTime;
     std::vector<FolderId> m_ancestors;

@@ -123,10 +123,10 @@ CItemComparer::Decision CItemComparer::Decide(CFileItem* pItem)
     return decision;
 }
 
-void CItemComparer::ReadContents(Decision& decision, const FileOpener& opener)
+void CItemComparer::ReadContents(Decision& decision) const
 {
-    const int nContents
-        = CompareFileContents(FullName(*decision.pItem, SIDE_LEFT), FullName(*decision.pItem, SIDE_RIGHT), opener);
+    const int nContents = CompareFileContents(FullName(*decision.pItem, SIDE_LEFT),
+        FullName(*decision.pItem, SIDE_RIGHT), m_opener, m_pCaches[SIDE_LEFT], m_pCaches[SIDE_RIGHT]);
     decision.nStatus = StatusFromContents(nContents);
     decision.pReason = ContentsReason(nContents);
     decision.nBasis
@@ -152,7 +152,7 @@ void CItemComparer::CompareItem(CFileItem* pItem)
 {
     Decision decision = Decide(pItem);
     if (decision.bNeedsContents) {
-        ReadContents(decision, m_opener);
+        ReadContents(decision);
     }
     Apply(decision);
 }
@@ -175,7 +175,7 @@ void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
                 decisions[reads[i]].nStatus = FILE_UNKNOWN;
                 continue;
             }
-            ReadContents(decisions[reads[i]], m_opener);
+            ReadContents(decisions[reads[i]]);
         }
     };
     std::vector<std::thread> helpers;

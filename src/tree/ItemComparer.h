@@ -6,6 +6,8 @@
 #include "tree/FileContents.h"
 #include "tree/FileItem.h"
 
+class CCrcCache;
+
 // Decides whether each item is the same on both sides. Version and size texts are compared first; only
 // files that agree on both are read, and a placeholder (right version "UNKNOWN") is never read. Times are
 // shown but never compared.
@@ -20,6 +22,14 @@ public:
     // Compares every item below pRoot, reading contents on up to nThreads threads. The statuses, the log
     // lines and their order are those of comparing the items one by one in tree order.
     void CompareTree(CFileItem* pRoot, int nThreads);
+
+    // Takes the CRCs of files read by an earlier run from these caches (either may be null), and remembers
+    // the ones read now.
+    void SetCrcCaches(CCrcCache* pLeft, CCrcCache* pRight)
+    {
+        m_pCaches[0] = pLeft;
+        m_pCaches[1] = pRight;
+    }
 
     // Stops reading contents once *pCancel is set; the items not read stay undecided.
     void SetCancel(const std::atomic<bool>* pCancel) { m_pCancel = pCancel; }
@@ -39,9 +49,10 @@ private:
 
     Decision Decide(CFileItem* pItem);
     void Apply(const Decision& decision);
-    static void ReadContents(Decision& decision, const FileOpener& opener);
+    void ReadContents(Decision& decision) const;
 
     FileOpener m_opener;
+    CCrcCache* m_pCaches[2] = { nullptr, nullptr };
     const std::atomic<bool>* m_pCancel = nullptr;
     int m_nComparedFiles = 0;
 };

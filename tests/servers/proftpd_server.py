@@ -12,6 +12,15 @@ import sys
 import tempfile
 
 NOBODY = 65534
+# scripts/setup unpacks it here, since its package cannot be installed beside vsftpd's.
+PREFIXES = ["/opt/quorvel/proftpd", ""]
+
+
+def find_proftpd():
+    for prefix in PREFIXES:
+        if os.access(prefix + "/usr/sbin/proftpd", os.X_OK):
+            return prefix
+    sys.exit("proftpd_server.py: ProFTPD is not there; run scripts/setup")
 
 
 def free_port():
@@ -29,6 +38,7 @@ def main():
     if os.geteuid() != 0:
         sys.exit("proftpd_server.py: proftpd runs as root only")
 
+    prefix = find_proftpd()
     folder = tempfile.mkdtemp(prefix="quorvel-proftpd-")
     hashed = subprocess.run(["openssl", "passwd", "-6", "-stdin"], input=options.password.encode(),
                             capture_output=True, check=True).stdout.decode().strip()
@@ -55,7 +65,7 @@ def main():
         "RequireValidShell off", "AuthPAM off", "AuthOrder mod_auth_file.c",
         "AuthUserFile %s/passwd" % folder, "AuthGroupFile %s/group" % folder,
         "DefaultRoot ~", "Umask 022",
-        "ModulePath /usr/lib/proftpd", "LoadModule mod_digest.c",
+        "ModulePath %s/usr/lib/proftpd" % prefix, "LoadModule mod_digest.c",
         "DigestEngine on", "DigestAlgorithms crc32 md5 sha1 sha256",
         "<Directory />", "  AllowOverwrite on", "</Directory>",
     ]
@@ -63,7 +73,7 @@ def main():
     with open(config, "w") as handle:
         handle.write("\n".join(lines) + "\n")
     print("PORT %d" % port, flush=True)
-    os.execv("/usr/sbin/proftpd", ["proftpd", "--nodaemon", "--config", config])
+    os.execv(prefix + "/usr/sbin/proftpd", ["proftpd", "--nodaemon", "--config", config])
 
 
 if __name__ == "__main__":

@@ -1,0 +1,329 @@
+#include "tree/CrcCache.h"
+
+#include <chrono>
+#include <vector>
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+
+#include <sqlite3.h>
+
+#include "support/DiagnosticLog.h"
+#include "support/ThreadId.h"
+
+namespace {
+
+// Bumped whenever the table changes; a database of another format is rebuilt, never read.
+constexpr const char* kFormat = "quorvel-crc-cache 1";
+constexpr std::int64_t kDistrustNs = 2'000'000'000;
+
+constexpr const char* kSchema = "CREATE TABLE meta(key TEXT PRIMARY KEY, value TEXT NOT NULL);"
+                                "CREATE TABLE files(device INTEGER NOT NULL, inode INTEGER NOT NULL,"
+                                " size INTEGER NOT NULL, mtime INTEGER NOT NULL, ctime INTEGER NOT NULL,"
+                                " written INTEGER NOT NULL, crc INTEGER, version TEXT,"
+                                " PRIMARY KEY(device, inode)) WITHOUT ROWID;";
+
+std::int64_t Nanoseconds(const struct timespec& time)
+{
+    return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
+
+std::int64_t Now()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+// A prepared statement, finalised when it goes.
+class CStatement
+{
+public:
+    CStatement(sqlite3* pDatabase, const char* pSql)
+    {
+        if (sqlite3_prepare_v2(pDatabase, pSql, -1, &m_pStatement, nullptr) != SQLITE_OK) {
+            m_pStatement = nullptr;
+        }
+    }
+    ~CStatement() { sqlite3_finalize(m_pStatement); }
+    CStatement(const CStatement&) = delete;
+    CStatement& operator=(const CStatement&) = delete;
+
+    [[nodiscard]] sqlite3_stmt* Get() const { return m_pStatement; }
+    [[nodiscard]] bool IsValid() const { return m_pStatement != nullptr; }
+
+private:
+    sqlite3_stmt* m_pStatement = nullptr;
+};
+
+bool Execute(sqlite3* pDatabase, const char* pSql)
+{
+    return sqlite3_exec(pDatabase, pSql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+QString Text(sqlite3_stmt* pStatement, int nColumn)
+{
+    const auto* pText = reinterpret_cast<const char*>(sqlite3_column_text(pStatement, nColumn));
+    return pText == nullptr ? QString() : QString::fromUtf8(pText, sqlite3_column_bytes(pStatement, nColumn));
+}
+
+bool BindText(sqlite3_stmt* pStatement, int nParameter, const QString& strText)
+{
+    const QByteArray utf8 = strText.toUtf8();
+    return sqlite3_bind_text(pStatement, nParameter, utf8.constData(), static_cast<int>(utf8.size()), SQLITE_TRANSIENT)
+        == SQLITE_OK;
+}
+
+bool InsertMeta(sqlite3_stmt* pInsert, const QString& strKey, const QString& strValue)
+{
+    const bool bOk
+        = BindText(pInsert, 1, strKey) && BindText(pInsert, 2, strValue) && sqlite3_step(pInsert) == SQLITE_DONE;
+    sqlite3_reset(pInsert);
+    return bOk;
+}
+
+sqlite3* OpenDatabase(const QString& strPath)
+{
+    sqlite3* pDatabase = nullptr;
+    if (sqlite3_open_v2(QFile::encodeName(strPath).constData(), &pDatabase,
+            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW, nullptr)
+        != SQLITE_OK) {
+        sqlite3_close(pDatabase);
+        return nullptr;
+    }
+    // Another instance comparing the same folder may be writing: wait for it a little.
+    sqlite3_busy_timeout(pDatabase, 2000);
+    return pDatabase;
+}
+
+// Whether the database is ours, for this root, and whole; a new, empty one is given our tables.
+bool IsOursOrNew(sqlite3* pDatabase, const QString& strRoot)
+{
+    int nTables = -1;
+    {
+        CStatement count(pDatabase, "SELECT count(*) FROM sqlite_schema");
+        if (!count.IsValid() || sqlite3_step(count.Get()) != SQLITE_ROW) {
+            return false;
+        }
+        nTables = sqlite3_column_int(count.Get(), 0);
+    }
+    if (nTables == 0) {
+        if (!Execute(pDatabase, kSchema)) {
+            return false;
+        }
+        CStatement insert(pDatabase, "INSERT INTO meta VALUES(?1, ?2)");
+        return insert.IsValid() && InsertMeta(insert.Get(), QStringLiteral("format"), QLatin1String(kFormat))
+            && InsertMeta(insert.Get(), QStringLiteral("root"), strRoot);
+    }
+    CStatement check(pDatabase, "PRAGMA quick_check");
+    if (!check.IsValid() || sqlite3_step(check.Get()) != SQLITE_ROW || Text(check.Get(), 0) != QLatin1String("ok")) {
+        return false;
+    }
+    CStatement meta(pDatabase, "SELECT key, value FROM meta");
+    if (!meta.IsValid()) {
+        return false;
+    }
+    QString strFormat;
+    QString strStoredRoot;
+    while (sqlite3_step(meta.Get()) == SQLITE_ROW) {
+        (Text(meta.Get(), 0) == QLatin1String("format") ? strFormat : strStoredRoot) = Text(meta.Get(), 1);
+    }
+    return strFormat == QLatin1String(kFormat) && strStoredRoot == strRoot;
+}
+
+} // namespace
+
+CCrcCache::CCrcCache(sqlite3* pDatabase)
+    : m_pDatabase(pDatabase)
+{ }
+
+CCrcCache::~CCrcCache()
+{
+    sqlite3_close(m_pDatabase);
+}
+
+QString CCrcCache::DatabasePath(const QString& strCacheFolder, const QString& strRoot)
+{
+    const QByteArray hash = QCryptographicHash::hash(strRoot.toUtf8(), QCryptographicHash::Sha256).toHex().left(24);
+    return strCacheFolder + QLatin1Char('/') + QString::fromLatin1(hash) + QStringLiteral(".sqlite");
+}
+
+std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const QString& strRoot)
+{
+    if (!QDir().mkpath(strCacheFolder)) {
+        return nullptr;
+    }
+    const QString strPath = DatabasePath(strCacheFolder, strRoot);
+    for (int nAttempt = 0; nAttempt < 2; ++nAttempt) {
+        sqlite3* pDatabase = OpenDatabase(strPath);
+        if (pDatabase != nullptr && IsOursOrNew(pDatabase, strRoot)) {
+            std::unique_ptr<CCrcCache> pCache(new CCrcCache(pDatabase));
+            if (pCache->Load()) {
+                return pCache;
+            }
+        } else {
+            sqlite3_close(pDatabase);
+        }
+        // Damaged, foreign or unreadable: it only ever held what can be computed again.
+        Log("CCrcCache::Open::[%ld] %s is not a usable cache; it is made afresh", CurrentThreadId(), strPath);
+        for (const char* pSuffix : { "", "-journal", "-wal", "-shm" }) {
+            QFile::remove(strPath + QLatin1String(pSuffix));
+        }
+    }
+    return nullptr;
+}
+
+bool CCrcCache::Load()
+{
+    CStatement rows(m_pDatabase, "SELECT device, inode, size, mtime, ctime, written, crc, version FROM files");
+    if (!rows.IsValid()) {
+        return false;
+    }
+    int nStep = SQLITE_ROW;
+    while ((nStep = sqlite3_step(rows.Get())) == SQLITE_ROW) {
+        sqlite3_stmt* pRow = rows.Get();
+        const Key key { static_cast<std::uint64_t>(sqlite3_column_int64(pRow, 0)),
+            static_cast<std::uint64_t>(sqlite3_column_int64(pRow, 1)) };
+        Entry& entry = m_entries[key];
+        entry.nSize = sqlite3_column_int64(pRow, 2);
+        entry.nModified = sqlite3_column_int64(pRow, 3);
+        entry.nChanged = sqlite3_column_int64(pRow, 4);
+        entry.nWritten = sqlite3_column_int64(pRow, 5);
+        if (sqlite3_column_type(pRow, 6) != SQLITE_NULL) {
+            entry.crc = static_cast<std::uint32_t>(sqlite3_column_int64(pRow, 6));
+        }
+        if (sqlite3_column_type(pRow, 7) != SQLITE_NULL) {
+            entry.version = Text(pRow, 7);
+        }
+    }
+    return nStep == SQLITE_DONE;
+}
+
+CCrcCache::Entry* CCrcCache::Trusted(const struct stat& info) const
+{
+    const auto it
+        = m_entries.find({ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) });
+    if (it == m_entries.end()) {
+        return nullptr;
+    }
+    Entry& entry = it->second;
+    const std::int64_t nModified = Nanoseconds(info.st_mtim);
+    const std::int64_t nChanged = Nanoseconds(info.st_ctim);
+    if (entry.nSize != info.st_size || entry.nModified != nModified || entry.nChanged != nChanged
+        || std::max(nModified, nChanged) + kDistrustNs >= entry.nWritten) {
+        return nullptr;
+    }
+    entry.bSeen = true;
+    return &entry;
+}
+
+CCrcCache::Entry& CCrcCache::Fresh(const struct stat& info)
+{
+    Entry& entry = m_entries[{ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) }];
+    const std::int64_t nModified = Nanoseconds(info.st_mtim);
+    const std::int64_t nChanged = Nanoseconds(info.st_ctim);
+    if (entry.nSize != info.st_size || entry.nModified != nModified || entry.nChanged != nChanged) {
+        entry = Entry { info.st_size, nModified, nChanged, 0, std::nullopt, std::nullopt, false, false };
+    }
+    entry.nWritten = Now();
+    entry.bSeen = true;
+    entry.bDirty = true;
+    return entry;
+}
+
+std::optional<std::uint32_t> CCrcCache::RecallCrc(const struct stat& info) const
+{
+    std::lock_guard lock(m_mutex);
+    const Entry* pEntry = Trusted(info);
+    return pEntry != nullptr ? pEntry->crc : std::nullopt;
+}
+
+void CCrcCache::RememberCrc(const struct stat& info, std::uint32_t nCrc)
+{
+    std::lock_guard lock(m_mutex);
+    Fresh(info).crc = nCrc;
+}
+
+std::optional<QString> CCrcCache::RecallVersion(const struct stat& info) const
+{
+    std::lock_guard lock(m_mutex);
+    const Entry* pEntry = Trusted(info);
+    return pEntry != nullptr ? pEntry->version : std::nullopt;
+}
+
+void CCrcCache::RememberVersion(const struct stat& info, const QString& strVersion)
+{
+    std::lock_guard lock(m_mutex);
+    Fresh(info).version = strVersion;
+}
+
+bool CCrcCache::Save(bool bWhole)
+{
+    std::lock_guard lock(m_mutex);
+    std::vector<Key> gone;
+    bool bChanges = false;
+    for (const auto& [key, entry] : m_entries) {
+        if (bWhole && !entry.bSeen) {
+            gone.push_back(key);
+        }
+        bChanges = bChanges || entry.bDirty;
+    }
+    if (!bChanges && gone.empty()) {
+        return true;
+    }
+    if (!Execute(m_pDatabase, "BEGIN IMMEDIATE")) {
+        return false;
+    }
+    CStatement insert(m_pDatabase, "INSERT OR REPLACE INTO files VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)");
+    CStatement remove(m_pDatabase, "DELETE FROM files WHERE device = ?1 AND inode = ?2");
+    bool bOk = insert.IsValid() && remove.IsValid();
+    for (auto& [key, entry] : m_entries) {
+        if (!bOk || !entry.bDirty) {
+            continue;
+        }
+        sqlite3_stmt* pInsert = insert.Get();
+        sqlite3_bind_int64(pInsert, 1, static_cast<sqlite3_int64>(key.nDevice));
+        sqlite3_bind_int64(pInsert, 2, static_cast<sqlite3_int64>(key.nInode));
+        sqlite3_bind_int64(pInsert, 3, entry.nSize);
+        sqlite3_bind_int64(pInsert, 4, entry.nModified);
+        sqlite3_bind_int64(pInsert, 5, entry.nChanged);
+        sqlite3_bind_int64(pInsert, 6, entry.nWritten);
+        if (entry.crc) {
+            sqlite3_bind_int64(pInsert, 7, *entry.crc);
+        } else {
+            sqlite3_bind_null(pInsert, 7);
+        }
+        if (entry.version) {
+            BindText(pInsert, 8, *entry.version);
+        } else {
+            sqlite3_bind_null(pInsert, 8);
+        }
+        bOk = sqlite3_step(pInsert) == SQLITE_DONE;
+        sqlite3_reset(pInsert);
+        entry.bDirty = false;
+    }
+    for (const Key& key : gone) {
+        if (!bOk) {
+            break;
+        }
+        sqlite3_bind_int64(remove.Get(), 1, static_cast<sqlite3_int64>(key.nDevice));
+        sqlite3_bind_int64(remove.Get(), 2, static_cast<sqlite3_int64>(key.nInode));
+        bOk = sqlite3_step(remove.Get()) == SQLITE_DONE;
+        sqlite3_reset(remove.Get());
+        m_entries.erase(key);
+    }
+    if (!bOk || !Execute(m_pDatabase, "COMMIT")) {
+        Execute(m_pDatabase, "ROLLBACK");
+        return false;
+    }
+    for (auto& [key, entry] : m_entries) {
+        entry.bSeen = false;
+    }
+    return true;
+}
+
+QString DefaultCrcCacheFolder()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) + QStringLiteral("/Quorvel/crc");
+}

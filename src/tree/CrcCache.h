@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+
+#include <QString>
+
+#include <sys/stat.h>
+
+struct sqlite3;
+
+// What an earlier comparison learnt of the files below one root: each file's CRC-32 and version text, kept
+// in SQLite across runs, so that comparing an unchanged tree again reads only folders and file status.
+// An entry holds only while the file's device, inode, size, modification and change times (nanoseconds)
+// are the same, and only when those times lie more than two seconds before the entry was written: a file
+// changed in the same instant as it was read must not keep a stale checksum. Safe to use from several
+// threads.
+class CCrcCache
+{
+public:
+    // The cache of the files below strRoot, kept in strCacheFolder; a damaged or foreign database is
+    // removed and made afresh. Null when none can be made: comparing then simply reads every file.
+    static std::unique_ptr<CCrcCache> Open(const QString& strCacheFolder, const QString& strRoot);
+
+    ~CCrcCache();
+    CCrcCache(const CCrcCache&) = delete;
+    CCrcCache& operator=(const CCrcCache&) = delete;
+
+    [[nodiscard]] std::optional<std::uint32_t> RecallCrc(const struct stat& info) const;
+    void RememberCrc(const struct stat& info, std::uint32_t nCrc);
+    [[nodiscard]] std::optional<QString> RecallVersion(const struct stat& info) const;
+    void RememberVersion(const struct stat& info, const QString& strVersion);
+
+    // Writes what was learnt in one transaction; with bWhole (every file below the root was seen) the
+    // entries of files not seen are dropped. False when the database could not be written.
+    bool Save(bool bWhole);
+
+    // The database file of strRoot's cache in strCacheFolder.
+    static QString DatabasePath(const QString& strCacheFolder, const QString& strRoot);
+
+private:
+    struct Entry
+    {
+        std::int64_t nSize = 0;
+        std::int64_t nModified = 0; // nanoseconds since 1970
+        std::int64_t nChanged = 0;
+        std::int64_t nWritten = 0; // when the entry was made
+        std::optional<std::uint32_t> crc;
+        std::optional<QString> version;
+        bool bSeen = false;
+        bool bDirty = false;
+    };
+    struct Key
+    {
+        std::uint64_t nDevice = 0;
+        std::uint64_t nInode = 0;
+        bool operator==(const Key& other) const = default;
+    };
+    struct KeyHash
+    {
+        size_t operator()(const Key& key) const { return std::hash<std::uint64_t>()(key.nInode * 31 + key.nDevice); }
+    };
+
+    explicit CCrcCache(sqlite3* pDatabase);
+    bool Load();
+    // The entry that still describes the file, or null.
+    Entry* Trusted(const struct stat& info) const;
+    Entry& Fresh(const struct stat& info);
+
+    sqlite3* m_pDatabase = nullptr;
+    mutable std::mutex m_mutex;
+    mutable std::unordered_map<Key, Entry, KeyHash> m_entries;
+};
+
+// Where the comparison keeps its caches: "Quorvel/crc" in the user's cache folder.
+QString DefaultCrcCacheFolder();

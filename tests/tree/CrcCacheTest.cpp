@@ -1,0 +1,144 @@
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+#include "common/TestFiles.h"
+#include "tree/CrcCache.h"
+#include "tree/FolderComparison.h"
+#include "tree/TreeDump.h"
+
+namespace {
+
+struct stat StatOf(const QString& strPath)
+{
+    struct stat info
+    { };
+    EXPECT_EQ(::stat(QFile::encodeName(strPath).constData(), &info), 0);
+    return info;
+}
+
+// Entries are trusted only for files last changed more than two seconds before they were made.
+void LetTheFilesSettle()
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(2100));
+}
+
+class CrcCache : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_strCache = MakeTestFolder(QStringLiteral("crc-cache"));
+        m_strLeft = MakeTestFolder(QStringLiteral("crc-left"));
+        m_strRight = MakeTestFolder(QStringLiteral("crc-right"));
+        for (const char* pName : { "a.txt", "b.txt", "c.txt" }) {
+            WriteFileBytes(m_strLeft + QLatin1Char('/') + QLatin1String(pName), "same contents");
+            WriteFileBytes(m_strRight + QLatin1Char('/') + QLatin1String(pName), "same contents");
+        }
+    }
+
+    // A comparison that counts the files it opens.
+    QString Compare()
+    {
+        CFolderComparison comparison(m_strLeft, m_strRight, {}, [this](const QString& strPath) {
+            ++m_nOpened;
+            return OpenForSequentialRead(strPath);
+        });
+        comparison.SetCrcCacheFolder(m_strCache);
+        EXPECT_TRUE(comparison.Run(2).bOk);
+        QString strStatuses;
+        for (const CFileItem* pItem = comparison.Tree().Root()->pFirstChild; pItem != nullptr; pItem = pItem->pNext) {
+            strStatuses += pItem->strName + QLatin1Char('=') + StatusText(*pItem) + QLatin1Char(' ');
+        }
+        return strStatuses.trimmed();
+    }
+
+    QString m_strCache;
+    QString m_strLeft;
+    QString m_strRight;
+    std::atomic<int> m_nOpened { 0 };
+};
+
+TEST_F(CrcCache, AnUnchangedTreeIsComparedAgainWithoutOpeningAFile)
+{
+    // Files just written are read every time: the cache does not trust what it learnt of them.
+    const QString strFirst = Compare();
+    EXPECT_EQ(m_nOpened.exchange(0), 6);
+    EXPECT_EQ(Compare(), strFirst);
+    EXPECT_EQ(m_nOpened.exchange(0), 6);
+
+    LetTheFilesSettle();
+    EXPECT_EQ(Compare(), strFirst);
+    EXPECT_EQ(m_nOpened.exchange(0), 6);
+    EXPECT_EQ(Compare(), strFirst);
+    EXPECT_EQ(m_nOpened.exchange(0), 0) << "nothing changed, nothing opened";
+
+    // Same size, same modification time, other contents: the change time gives it away.
+    const QString strChanged = m_strRight + QStringLiteral("/b.txt");
+    const QDateTime modified = QFileInfo(strChanged).lastModified();
+    WriteFileBytes(strChanged, "SAME contents");
+    QFile file(strChanged);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    file.setFileTime(modified, QFileDevice::FileModificationTime);
+    file.close();
+    EXPECT_THAT(Compare().toStdString(), testing::HasSubstr("b.txt= Diff"));
+    EXPECT_EQ(m_nOpened.exchange(0), 1) << "only the changed file is read";
+}
+
+TEST_F(CrcCache, EntriesHoldAcrossOpeningsAndGoneFilesAreDropped)
+{
+    const QString strFile = m_strLeft + QStringLiteral("/a.txt");
+    LetTheFilesSettle();
+    {
+        std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+        ASSERT_TRUE(pCache);
+        pCache->RememberCrc(StatOf(strFile), 0x1234abcdU);
+        pCache->RememberVersion(StatOf(strFile), QStringLiteral("1.2.3.4"));
+        ASSERT_TRUE(pCache->Save(true));
+    }
+    std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    ASSERT_TRUE(pCache);
+    EXPECT_EQ(pCache->RecallCrc(StatOf(strFile)), 0x1234abcdU);
+    EXPECT_EQ(pCache->RecallVersion(StatOf(strFile)), QStringLiteral("1.2.3.4"));
+    EXPECT_FALSE(CCrcCache::Open(m_strCache, m_strRight)->RecallCrc(StatOf(strFile))) << "one database per root";
+
+    // A whole comparison that did not see the file drops it.
+    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    ASSERT_TRUE(pCache->Save(true));
+    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    EXPECT_FALSE(pCache->RecallCrc(StatOf(strFile)));
+}
+
+TEST_F(CrcCache, ADamagedOrForeignDatabaseIsRebuiltAndNeverTrusted)
+{
+    const QString strDatabase = CCrcCache::DatabasePath(m_strCache, m_strLeft);
+    WriteFileBytes(strDatabase, QByteArray(8192, 'x'));
+    std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    ASSERT_TRUE(pCache) << "garbage is replaced by a new cache";
+    EXPECT_FALSE(pCache->RecallCrc(StatOf(m_strLeft + QStringLiteral("/a.txt"))));
+    pCache.reset();
+
+    // A cache database of another root found under this root's name is not read either.
+    QFile::remove(strDatabase);
+    LetTheFilesSettle();
+    const QString strOther = CCrcCache::DatabasePath(m_strCache, m_strRight);
+    {
+        std::unique_ptr<CCrcCache> pOther = CCrcCache::Open(m_strCache, m_strRight);
+        pOther->RememberCrc(StatOf(m_strLeft + QStringLiteral("/a.txt")), 7);
+        ASSERT_TRUE(pOther->Save(false));
+    }
+    ASSERT_TRUE(QFile::copy(strOther, strDatabase));
+    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    ASSERT_TRUE(pCache);
+    EXPECT_FALSE(pCache->RecallCrc(StatOf(m_strLeft + QStringLiteral("/a.txt"))));
+}
+
+} // namespace
