@@ -116,10 +116,6 @@ bool IsOursOrNew(sqlite3* pDatabase, const QString& strRoot)
         return insert.IsValid() && InsertMeta(insert.Get(), QStringLiteral("format"), QLatin1String(kFormat))
             && InsertMeta(insert.Get(), QStringLiteral("root"), strRoot);
     }
-    CStatement check(pDatabase, "PRAGMA quick_check");
-    if (!check.IsValid() || sqlite3_step(check.Get()) != SQLITE_ROW || Text(check.Get(), 0) != QLatin1String("ok")) {
-        return false;
-    }
     CStatement meta(pDatabase, "SELECT key, value FROM meta");
     if (!meta.IsValid()) {
         return false;
@@ -176,6 +172,7 @@ std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const 
 
 bool CCrcCache::Load()
 {
+    // Every page of the table is read here: a damaged one fails the load, and the cache is made afresh.
     CStatement rows(m_pDatabase, "SELECT device, inode, size, mtime, ctime, written, crc, version FROM files");
     if (!rows.IsValid()) {
         return false;

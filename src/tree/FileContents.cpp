@@ -132,27 +132,19 @@ int FileCrc(const QString& strPath, std::uint32_t& nCrc, const FileOpener& opene
 
 int CompareFileContents(const QString& strLeft, const QString& strRight, const FileOpener& opener)
 {
-    return CompareFileContents(strLeft, strRight, opener, nullptr, nullptr);
+    return CompareFileContents(strLeft, strRight, opener, CrcHints {});
 }
 
-int CompareFileContents(const QString& strLeft, const QString& strRight, const FileOpener& opener,
-    CCrcCache* pLeftCache, CCrcCache* pRightCache)
+int CompareFileContents(
+    const QString& strLeft, const QString& strRight, const FileOpener& opener, const CrcHints& hints)
 {
     if (strLeft.isEmpty() || strRight.isEmpty()) {
         return CONTENTS_BAD_ARGUMENT;
     }
     const QString* paths[2] = { &strLeft, &strRight };
-    CCrcCache* caches[2] = { pLeftCache, pRightCache };
-    std::optional<std::uint32_t> crcs[2];
+    const std::optional<std::uint32_t>* crcs = hints.known;
     std::optional<OpenedFile> files[2];
     for (int nSide = 0; nSide < 2; ++nSide) {
-        // A file an earlier run read, unchanged since, is not opened at all.
-        struct stat info
-        { };
-        if (caches[nSide] != nullptr && ::stat(QFile::encodeName(*paths[nSide]).constData(), &info) == 0
-            && S_ISREG(info.st_mode)) {
-            crcs[nSide] = caches[nSide]->RecallCrc(info);
-        }
         if (!crcs[nSide]) {
             files[nSide].emplace(*paths[nSide], opener);
         }
@@ -193,8 +185,8 @@ int CompareFileContents(const QString& strLeft, const QString& strRight, const F
         return CONTENTS_UNKNOWN;
     }
     for (int nSide = 0; nSide < 2; ++nSide) {
-        if (files[nSide] && caches[nSide] != nullptr) {
-            caches[nSide]->RememberCrc(files[nSide]->info, nCrcs[nSide]);
+        if (files[nSide] && hints.caches[nSide] != nullptr) {
+            hints.caches[nSide]->RememberCrc(files[nSide]->info, nCrcs[nSide]);
         }
     }
     return nCrcs[0] == nCrcs[1] ? CONTENTS_SAME : CONTENTS_DIFF;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 #include <QString>
 
@@ -30,7 +31,13 @@ int CompareFileContents(
 
 class CCrcCache;
 
-// The same, with the CRC of a file an earlier run read, unchanged since, taken from its side's cache (either
-// may be null) rather than read, and every CRC read now remembered there.
-int CompareFileContents(const QString& strLeft, const QString& strRight, const FileOpener& opener,
-    CCrcCache* pLeftCache, CCrcCache* pRightCache);
+// What is known of the two files' CRCs before reading them: a side whose CRC is known is not opened, and a
+// CRC read now is remembered in its side's cache (either may be null).
+struct CrcHints
+{
+    std::optional<std::uint32_t> known[2];
+    CCrcCache* caches[2] = { nullptr, nullptr };
+};
+
+int CompareFileContents(
+    const QString& strLeft, const QString& strRight, const FileOpener& opener, const CrcHints& hints);

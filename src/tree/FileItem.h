@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include <QString>
@@ -88,6 +89,10 @@ struct CFileItem
     bool bListed[2] = { false, false };
     SideRead nRead[2] = { SideRead::Full, SideRead::Full };
     VerdictBasis nBasis = VerdictBasis::None;
+    // A side's CRC-32 as the CRC cache knew it when the side was scanned; read only by the comparison that
+    // follows the scan, which clears it.
+    bool bKnownCrc[2] = { false, false };
+    std::uint32_t nKnownCrc[2] = { 0, 0 };
     CFileItem* pNext = nullptr;
     CFileItem* pPrev = nullptr;
     CFileItem* pFirstChild = nullptr;

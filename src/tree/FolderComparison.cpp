@@ -79,21 +79,21 @@ ComparisonOutcome CFolderComparison::Run(
     CFileTree rightTree;
     CFolderScanner leftScanner(progress);
     CFolderScanner rightScanner(progress);
+    // Each side's cache is loaded by the thread that scans the side.
     std::unique_ptr<CCrcCache> caches[2];
-    if (!m_strCacheFolder.isEmpty()) {
-        for (int side = 0; side < 2; ++side) {
+    const auto openCache = [&](int side, CFolderScanner& scanner) {
+        if (!m_strCacheFolder.isEmpty()) {
             caches[side] = CCrcCache::Open(m_strCacheFolder, m_strFolders[side]);
+            scanner.SetCrcCache(caches[side].get());
         }
-        leftScanner.SetCrcCache(caches[SIDE_LEFT].get());
-        rightScanner.SetCrcCache(caches[SIDE_RIGHT].get());
-    }
-    m_comparer.SetCrcCaches(caches[SIDE_LEFT].get(), caches[SIDE_RIGHT].get());
+    };
     leftScanner.SetCancel(pCancel);
     rightScanner.SetCancel(pCancel);
     m_comparer.SetCancel(pCancel);
     const auto cancelled = [pCancel] { return pCancel != nullptr && pCancel->load(); };
     bool bRightRead = false;
     auto scanRight = [&] {
+        openCache(SIDE_RIGHT, rightScanner);
         bRightRead = rightScanner.ScanFolder(
             rightTree.Root(), m_strFolders[SIDE_RIGHT], m_strRightShowPath, -1, SIDE_RIGHT, true);
     };
@@ -103,6 +103,7 @@ ComparisonOutcome CFolderComparison::Run(
     } catch (const std::system_error&) {
         // No thread to be had: the right side is read after the left.
     }
+    openCache(SIDE_LEFT, leftScanner);
     const bool bLeftRead
         = leftScanner.ScanFolder(m_tree.Root(), m_strFolders[SIDE_LEFT], m_strFolders[SIDE_LEFT], -1, SIDE_LEFT, true);
     if (rightReader.joinable()) {
@@ -125,6 +126,7 @@ ComparisonOutcome CFolderComparison::Run(
     if (cancelled()) {
         return { false, QStringLiteral("The comparison was cancelled.") };
     }
+    m_comparer.SetCrcCaches(caches[SIDE_LEFT].get(), caches[SIDE_RIGHT].get());
     m_comparer.CompareTree(m_tree.Root(), nThreads);
     m_comparer.SetCrcCaches(nullptr, nullptr);
     NumberItems(m_tree.Root());

@@ -259,6 +259,13 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
                 if (MayHaveVersionResource(entry.strName) && !entry.bUnreadable) {
                     pItem->strVersion[nSide] = VersionText(strPath, entry.info);
                 }
+                if (m_pCache != nullptr) {
+                    // The status is at hand now: the comparison need not look at the file again.
+                    if (const std::optional<std::uint32_t> nCrc = m_pCache->RecallCrc(entry.info)) {
+                        pItem->bKnownCrc[nSide] = true;
+                        pItem->nKnownCrc[nSide] = *nCrc;
+                    }
+                }
                 pItem->nAttrSource = ATTR_FROM_FILE;
             }
             if (entry.bUnreadable) {

@@ -123,10 +123,20 @@ CItemComparer::Decision CItemComparer::Decide(CFileItem* pItem)
     return decision;
 }
 
-void CItemComparer::ReadContents(Decision& decision) const
+void CItemComparer::ReadContents(Decision& decision, bool bKnown) const
 {
-    const int nContents = CompareFileContents(FullName(*decision.pItem, SIDE_LEFT),
-        FullName(*decision.pItem, SIDE_RIGHT), m_opener, m_pCaches[SIDE_LEFT], m_pCaches[SIDE_RIGHT]);
+    const CFileItem& item = *decision.pItem;
+    CrcHints hints;
+    for (int nSide = 0; nSide < 2; ++nSide) {
+        if (bKnown && item.bKnownCrc[nSide]) {
+            hints.known[nSide] = item.nKnownCrc[nSide];
+        }
+        hints.caches[nSide] = m_pCaches[nSide];
+    }
+    // Both known: the files are not even looked at, let alone opened.
+    const int nContents = hints.known[0] && hints.known[1]
+        ? (*hints.known[0] == *hints.known[1] ? CONTENTS_SAME : CONTENTS_DIFF)
+        : CompareFileContents(FullName(item, SIDE_LEFT), FullName(item, SIDE_RIGHT), m_opener, hints);
     decision.nStatus = StatusFromContents(nContents);
     decision.pReason = ContentsReason(nContents);
     decision.nBasis
@@ -152,7 +162,7 @@ void CItemComparer::CompareItem(CFileItem* pItem)
 {
     Decision decision = Decide(pItem);
     if (decision.bNeedsContents) {
-        ReadContents(decision);
+        ReadContents(decision, false);
     }
     Apply(decision);
 }
@@ -175,7 +185,7 @@ void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
                 decisions[reads[i]].nStatus = FILE_UNKNOWN;
                 continue;
             }
-            ReadContents(decisions[reads[i]]);
+            ReadContents(decisions[reads[i]], true);
         }
     };
     std::vector<std::thread> helpers;
@@ -194,5 +204,6 @@ void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
 
     for (const Decision& decision : decisions) {
         Apply(decision);
+        decision.pItem->bKnownCrc[SIDE_LEFT] = decision.pItem->bKnownCrc[SIDE_RIGHT] = false;
     }
 }

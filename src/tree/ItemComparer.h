@@ -49,7 +49,8 @@ private:
 
     Decision Decide(CFileItem* pItem);
     void Apply(const Decision& decision);
-    void ReadContents(Decision& decision) const;
+    // With bKnown, the CRCs the scan took from the cache stand in for reading.
+    void ReadContents(Decision& decision, bool bKnown) const;
 
     FileOpener m_opener;
     CCrcCache* m_pCaches[2] = { nullptr, nullptr };

@@ -55,6 +55,8 @@ void CopyFileSide(CFileItem* pTo, const CFileItem& from, int nSide)
     pTo->strSize[nSide] = from.strSize[nSide];
     pTo->strShowPaths[nSide] = from.strShowPaths[nSide];
     pTo->nRead[nSide] = from.nRead[nSide];
+    pTo->bKnownCrc[nSide] = from.bKnownCrc[nSide];
+    pTo->nKnownCrc[nSide] = from.nKnownCrc[nSide];
 }
 
 void MergeFile(CFileItem* pExisting, const CFileItem& incoming)
@@ -284,6 +286,7 @@ void DropSide(int nSide, CFileItem* pItem)
     pItem->strSize[nSide].clear();
     pItem->strShowPaths[nSide].clear();
     pItem->nRead[nSide] = SideRead::Full;
+    pItem->bKnownCrc[nSide] = false;
     pItem->status = nSide == SIDE_LEFT ? FILE_RIGHT_ONLY : FILE_LEFT_ONLY;
 }
 
