@@ -188,10 +188,12 @@ bool CCrcCache::Load()
         entry.nChanged = sqlite3_column_int64(pRow, 4);
         entry.nWritten = sqlite3_column_int64(pRow, 5);
         if (sqlite3_column_type(pRow, 6) != SQLITE_NULL) {
-            entry.crc = static_cast<std::uint32_t>(sqlite3_column_int64(pRow, 6));
+            entry.nCrc = static_cast<std::uint32_t>(sqlite3_column_int64(pRow, 6));
+            entry.bHasCrc = true;
         }
         if (sqlite3_column_type(pRow, 7) != SQLITE_NULL) {
-            entry.version = Text(pRow, 7);
+            m_versions[key] = Text(pRow, 7);
+            entry.bHasVersion = true;
         }
     }
     return nStep == SQLITE_DONE;
@@ -221,7 +223,8 @@ CCrcCache::Entry& CCrcCache::Fresh(const struct stat& info)
     const std::int64_t nModified = Nanoseconds(info.st_mtim);
     const std::int64_t nChanged = Nanoseconds(info.st_ctim);
     if (entry.nSize != info.st_size || entry.nModified != nModified || entry.nChanged != nChanged) {
-        entry = Entry { info.st_size, nModified, nChanged, 0, std::nullopt, std::nullopt, false, false };
+        entry = Entry { info.st_size, nModified, nChanged, 0, 0, false, false, false, false };
+        m_versions.erase({ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) });
     }
     entry.nWritten = Now();
     entry.bSeen = true;
@@ -233,26 +236,32 @@ std::optional<std::uint32_t> CCrcCache::RecallCrc(const struct stat& info) const
 {
     std::lock_guard lock(m_mutex);
     const Entry* pEntry = Trusted(info);
-    return pEntry != nullptr ? pEntry->crc : std::nullopt;
+    return pEntry != nullptr && pEntry->bHasCrc ? std::optional(pEntry->nCrc) : std::nullopt;
 }
 
 void CCrcCache::RememberCrc(const struct stat& info, std::uint32_t nCrc)
 {
     std::lock_guard lock(m_mutex);
-    Fresh(info).crc = nCrc;
+    Entry& entry = Fresh(info);
+    entry.nCrc = nCrc;
+    entry.bHasCrc = true;
 }
 
 std::optional<QString> CCrcCache::RecallVersion(const struct stat& info) const
 {
     std::lock_guard lock(m_mutex);
     const Entry* pEntry = Trusted(info);
-    return pEntry != nullptr ? pEntry->version : std::nullopt;
+    if (pEntry == nullptr || !pEntry->bHasVersion) {
+        return std::nullopt;
+    }
+    return m_versions.at({ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) });
 }
 
 void CCrcCache::RememberVersion(const struct stat& info, const QString& strVersion)
 {
     std::lock_guard lock(m_mutex);
-    Fresh(info).version = strVersion;
+    Fresh(info).bHasVersion = true;
+    m_versions[{ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) }] = strVersion;
 }
 
 bool CCrcCache::Save(bool bWhole)
@@ -286,13 +295,13 @@ bool CCrcCache::Save(bool bWhole)
         sqlite3_bind_int64(pInsert, 4, entry.nModified);
         sqlite3_bind_int64(pInsert, 5, entry.nChanged);
         sqlite3_bind_int64(pInsert, 6, entry.nWritten);
-        if (entry.crc) {
-            sqlite3_bind_int64(pInsert, 7, *entry.crc);
+        if (entry.bHasCrc) {
+            sqlite3_bind_int64(pInsert, 7, entry.nCrc);
         } else {
             sqlite3_bind_null(pInsert, 7);
         }
-        if (entry.version) {
-            BindText(pInsert, 8, *entry.version);
+        if (entry.bHasVersion) {
+            BindText(pInsert, 8, m_versions.at(key));
         } else {
             sqlite3_bind_null(pInsert, 8);
         }
@@ -309,6 +318,7 @@ bool CCrcCache::Save(bool bWhole)
         bOk = sqlite3_step(remove.Get()) == SQLITE_DONE;
         sqlite3_reset(remove.Get());
         m_entries.erase(key);
+        m_versions.erase(key);
     }
     if (!bOk || !Execute(m_pDatabase, "COMMIT")) {
         Execute(m_pDatabase, "ROLLBACK");

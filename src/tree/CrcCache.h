@@ -48,8 +48,9 @@ private:
         std::int64_t nModified = 0; // nanoseconds since 1970
         std::int64_t nChanged = 0;
         std::int64_t nWritten = 0; // when the entry was made
-        std::optional<std::uint32_t> crc;
-        std::optional<QString> version;
+        std::uint32_t nCrc = 0;
+        bool bHasCrc = false;
+        bool bHasVersion = false; // in m_versions: few files have one
         bool bSeen = false;
         bool bDirty = false;
     };
@@ -73,6 +74,7 @@ private:
     sqlite3* m_pDatabase = nullptr;
     mutable std::mutex m_mutex;
     mutable std::unordered_map<Key, Entry, KeyHash> m_entries;
+    std::unordered_map<Key, QString, KeyHash> m_versions;
 };
 
 // Where the comparison keeps its caches: "Quorvel/crc" in the user's cache folder.

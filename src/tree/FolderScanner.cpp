@@ -98,6 +98,19 @@ QString CFolderScanner::VersionText(const QString& strPath, const struct stat& i
     return strVersion;
 }
 
+const QString& CFolderScanner::SizeText(off_t nSize)
+{
+    constexpr qsizetype kMaxSizeTexts = 1 << 16;
+    auto it = m_sizeTexts.find(nSize);
+    if (it == m_sizeTexts.end()) {
+        if (m_sizeTexts.size() >= kMaxSizeTexts) {
+            m_sizeTexts.clear();
+        }
+        it = m_sizeTexts.insert(nSize, MakeSizeText(static_cast<std::uint64_t>(nSize)));
+    }
+    return *it;
+}
+
 void CFolderScanner::Notice(CFileItem* pItem, SideRead nRead, int nSide, const QString& strPath, const QString& strText)
 {
     if (pItem != nullptr && pItem->nRead[nSide] == SideRead::Full) {
@@ -254,7 +267,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
                 pItem->strVersion[nSide] = kUnknownVersion;
                 pItem->nAttrSource = ATTR_FROM_MARKER;
             } else {
-                pItem->strSize[nSide] = MakeSizeText(static_cast<std::uint64_t>(entry.nSize));
+                pItem->strSize[nSide] = SizeText(entry.nSize);
                 pItem->strTime[nSide] = TimeText(entry.nModified);
                 if (MayHaveVersionResource(entry.strName) && !entry.bUnreadable) {
                     pItem->strVersion[nSide] = VersionText(strPath, entry.info);

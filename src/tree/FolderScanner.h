@@ -4,6 +4,7 @@
 #include <functional>
 #include <vector>
 
+#include <QHash>
 #include <QString>
 
 #include "tree/FileItem.h"
@@ -72,6 +73,10 @@ private:
     Progress m_progress;
     const std::atomic<bool>* m_pCancel = nullptr;
     CCrcCache* m_pCache = nullptr;
+    // Files of one size share one size text; the table is emptied when it grows past a bound.
+    const QString& SizeText(off_t nSize);
+
+    QHash<off_t, QString> m_sizeTexts;
     time_t m_nCachedMinute = -1;
     QString m_strCachedTime;
     std::vector<FolderId> m_ancestors;
