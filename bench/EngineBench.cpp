@@ -1,12 +1,18 @@
 // Timings of the comparison engine that the benchmark script prints beside reference tools.
 //   bench_engine contents LEFT RIGHT [REPEATS]   best time of CompareFileContents on two files
 //   bench_engine merge N                         time to merge N left and N right entries into one folder
+//   bench_engine create FOLDER N                 time to create N empty files in folders of 40, one thread
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <random>
+#include <string>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <QString>
 
@@ -74,6 +80,35 @@ int BenchTree(const char* pLeft, const char* pRight, int nThreads)
     return outcome.bOk ? 0 : 1;
 }
 
+// The floor of writing a mirror file by file: the same number of empty files, made one after another.
+int BenchCreate(const char* pFolder, int nFiles)
+{
+    const auto start = Clock::now();
+    int nFolderFd = -1;
+    for (int i = 0; i < nFiles; ++i) {
+        if (i % 40 == 0) {
+            if (nFolderFd >= 0) {
+                ::close(nFolderFd);
+            }
+            const std::string strFolder = std::string(pFolder) + "/d" + std::to_string(i / 40);
+            ::mkdir(strFolder.c_str(), 0755);
+            nFolderFd = ::open(strFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        }
+        const std::string strName = "f" + std::to_string(i);
+        const int fd = ::openat(nFolderFd, strName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        if (fd < 0) {
+            std::perror("bench_engine create");
+            return 1;
+        }
+        ::close(fd);
+    }
+    if (nFolderFd >= 0) {
+        ::close(nFolderFd);
+    }
+    std::printf("%.4f\n", Seconds(start));
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -87,6 +122,11 @@ int main(int argc, char** argv)
     if (argc >= 3 && std::strcmp(argv[1], "merge") == 0) {
         return BenchMerge(std::atoi(argv[2]));
     }
-    std::fputs("usage: bench_engine contents LEFT RIGHT [REPEATS] | tree LEFT RIGHT [THREADS] | merge N\n", stderr);
+    if (argc >= 4 && std::strcmp(argv[1], "create") == 0) {
+        return BenchCreate(argv[2], std::atoi(argv[3]));
+    }
+    std::fputs(
+        "usage: bench_engine contents LEFT RIGHT [REPEATS] | tree LEFT RIGHT [THREADS] | merge N | create FOLDER N\n",
+        stderr);
     return 2;
 }

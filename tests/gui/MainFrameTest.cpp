@@ -92,6 +92,36 @@ TEST_F(MainFrame, AnFtpComparisonOpensOnAWorkerWithTheTraceFillingAndTheTreeShow
     EXPECT_THAT(strTrace, testing::Not(QHasSubstr(CFtpTestServer::kPassword))) << "a password never shows";
 }
 
+TEST_F(MainFrame, FilesTooLargeToDownloadAreDecidedByTheServersChecksumUnlessTurnedOff)
+{
+    CFtpTestServer server;
+    ASSERT_TRUE(
+        server.Start(CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--checksums"), QStringLiteral("XCRC") }))
+        << server.Error().toStdString();
+    const QString strRemote = server.Root() + QStringLiteral("/www");
+    const QByteArray big(100 * 1024, 'b');
+    QByteArray changed = big;
+    changed[5000] = 'c';
+    WriteFileBytes(strRemote + QStringLiteral("/big.bin"), big);
+    WriteFileBytes(strRemote + QStringLiteral("/changed.bin"), big);
+    WriteFileBytes(m_strLeft + QStringLiteral("/big.bin"), big);
+    WriteFileBytes(m_strLeft + QStringLiteral("/changed.bin"), changed);
+
+    ASSERT_TRUE(OpenAndWait(RequestFor(server, m_strLeft)));
+    const QModelIndex same = Find(QStringLiteral("big.bin"));
+    EXPECT_EQ(same.data(RoleClass).toInt(), CLASS_SAME);
+    EXPECT_THAT(same.data(Qt::ToolTipRole).toString(), QHasSubstr("Decided by: server checksum"));
+    EXPECT_EQ(Find(QStringLiteral("changed.bin")).data(RoleClass).toInt(), CLASS_DIFF);
+    m_pFrame->TracePane().Flush();
+    m_pFrame->TracePane().clearSelection();
+    EXPECT_THAT(m_pFrame->TracePane().SelectedText(), QHasSubstr("XCRC /www/big.bin"));
+
+    CSettingsStore().WriteInt("Settings", "UseServerChecksums", 0);
+    ASSERT_TRUE(OpenAndWait(RequestFor(server, m_strLeft)));
+    CSettingsStore().WriteInt("Settings", "UseServerChecksums", 1);
+    EXPECT_EQ(Find(QStringLiteral("big.bin")).data(RoleClass).toInt(), CLASS_UNKNOWN);
+}
+
 TEST_F(MainFrame, CancelStopsASlowOpeningWithinASecond)
 {
     CFtpTestServer server;
