@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <optional>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include <QFileInfo>
@@ -21,6 +23,9 @@
 #include "tree/TreeDump.h"
 
 namespace {
+
+// Connections beyond the first that a verification borrows, when the site has them free.
+constexpr size_t kMaxHelpers = 3;
 
 // A remembered checksum is one short line; anything longer is not ours.
 constexpr int kRememberedMax = 128;
@@ -81,10 +86,12 @@ private:
 class CChecksumAsker
 {
 public:
-    CChecksumAsker(CFtpSession& session, CTraceBuffer& trace, const std::atomic<bool>* pCancel)
+    // A helper (bWait false) gives up at once rather than wait for a connection that others hold.
+    CChecksumAsker(CFtpSession& session, CTraceBuffer& trace, const std::atomic<bool>* pCancel, bool bWait = true)
         : m_session(session)
         , m_trace(trace)
-        , m_pCancel(pCancel)
+        , m_pCancel(bWait ? pCancel : &m_bGiveUp)
+        , m_bWait(bWait)
     { }
 
     ~CChecksumAsker()
@@ -128,6 +135,8 @@ public:
     }
 
     [[nodiscard]] bool Usable() const { return m_bUsable; }
+    // Whether a file can be asked about now: the connection borrowed and the algorithm chosen.
+    bool Ready() { return Prepare(); }
     [[nodiscard]] int Asked() const { return m_nAsked; }
 
 private:
@@ -142,10 +151,12 @@ private:
         if (offer && !*offer) {
             return false;
         }
-        m_pConnection = m_session.AcquireConnection(m_pCancel);
+        m_pConnection = m_session.AcquireConnection(m_pCancel, [this] { m_bGiveUp = !m_bWait; });
         if (!m_pConnection) {
-            m_trace.AddTraceText(
-                TRACE_ERROR, QStringLiteral("No connection to ask the server for checksums; files stay undecided."));
+            if (m_bWait) {
+                m_trace.AddTraceText(TRACE_ERROR,
+                    QStringLiteral("No connection to ask the server for checksums; files stay undecided."));
+            }
             return false;
         }
         if (!offer) {
@@ -176,19 +187,31 @@ private:
 
     CFtpSession& m_session;
     CTraceBuffer& m_trace;
+    std::atomic<bool> m_bGiveUp { false };
     const std::atomic<bool>* m_pCancel;
+    bool m_bWait;
     std::unique_ptr<CCurlConnection> m_pConnection;
     std::optional<ChecksumMethod> m_method;
     bool m_bUsable = true;
     int m_nAsked = 0;
 };
 
-void Decide(CFileItem* pItem, bool bSame, VerificationCounts& counts)
+// What the threads of one verification share: the files still to ask about, and the tallies.
+struct SharedWork
+{
+    std::vector<CFileItem*> items;
+    std::atomic<size_t> nNext { 0 };
+    std::atomic<int> nSame { 0 };
+    std::atomic<int> nDiff { 0 };
+    std::atomic<int> nAsked { 0 };
+};
+
+void Decide(CFileItem* pItem, bool bSame, SharedWork& work)
 {
     pItem->status = bSame ? FILE_SAME : FILE_DIFF;
     pItem->nBasis = VerdictBasis::ServerChecksum;
     SetIconsFromStatus(pItem);
-    ++(bSame ? counts.nSame : counts.nDiff);
+    ++(bSame ? work.nSame : work.nDiff);
     Log("CompareItem::[%ld] FILE %s [%s]: server checksum", CurrentThreadId(), FullName(*pItem, SIDE_LEFT),
         StatusText(*pItem));
 }
@@ -203,47 +226,84 @@ CChecksumVerifier::CChecksumVerifier(CFtpSession& session, CTraceBuffer& trace)
 VerificationCounts CChecksumVerifier::Verify(CFileItem* pRoot, const std::atomic<bool>* pCancel)
 {
     VerificationCounts counts;
-    std::vector<CFileItem*> candidates;
-    for (CFileItem* pItem = pRoot->pFirstChild; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
-        if (IsCandidate(*pItem)) {
-            candidates.push_back(pItem);
-        }
-    }
-    counts.nCandidates = static_cast<int>(candidates.size());
-    if (candidates.empty()) {
-        return counts;
-    }
+    SharedWork work;
+    const auto cancelled = [pCancel] { return pCancel != nullptr && pCancel->load(); };
+    // What the mirror remembers needs no server; the rest is asked for below.
     CMarkerFolder markers;
-    CChecksumAsker asker(m_session, m_trace, pCancel);
-    int nDone = 0;
-    for (CFileItem* pItem : candidates) {
-        if (pCancel != nullptr && pCancel->load()) {
-            break;
-        }
-        ++nDone;
-        if (m_progress) {
-            m_progress(FormatText("Checking %d / %d files by checksum: %s", nDone, counts.nCandidates, pItem->strName));
-        }
-        const QString strLocal = FullName(*pItem, SIDE_LEFT);
-        markers.Open(pItem->strPaths[SIDE_RIGHT]);
-        std::optional<std::pair<ChecksumAlgorithm, QString>> remote = markers.Remembered(pItem->strName);
-        if (remote) {
-            ++counts.nRemembered;
-        } else if (asker.Usable()) {
-            remote = asker.Ask(JoinPath(pItem->strShowPaths[SIDE_RIGHT], pItem->strName), QFileInfo(strLocal).size());
-            if (remote) {
-                markers.Remember(pItem->strName, remote->first, remote->second);
-            }
-        }
-        if (!remote) {
+    for (CFileItem* pItem = pRoot->pFirstChild; pItem != nullptr && !cancelled();
+         pItem = NextInPreOrder(pItem, pRoot)) {
+        if (!IsCandidate(*pItem)) {
             continue;
         }
-        const std::optional<QString> strLocalSum = LocalChecksum(strLocal, remote->first);
-        if (strLocalSum) {
-            Decide(pItem, *strLocalSum == remote->second, counts);
+        ++counts.nCandidates;
+        markers.Open(pItem->strPaths[SIDE_RIGHT]);
+        const std::optional<std::pair<ChecksumAlgorithm, QString>> remote = markers.Remembered(pItem->strName);
+        const std::optional<QString> strLocal
+            = remote ? LocalChecksum(FullName(*pItem, SIDE_LEFT), remote->first) : std::nullopt;
+        if (strLocal) {
+            ++counts.nRemembered;
+            Decide(pItem, *strLocal == remote->second, work);
+        } else {
+            work.items.push_back(pItem);
         }
     }
-    counts.nAsked = asker.Asked();
+
+    const auto askEach = [&](CChecksumAsker& asker, bool bReport) {
+        const int nAskedBefore = asker.Asked();
+        CMarkerFolder folder;
+        // A file is taken only by an asker that is ready, so that no file is lost to one that gives up.
+        while (!cancelled() && asker.Ready()) {
+            const size_t i = work.nNext++;
+            if (i >= work.items.size()) {
+                break;
+            }
+            CFileItem* pItem = work.items[i];
+            if (bReport && m_progress) {
+                m_progress(FormatText("Asking the server for checksums: %d / %d files...", static_cast<int>(i + 1),
+                    static_cast<int>(work.items.size())));
+            }
+            const QString strLocal = FullName(*pItem, SIDE_LEFT);
+            const std::optional<std::pair<ChecksumAlgorithm, QString>> remote
+                = asker.Ask(JoinPath(pItem->strShowPaths[SIDE_RIGHT], pItem->strName), QFileInfo(strLocal).size());
+            if (!remote) {
+                continue;
+            }
+            folder.Open(pItem->strPaths[SIDE_RIGHT]);
+            folder.Remember(pItem->strName, remote->first, remote->second);
+            if (const std::optional<QString> strLocalSum = LocalChecksum(strLocal, remote->first)) {
+                Decide(pItem, *strLocalSum == remote->second, work);
+            }
+        }
+        work.nAsked += asker.Asked() - nAskedBefore;
+    };
+    if (!work.items.empty() && !cancelled()) {
+        CChecksumAsker asker(m_session, m_trace, pCancel);
+        // The first file is asked alone: it learns, once for the session, what the server offers.
+        const std::vector<CFileItem*> all = std::move(work.items);
+        work.items.assign(all.begin(), all.begin() + 1);
+        askEach(asker, true);
+        work.items = all;
+        work.nNext = 1;
+        // Then more connections share the rest, as many as the site allows without waiting for one.
+        std::vector<std::thread> helpers;
+        for (size_t nHelper = 0; nHelper < kMaxHelpers && asker.Usable() && all.size() > 8 * (nHelper + 1); ++nHelper) {
+            try {
+                helpers.emplace_back([&] {
+                    CChecksumAsker helper(m_session, m_trace, pCancel, false);
+                    askEach(helper, false);
+                });
+            } catch (const std::system_error&) {
+                break; // no more threads to be had: the ones there are finish the work
+            }
+        }
+        askEach(asker, true);
+        for (std::thread& helper : helpers) {
+            helper.join();
+        }
+    }
+    counts.nSame = work.nSame;
+    counts.nDiff = work.nDiff;
+    counts.nAsked = work.nAsked;
     if (counts.nAsked > 0 || counts.nRemembered > 0) {
         m_trace.AddTraceLine(TRACE_STATUS,
             "Checksums decided %d of %d files not downloaded: %d the same, %d different (%d asked of the server).",

@@ -137,6 +137,22 @@ TEST_F(CompareChecksums, AServerOfferingNoChecksumLeavesTheSizesToSpeak)
     EXPECT_THAT(run.strErr.toStdString(), Not(HasSubstr("> HASH")));
 }
 
+TEST_F(CompareChecksums, ManyFilesAreAskedAboutOverSeveralConnectionsAndEveryOneIsDecided)
+{
+    ASSERT_NO_FATAL_FAILURE(StartServer({ QStringLiteral("--checksums"), QStringLiteral("HASH") }));
+    for (int i = 0; i < 60; ++i) {
+        const QString strName = QStringLiteral("many%1.bin").arg(i);
+        WriteFileBytes(m_strLocal + QLatin1Char('/') + strName, Contents(static_cast<char>('a' + i % 20)));
+        WriteFileBytes(Remote(strName), Contents(static_cast<char>('a' + i % 20 + (i % 10 == 0 ? 1 : 0))));
+    }
+    const CliRun run = Run({});
+    const QJsonObject summary = QJsonDocument::fromJson(run.strOut.toUtf8())[QStringLiteral("summary")].toObject();
+    EXPECT_EQ(summary[QStringLiteral("unknown")].toInt(), 0) << run.strErr.toStdString();
+    EXPECT_EQ(summary[QStringLiteral("diff")].toInt(), 6 + 1);
+    EXPECT_EQ(summary[QStringLiteral("same")].toInt(), 54 + 4);
+    EXPECT_GT(run.strErr.count(QStringLiteral("> OPTS HASH CRC32")), 1) << "more than one connection asked";
+}
+
 TEST_F(CompareChecksums, ProftpdModDigestDecidesEveryFileItChecksums)
 {
     if (!CFtpTestServer::IsRoot()) {
