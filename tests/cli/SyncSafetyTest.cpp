@@ -146,11 +146,15 @@ TEST_F(SyncSafety, AFileOfUnknownSizeNeverFillsTheMirror)
     WriteFileBytes(Remote(QStringLiteral("/big.bin")), QByteArray(300 * 1024, 'x'));
     const CliRun run = Run(QStringLiteral("compare"), { QStringLiteral("--trace") });
     EXPECT_THAT(run.strErr.toStdString(), HasSubstr("larger than the download limit of 10240 bytes"));
-    QDirIterator files(m_strCache, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    QDirIterator files(
+        m_strCache + QStringLiteral("/Quorvel/mirrors"), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    int nFiles = 0;
     while (files.hasNext()) {
         const QString strPath = files.next();
         EXPECT_LE(QFileInfo(strPath).size(), 10240) << strPath.toStdString();
+        ++nFiles;
     }
+    EXPECT_GT(nFiles, 0) << "the mirror was written";
     EXPECT_THAT(run.strOut.toStdString(), HasSubstr("big.bin"));
 }
 
