@@ -86,12 +86,12 @@ private:
 class CChecksumAsker
 {
 public:
-    // A helper (bWait false) gives up at once rather than wait for a connection that others hold.
-    CChecksumAsker(CFtpSession& session, CTraceBuffer& trace, const std::atomic<bool>* pCancel, bool bWait = true)
+    // An asker never waits for a connection that transfers hold: the files then stay undecided, and only
+    // the first asker (bFirst) says so.
+    CChecksumAsker(CFtpSession& session, CTraceBuffer& trace, bool bFirst)
         : m_session(session)
         , m_trace(trace)
-        , m_pCancel(bWait ? pCancel : &m_bGiveUp)
-        , m_bWait(bWait)
+        , m_bFirst(bFirst)
     { }
 
     ~CChecksumAsker()
@@ -151,11 +151,11 @@ private:
         if (offer && !*offer) {
             return false;
         }
-        m_pConnection = m_session.AcquireConnection(m_pCancel, [this] { m_bGiveUp = !m_bWait; });
+        m_pConnection = m_session.AcquireConnection(&m_bGiveUp, [this] { m_bGiveUp = true; });
         if (!m_pConnection) {
-            if (m_bWait) {
+            if (m_bFirst) {
                 m_trace.AddTraceText(TRACE_ERROR,
-                    QStringLiteral("No connection to ask the server for checksums; files stay undecided."));
+                    QStringLiteral("No connection is free to ask the server for checksums; files stay undecided."));
             }
             return false;
         }
@@ -188,8 +188,7 @@ private:
     CFtpSession& m_session;
     CTraceBuffer& m_trace;
     std::atomic<bool> m_bGiveUp { false };
-    const std::atomic<bool>* m_pCancel;
-    bool m_bWait;
+    bool m_bFirst;
     std::unique_ptr<CCurlConnection> m_pConnection;
     std::optional<ChecksumMethod> m_method;
     bool m_bUsable = true;
@@ -277,7 +276,7 @@ VerificationCounts CChecksumVerifier::Verify(CFileItem* pRoot, const std::atomic
         work.nAsked += asker.Asked() - nAskedBefore;
     };
     if (!work.items.empty() && !cancelled()) {
-        CChecksumAsker asker(m_session, m_trace, pCancel);
+        CChecksumAsker asker(m_session, m_trace, true);
         // The first file is asked alone: it learns, once for the session, what the server offers.
         const std::vector<CFileItem*> all = std::move(work.items);
         work.items.assign(all.begin(), all.begin() + 1);
@@ -289,7 +288,7 @@ VerificationCounts CChecksumVerifier::Verify(CFileItem* pRoot, const std::atomic
         for (size_t nHelper = 0; nHelper < kMaxHelpers && asker.Usable() && all.size() > 8 * (nHelper + 1); ++nHelper) {
             try {
                 helpers.emplace_back([&] {
-                    CChecksumAsker helper(m_session, m_trace, pCancel, false);
+                    CChecksumAsker helper(m_session, m_trace, false);
                     askEach(helper, false);
                 });
             } catch (const std::system_error&) {
