@@ -147,6 +147,11 @@ QString CCrcCache::DatabasePath(const QString& strCacheFolder, const QString& st
 
 std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const QString& strRoot)
 {
+    // Both sides' caches open at once, on two threads: SQLite is set up once, before either touches it.
+    static const int nInitialised = sqlite3_initialize();
+    if (nInitialised != SQLITE_OK) {
+        return nullptr;
+    }
     if (!QDir().mkpath(strCacheFolder)) {
         return nullptr;
     }
@@ -199,32 +204,33 @@ bool CCrcCache::Load()
     return nStep == SQLITE_DONE;
 }
 
-CCrcCache::Entry* CCrcCache::Trusted(const struct stat& info) const
+FileStamp StampOf(const struct stat& info)
 {
-    const auto it
-        = m_entries.find({ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) });
+    return { static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino), info.st_size,
+        Nanoseconds(info.st_mtim), Nanoseconds(info.st_ctim) };
+}
+
+CCrcCache::Entry* CCrcCache::Trusted(const FileStamp& stamp)
+{
+    const auto it = m_entries.find({ stamp.nDevice, stamp.nInode });
     if (it == m_entries.end()) {
         return nullptr;
     }
     Entry& entry = it->second;
-    const std::int64_t nModified = Nanoseconds(info.st_mtim);
-    const std::int64_t nChanged = Nanoseconds(info.st_ctim);
-    if (entry.nSize != info.st_size || entry.nModified != nModified || entry.nChanged != nChanged
-        || std::max(nModified, nChanged) + kDistrustNs >= entry.nWritten) {
+    if (entry.nSize != stamp.nSize || entry.nModified != stamp.nModified || entry.nChanged != stamp.nChanged
+        || std::max(stamp.nModified, stamp.nChanged) + kDistrustNs >= entry.nWritten) {
         return nullptr;
     }
     entry.bSeen = true;
     return &entry;
 }
 
-CCrcCache::Entry& CCrcCache::Fresh(const struct stat& info)
+CCrcCache::Entry& CCrcCache::Fresh(const FileStamp& stamp)
 {
-    Entry& entry = m_entries[{ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) }];
-    const std::int64_t nModified = Nanoseconds(info.st_mtim);
-    const std::int64_t nChanged = Nanoseconds(info.st_ctim);
-    if (entry.nSize != info.st_size || entry.nModified != nModified || entry.nChanged != nChanged) {
-        entry = Entry { info.st_size, nModified, nChanged, 0, 0, false, false, false, false };
-        m_versions.erase({ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) });
+    Entry& entry = m_entries[{ stamp.nDevice, stamp.nInode }];
+    if (entry.nSize != stamp.nSize || entry.nModified != stamp.nModified || entry.nChanged != stamp.nChanged) {
+        entry = Entry { stamp.nSize, stamp.nModified, stamp.nChanged, 0, 0, false, false, false, false };
+        m_versions.erase({ stamp.nDevice, stamp.nInode });
     }
     entry.nWritten = Now();
     entry.bSeen = true;
@@ -232,41 +238,36 @@ CCrcCache::Entry& CCrcCache::Fresh(const struct stat& info)
     return entry;
 }
 
-std::optional<std::uint32_t> CCrcCache::RecallCrc(const struct stat& info) const
+std::optional<std::uint32_t> CCrcCache::RecallCrc(const FileStamp& stamp)
 {
-    std::lock_guard lock(m_mutex);
-    const Entry* pEntry = Trusted(info);
+    const Entry* pEntry = Trusted(stamp);
     return pEntry != nullptr && pEntry->bHasCrc ? std::optional(pEntry->nCrc) : std::nullopt;
 }
 
-void CCrcCache::RememberCrc(const struct stat& info, std::uint32_t nCrc)
+void CCrcCache::RememberCrc(const FileStamp& stamp, std::uint32_t nCrc)
 {
-    std::lock_guard lock(m_mutex);
-    Entry& entry = Fresh(info);
+    Entry& entry = Fresh(stamp);
     entry.nCrc = nCrc;
     entry.bHasCrc = true;
 }
 
-std::optional<QString> CCrcCache::RecallVersion(const struct stat& info) const
+std::optional<QString> CCrcCache::RecallVersion(const FileStamp& stamp)
 {
-    std::lock_guard lock(m_mutex);
-    const Entry* pEntry = Trusted(info);
+    const Entry* pEntry = Trusted(stamp);
     if (pEntry == nullptr || !pEntry->bHasVersion) {
         return std::nullopt;
     }
-    return m_versions.at({ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) });
+    return m_versions.at({ stamp.nDevice, stamp.nInode });
 }
 
-void CCrcCache::RememberVersion(const struct stat& info, const QString& strVersion)
+void CCrcCache::RememberVersion(const FileStamp& stamp, const QString& strVersion)
 {
-    std::lock_guard lock(m_mutex);
-    Fresh(info).bHasVersion = true;
-    m_versions[{ static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino) }] = strVersion;
+    Fresh(stamp).bHasVersion = true;
+    m_versions[{ stamp.nDevice, stamp.nInode }] = strVersion;
 }
 
 bool CCrcCache::Save(bool bWhole)
 {
-    std::lock_guard lock(m_mutex);
     std::vector<Key> gone;
     bool bChanges = false;
     for (const auto& [key, entry] : m_entries) {

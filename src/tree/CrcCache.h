@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <unordered_map>
 
@@ -12,12 +11,24 @@
 
 struct sqlite3;
 
+// What identifies one state of a file: if any of it changed, so may have its contents.
+struct FileStamp
+{
+    std::uint64_t nDevice = 0;
+    std::uint64_t nInode = 0;
+    std::int64_t nSize = 0;
+    std::int64_t nModified = 0; // nanoseconds since 1970
+    std::int64_t nChanged = 0;
+};
+
+FileStamp StampOf(const struct stat& info);
+
 // What an earlier comparison learnt of the files below one root: each file's CRC-32 and version text, kept
 // in SQLite across runs, so that comparing an unchanged tree again reads only folders and file status.
 // An entry holds only while the file's device, inode, size, modification and change times (nanoseconds)
 // are the same, and only when those times lie more than two seconds before the entry was written: a file
-// changed in the same instant as it was read must not keep a stale checksum. Safe to use from several
-// threads.
+// changed in the same instant as it was read must not keep a stale checksum. One thread at a time uses a
+// cache: the one scanning its side, then the one that finishes the comparison.
 class CCrcCache
 {
 public:
@@ -29,10 +40,10 @@ public:
     CCrcCache(const CCrcCache&) = delete;
     CCrcCache& operator=(const CCrcCache&) = delete;
 
-    [[nodiscard]] std::optional<std::uint32_t> RecallCrc(const struct stat& info) const;
-    void RememberCrc(const struct stat& info, std::uint32_t nCrc);
-    [[nodiscard]] std::optional<QString> RecallVersion(const struct stat& info) const;
-    void RememberVersion(const struct stat& info, const QString& strVersion);
+    [[nodiscard]] std::optional<std::uint32_t> RecallCrc(const FileStamp& stamp);
+    void RememberCrc(const FileStamp& stamp, std::uint32_t nCrc);
+    [[nodiscard]] std::optional<QString> RecallVersion(const FileStamp& stamp);
+    void RememberVersion(const FileStamp& stamp, const QString& strVersion);
 
     // Writes what was learnt in one transaction; with bWhole (every file below the root was seen) the
     // entries of files not seen are dropped. False when the database could not be written.
@@ -68,12 +79,11 @@ private:
     explicit CCrcCache(sqlite3* pDatabase);
     bool Load();
     // The entry that still describes the file, or null.
-    Entry* Trusted(const struct stat& info) const;
-    Entry& Fresh(const struct stat& info);
+    Entry* Trusted(const FileStamp& stamp);
+    Entry& Fresh(const FileStamp& stamp);
 
     sqlite3* m_pDatabase = nullptr;
-    mutable std::mutex m_mutex;
-    mutable std::unordered_map<Key, Entry, KeyHash> m_entries;
+    std::unordered_map<Key, Entry, KeyHash> m_entries;
     std::unordered_map<Key, QString, KeyHash> m_versions;
 };
 

@@ -6,6 +6,8 @@
 
 #include <QString>
 
+#include "tree/CrcCache.h"
+
 // Opens a file for reading: a descriptor, or minus the system's error number. The comparison reads
 // through this so that tests can make an open fail (permission bits do not stop root).
 using FileOpener = std::function<int(const QString& strPath)>;
@@ -29,15 +31,13 @@ int FileCrc(const QString& strPath, std::uint32_t& nCrc, const FileOpener& opene
 int CompareFileContents(
     const QString& strLeft, const QString& strRight, const FileOpener& opener = OpenForSequentialRead);
 
-class CCrcCache;
-
-// What is known of the two files' CRCs before reading them: a side whose CRC is known is not opened, and a
-// CRC read now is remembered in its side's cache (either may be null).
+// What is known of the two files' CRCs before reading them (a side whose CRC is known is not opened), and
+// what was read: each CRC read and the status of its file when it was opened, for a cache to keep.
 struct CrcHints
 {
     std::optional<std::uint32_t> known[2];
-    CCrcCache* caches[2] = { nullptr, nullptr };
+    std::optional<std::uint32_t> read[2];
+    FileStamp readStamps[2];
 };
 
-int CompareFileContents(
-    const QString& strLeft, const QString& strRight, const FileOpener& opener, const CrcHints& hints);
+int CompareFileContents(const QString& strLeft, const QString& strRight, const FileOpener& opener, CrcHints& hints);

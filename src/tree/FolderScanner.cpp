@@ -87,13 +87,13 @@ const QString& CFolderScanner::TimeText(time_t nModified)
 QString CFolderScanner::VersionText(const QString& strPath, const struct stat& info) const
 {
     if (m_pCache != nullptr) {
-        if (std::optional<QString> strKnown = m_pCache->RecallVersion(info)) {
+        if (std::optional<QString> strKnown = m_pCache->RecallVersion(StampOf(info))) {
             return *strKnown;
         }
     }
     QString strVersion = ReadVersionText(strPath);
     if (m_pCache != nullptr) {
-        m_pCache->RememberVersion(info, strVersion);
+        m_pCache->RememberVersion(StampOf(info), strVersion);
     }
     return strVersion;
 }
@@ -274,7 +274,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
                 }
                 if (m_pCache != nullptr) {
                     // The status is at hand now: the comparison need not look at the file again.
-                    if (const std::optional<std::uint32_t> nCrc = m_pCache->RecallCrc(entry.info)) {
+                    if (const std::optional<std::uint32_t> nCrc = m_pCache->RecallCrc(StampOf(entry.info))) {
                         pItem->bKnownCrc[nSide] = true;
                         pItem->nKnownCrc[nSide] = *nCrc;
                     }

@@ -6,6 +6,7 @@
 
 #include "support/DiagnosticLog.h"
 #include "support/ThreadId.h"
+#include "tree/CrcCache.h"
 #include "tree/FileItem.h"
 #include "tree/FileTexts.h"
 #include "tree/TreeDump.h"
@@ -131,7 +132,6 @@ void CItemComparer::ReadContents(Decision& decision, bool bKnown) const
         if (bKnown && item.bKnownCrc[nSide]) {
             hints.known[nSide] = item.nKnownCrc[nSide];
         }
-        hints.caches[nSide] = m_pCaches[nSide];
     }
     // Both known: the files are not even looked at, let alone opened.
     const int nContents = hints.known[0] && hints.known[1]
@@ -142,6 +142,18 @@ void CItemComparer::ReadContents(Decision& decision, bool bKnown) const
     decision.nBasis
         = nContents == CONTENTS_SAME || nContents == CONTENTS_DIFF ? VerdictBasis::Contents : VerdictBasis::None;
     decision.bNeedsContents = false;
+    if ((hints.read[0] && m_pCaches[0] != nullptr) || (hints.read[1] && m_pCaches[1] != nullptr)) {
+        decision.pRead = std::make_unique<CrcHints>(hints);
+    }
+}
+
+void CItemComparer::RememberReads(const Decision& decision) const
+{
+    for (int nSide = 0; decision.pRead && nSide < 2; ++nSide) {
+        if (decision.pRead->read[nSide] && m_pCaches[nSide] != nullptr) {
+            m_pCaches[nSide]->RememberCrc(decision.pRead->readStamps[nSide], *decision.pRead->read[nSide]);
+        }
+    }
 }
 
 void CItemComparer::Apply(const Decision& decision)
@@ -204,6 +216,7 @@ void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
 
     for (const Decision& decision : decisions) {
         Apply(decision);
+        RememberReads(decision);
         decision.pItem->bKnownCrc[SIDE_LEFT] = decision.pItem->bKnownCrc[SIDE_RIGHT] = false;
     }
 }

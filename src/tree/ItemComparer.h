@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <vector>
 
 #include "tree/FileContents.h"
@@ -45,10 +46,13 @@ private:
         const char* pReason = "";
         VerdictBasis nBasis = VerdictBasis::None;
         bool bNeedsContents = false;
+        // The CRCs read for it, kept in the caches once the reading threads are done.
+        std::unique_ptr<CrcHints> pRead;
     };
 
     Decision Decide(CFileItem* pItem);
     void Apply(const Decision& decision);
+    void RememberReads(const Decision& decision) const;
     // With bKnown, the CRCs the scan took from the cache stand in for reading.
     void ReadContents(Decision& decision, bool bKnown) const;
 

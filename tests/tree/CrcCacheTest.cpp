@@ -17,12 +17,12 @@
 
 namespace {
 
-struct stat StatOf(const QString& strPath)
+FileStamp StatOf(const QString& strPath)
 {
     struct stat info
     { };
     EXPECT_EQ(::stat(QFile::encodeName(strPath).constData(), &info), 0);
-    return info;
+    return StampOf(info);
 }
 
 // Entries are trusted only for files last changed more than two seconds before they were made.
