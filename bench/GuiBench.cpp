@@ -83,7 +83,7 @@ CFileItemPtr MakeTree()
                     || (pFile->status == FILE_RIGHT_ONLY && nSide == 0)) {
                     continue;
                 }
-                pFile->strPaths[nSide] = QStringLiteral("/side/") + pLiveFolder->strName;
+                pFile->strPaths[nSide] = QString(QStringLiteral("/side/") + pLiveFolder->strName);
                 pFile->strSize[nSide] = MakeSizeText(static_cast<std::uint64_t>(1000 + nFile * 37));
                 pFile->strTime[nSide] = strTime;
             }
@@ -145,8 +145,8 @@ void RunNaive()
     const auto row = [](const CFileItem& item) {
         QList<QStandardItem*> cells;
         for (int nSide = 0; nSide < 2; ++nSide) {
-            for (const QString& strText :
-                { item.strName, item.strSize[nSide], item.strTime[nSide], item.strVersion[nSide] }) {
+            for (const QString& strText : { item.strName, item.strSize[nSide].Text(), item.strTime[nSide].Text(),
+                     item.strVersion[nSide].Text() }) {
                 auto* pCell = new QStandardItem(strText);
                 pCell->setData(
                     item.kind == KIND_DIR ? QStringLiteral("dir") : QString::number(item.status), Qt::UserRole);

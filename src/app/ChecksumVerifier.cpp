@@ -32,8 +32,8 @@ constexpr int kRememberedMax = 128;
 
 bool IsCandidate(const CFileItem& item)
 {
-    return item.kind == KIND_FILE && item.status == FILE_UNKNOWN && !item.strPaths[SIDE_LEFT].isEmpty()
-        && !item.strPaths[SIDE_RIGHT].isEmpty() && item.strSize[SIDE_LEFT] == item.strSize[SIDE_RIGHT];
+    return item.kind == KIND_FILE && item.status == FILE_UNKNOWN && !item.strPaths[SIDE_LEFT].IsEmpty()
+        && !item.strPaths[SIDE_RIGHT].IsEmpty() && item.strSize[SIDE_LEFT] == item.strSize[SIDE_RIGHT];
 }
 
 // The markers of one mirror folder by the file they stand beside, read once for all its candidates.

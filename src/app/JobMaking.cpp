@@ -41,7 +41,7 @@ QString TargetFolderOf(const CViewPaths& paths, const CFileTree& tree, const CFi
             const QString& strRoot = paths.Root(nToSide);
             return strRelative.isEmpty() ? strRoot : JoinPath(strRoot, strRelative);
         }
-        if (!pFolder->strPaths[nToSide].isEmpty()) {
+        if (!pFolder->strPaths[nToSide].IsEmpty()) {
             const QString strFolder = JoinPath(pFolder->strPaths[nToSide], pFolder->strName);
             return strRelative.isEmpty() ? strFolder : JoinPath(strFolder, strRelative);
         }
@@ -133,7 +133,7 @@ std::int64_t ItemBytes(const CFileItem& item, int nSide)
     std::int64_t nTotal = 0;
     for (const CFileItem* pItem = NextInPreOrder(&item, &item); pItem != nullptr;
          pItem = NextInPreOrder(pItem, &item)) {
-        if (pItem->kind == KIND_FILE && !pItem->strPaths[nSide].isEmpty()) {
+        if (pItem->kind == KIND_FILE && !pItem->strPaths[nSide].IsEmpty()) {
             nTotal += std::max<std::int64_t>(0, SizeFromText(pItem->strSize[nSide]));
         }
     }
@@ -162,7 +162,7 @@ std::optional<PreparedJob> MakeCopyJob(
     }
     prepared.row = RowOf(prepared.job, prepared.job.strLocalPath);
     prepared.nTotalBytes = ItemBytes(item, nFromSide);
-    if (!item.strPaths[nToSide].isEmpty()) {
+    if (!item.strPaths[nToSide].IsEmpty()) {
         prepared.strReplaces = nToSide == SIDE_LEFT ? prepared.job.strLocalPath : RemotePathOf(prepared.job);
     }
     return prepared;

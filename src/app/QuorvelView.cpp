@@ -99,7 +99,7 @@ int CQuorvelView::CopySelectedItems(const std::vector<ItemPath>& items, int nFro
         {
             std::lock_guard lock(m_viewLock);
             const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
-            if (pItem == nullptr || pItem->strPaths[nFromSide].isEmpty()) {
+            if (pItem == nullptr || pItem->strPaths[nFromSide].IsEmpty()) {
                 continue;
             }
             QString strWhyNot;
@@ -130,7 +130,7 @@ int CQuorvelView::CacheSelectedItems(const std::vector<ItemPath>& items, const s
         {
             std::lock_guard lock(m_viewLock);
             const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
-            if (pItem == nullptr || pItem->strPaths[SIDE_RIGHT].isEmpty()) {
+            if (pItem == nullptr || pItem->strPaths[SIDE_RIGHT].IsEmpty()) {
                 continue;
             }
             prepared = MakeCacheJob(m_paths, *pItem);
@@ -150,7 +150,7 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nS
         {
             std::lock_guard lock(m_viewLock);
             const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
-            if (pItem == nullptr || pItem->strPaths[nSide].isEmpty()) {
+            if (pItem == nullptr || pItem->strPaths[nSide].IsEmpty()) {
                 continue;
             }
             prepared = MakeDeleteJob(m_paths, *pItem, nSide);
@@ -191,13 +191,13 @@ int CQuorvelView::CopyWithinFtp(const std::vector<ItemPath>& items, const QStrin
         {
             std::lock_guard lock(m_viewLock);
             const CFileItem* pItem = FindByRelativePath(path.strRelative, path.nKind);
-            if (pItem == nullptr || pItem->fParent == nullptr || pItem->strPaths[SIDE_RIGHT].isEmpty()) {
+            if (pItem == nullptr || pItem->fParent == nullptr || pItem->strPaths[SIDE_RIGHT].IsEmpty()) {
                 continue;
             }
             prepared = MakeServerCopyJob(m_paths, *pItem, strTarget);
             const std::optional<QString> relative = m_paths.RelativeOfRemote(prepared.job.strTargetRemotePath);
             const CFileItem* pThere = relative ? FindByRelativePath(*relative, path.nKind) : nullptr;
-            bTargetHasIt = pThere != nullptr && !pThere->strPaths[SIDE_RIGHT].isEmpty();
+            bTargetHasIt = pThere != nullptr && !pThere->strPaths[SIDE_RIGHT].IsEmpty();
         }
         const QString strSource = RemotePathOf(prepared.job);
         if (prepared.job.strRemoteFolder == strTarget) {
@@ -258,8 +258,8 @@ void CQuorvelView::DropFiles(const QStringList& paths, int nToSide, const QStrin
             std::lock_guard lock(m_viewLock);
             const CFileItem* pItem = relative ? FindByRelativePath(*relative, KIND_FILE) : nullptr;
             const CFileItem* pFolder = relative ? FindByRelativePath(*relative, KIND_DIR) : nullptr;
-            bExists = (pItem != nullptr && !pItem->strPaths[SIDE_RIGHT].isEmpty())
-                || (pFolder != nullptr && !pFolder->strPaths[SIDE_RIGHT].isEmpty());
+            bExists = (pItem != nullptr && !pItem->strPaths[SIDE_RIGHT].IsEmpty())
+                || (pFolder != nullptr && !pFolder->strPaths[SIDE_RIGHT].IsEmpty());
         }
         bool bStop = false;
         if (bExists

@@ -16,7 +16,7 @@ QString UnreadableBelow(const CFileItem& item, int nSide)
         return NotReadInFullReason(item, nSide);
     }
     for (const CFileItem* pChild = item.pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
-        if (!pChild->strPaths[nSide].isEmpty()) {
+        if (!pChild->strPaths[nSide].IsEmpty()) {
             if (QString strWhy = UnreadableBelow(*pChild, nSide); !strWhy.isEmpty()) {
                 return pChild->strName + QStringLiteral(": ") + strWhy;
             }
@@ -39,8 +39,8 @@ public:
         const int nTarget = 1 - m_nSource;
         for (CFileItem* pChild = pFolder->pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
             const QString strRelative = RelativeName(strPrefix, pChild->strName);
-            const bool bSourceHasIt = !pChild->strPaths[m_nSource].isEmpty();
-            const bool bTargetHasIt = !pChild->strPaths[nTarget].isEmpty();
+            const bool bSourceHasIt = !pChild->strPaths[m_nSource].IsEmpty();
+            const bool bTargetHasIt = !pChild->strPaths[nTarget].IsEmpty();
             if (!bSourceHasIt) {
                 if (!m_bDelete) {
                     continue;
@@ -111,7 +111,7 @@ QString NotReadInFullReason(const CFileItem& folder, int nSide)
         break;
     }
     // The compared folders themselves are read, or there would be no comparison.
-    if (folder.fParent != nullptr && folder.kind == KIND_DIR && !folder.strPaths[nSide].isEmpty()
+    if (folder.fParent != nullptr && folder.kind == KIND_DIR && !folder.strPaths[nSide].IsEmpty()
         && !folder.bListed[nSide]) {
         return bRemote ? QStringLiteral("its folder on the server was not listed")
                        : QStringLiteral("its folder could not be read");

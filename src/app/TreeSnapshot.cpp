@@ -83,13 +83,13 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
         for (int nSide = 0; nSide < 2; ++nSide) {
             node.icon[nSide] = static_cast<std::int8_t>(item.icon[nSide]);
             node.nRead[nSide] = item.nRead[nSide];
-            if (item.strPaths[nSide].isEmpty()) {
+            if (item.strPaths[nSide].IsEmpty()) {
                 continue;
             }
             node.strSize[nSide] = item.strSize[nSide];
             node.strTime[nSide] = item.strTime[nSide];
             const QString& strFolder
-                = item.strShowPaths[nSide].isEmpty() ? item.strPaths[nSide] : item.strShowPaths[nSide];
+                = item.strShowPaths[nSide].IsEmpty() ? item.strPaths[nSide] : item.strShowPaths[nSide];
             // Siblings come one after another, so comparing with the side's last folder finds the shared text.
             if (lastFolder[nSide] < 0 || folders[static_cast<size_t>(lastFolder[nSide])] != strFolder) {
                 lastFolder[nSide] = static_cast<int>(folders.size());
@@ -97,7 +97,7 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
             }
             node.nFolder[nSide] = lastFolder[nSide];
         }
-        if (!item.strVersion[SIDE_LEFT].isEmpty() || !item.strVersion[SIDE_RIGHT].isEmpty()) {
+        if (!item.strVersion[SIDE_LEFT].IsEmpty() || !item.strVersion[SIDE_RIGHT].IsEmpty()) {
             node.nVersions = static_cast<int>(pSnapshot->m_versions.size());
             pSnapshot->m_versions.push_back({ item.strVersion[SIDE_LEFT], item.strVersion[SIDE_RIGHT] });
         }

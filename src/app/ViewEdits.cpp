@@ -19,7 +19,7 @@ const char* const kSideWords[2] = { "local", "FTP" };
 bool NameTakenOnSide(const CFileItem& folder, const CFileItem* pExcept, int nSide, const QString& strName)
 {
     for (const CFileItem* pChild = folder.pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
-        if (pChild != pExcept && !pChild->strPaths[nSide].isEmpty() && NamesMatch(pChild->strName, strName)) {
+        if (pChild != pExcept && !pChild->strPaths[nSide].IsEmpty() && NamesMatch(pChild->strName, strName)) {
             return true;
         }
     }
@@ -60,7 +60,7 @@ QString CQuorvelView::RenameItem(const ItemPath& item, int nSide, const QString&
     {
         std::lock_guard lock(m_viewLock);
         const CFileItem* pItem = FindByRelativePath(item.strRelative, item.nKind);
-        if (pItem == nullptr || pItem->strPaths[nSide].isEmpty()) {
+        if (pItem == nullptr || pItem->strPaths[nSide].IsEmpty()) {
             return FormatText("\"%s\" is no longer on the %s side.", item.strRelative, kSideWords[nSide]);
         }
         if (pItem->strName == strNewName) {
@@ -130,7 +130,7 @@ QString CQuorvelView::MakeFolder(const ItemPath& folder, int nSide, const QStrin
     {
         std::lock_guard lock(m_viewLock);
         const CFileItem* pFolder = FindByRelativePath(folder.strRelative, KIND_DIR);
-        if (pFolder == nullptr || (pFolder->fParent != nullptr && pFolder->strPaths[nSide].isEmpty())) {
+        if (pFolder == nullptr || (pFolder->fParent != nullptr && pFolder->strPaths[nSide].IsEmpty())) {
             return FormatText("The folder \"%s\" is not on the %s side.", folder.strRelative, kSideWords[nSide]);
         }
         if (NameTakenOnSide(*pFolder, nullptr, nSide, strName)) {

@@ -17,7 +17,7 @@
 namespace {
 
 // The tree now shows on nToSide what it shows on nFromSide: the copy of a whole item has completed.
-void MarkCopied(CFileItem* pItem, int nFromSide, int nToSide, const QString& strTargetFolder)
+void MarkCopied(CFileItem* pItem, int nFromSide, int nToSide, const CSharedText& strTargetFolder)
 {
     pItem->strPaths[nToSide] = strTargetFolder;
     if (pItem->kind == KIND_FILE) {
@@ -25,9 +25,11 @@ void MarkCopied(CFileItem* pItem, int nFromSide, int nToSide, const QString& str
     } else {
         pItem->status = DIR_BOTH;
         pItem->bListed[nToSide] = true;
+        // One folder text for all the children.
+        const CSharedText strChildFolder(JoinPath(strTargetFolder, pItem->strName));
         for (CFileItem* pChild = pItem->pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
-            if (!pChild->strPaths[nFromSide].isEmpty()) {
-                MarkCopied(pChild, nFromSide, nToSide, JoinPath(strTargetFolder, pItem->strName));
+            if (!pChild->strPaths[nFromSide].IsEmpty()) {
+                MarkCopied(pChild, nFromSide, nToSide, strChildFolder);
             }
         }
     }
@@ -38,7 +40,7 @@ void MarkCopied(CFileItem* pItem, int nFromSide, int nToSide, const QString& str
 void MarkDeleted(CFileItem* pItem, int nSide)
 {
     const int nOther = 1 - nSide;
-    if (pItem->strPaths[nOther].isEmpty()) {
+    if (pItem->strPaths[nOther].IsEmpty()) {
         DeleteItem(pItem);
         return;
     }
@@ -163,7 +165,7 @@ std::int64_t CQuorvelView::RecordedSize(const QString& strRemotePath)
     if (pItem == nullptr) {
         pItem = FindByRelativePath(*relative, KIND_DIR);
     }
-    return pItem != nullptr && !pItem->strPaths[SIDE_RIGHT].isEmpty() ? ItemBytes(*pItem, SIDE_RIGHT) : 0;
+    return pItem != nullptr && !pItem->strPaths[SIDE_RIGHT].IsEmpty() ? ItemBytes(*pItem, SIDE_RIGHT) : 0;
 }
 
 void CQuorvelView::RefreshAfterDrop(const QString& strPath, int nSide, const QString& strTargetFolder)
@@ -218,8 +220,8 @@ void CQuorvelView::RefreshAfterServerCopy(const TransferJob& job)
         return;
     }
     ShowNewOnServer(pFolder, strTargetFolder, job.strTargetRemotePath.mid(nCut + 1), job.bFolder,
-        pSource != nullptr ? pSource->strSize[SIDE_RIGHT] : QString(),
-        pSource != nullptr ? pSource->strTime[SIDE_RIGHT] : QString());
+        pSource != nullptr ? pSource->strSize[SIDE_RIGHT].Text() : QString(),
+        pSource != nullptr ? pSource->strTime[SIDE_RIGHT].Text() : QString());
 }
 
 void CQuorvelView::ShowNewOnServer(CFileItem* pFolder, const QString& strRemoteFolder, const QString& strName,
@@ -242,9 +244,9 @@ void CQuorvelView::ShowNewOnServer(CFileItem* pFolder, const QString& strRemoteF
         pNew->strVersion[SIDE_RIGHT] = kUnknownVersion;
     }
     CFileItem* pLive = AddItem(std::move(pNew), pFolder);
-    if (pLive->kind == KIND_FILE && !pLive->strPaths[SIDE_LEFT].isEmpty()) {
+    if (pLive->kind == KIND_FILE && !pLive->strPaths[SIDE_LEFT].IsEmpty()) {
         pLive->status = FILE_UNKNOWN;
-    } else if (pLive->kind == KIND_DIR && !pLive->strPaths[SIDE_LEFT].isEmpty()) {
+    } else if (pLive->kind == KIND_DIR && !pLive->strPaths[SIDE_LEFT].IsEmpty()) {
         pLive->status = DIR_BOTH;
     }
     SetIconsFromStatus(pLive);
@@ -282,7 +284,7 @@ void CQuorvelView::RefreshAfterNewName(
         pNew->bListed[nSide] = nSide == SIDE_LEFT;
     }
     CFileItem* pLive = AddItem(std::move(pNew), pFolder);
-    const bool bBoth = !pLive->strPaths[SIDE_LEFT].isEmpty() && !pLive->strPaths[SIDE_RIGHT].isEmpty();
+    const bool bBoth = !pLive->strPaths[SIDE_LEFT].IsEmpty() && !pLive->strPaths[SIDE_RIGHT].IsEmpty();
     if (pLive->kind == KIND_DIR && nSide == SIDE_LEFT) {
         // A renamed local folder is read again below its new name.
         const QString strPath = JoinPath(strSideFolder, strName);

@@ -132,17 +132,17 @@ void Count(const CFileItem* pRoot, Summary& summary)
 
 QString SideText(const CFileItem& item, int nSide)
 {
-    if (item.strPaths[nSide].isEmpty()) {
+    if (item.strPaths[nSide].IsEmpty()) {
         return QStringLiteral("-");
     }
     if (item.kind == KIND_DIR) {
         return QStringLiteral("folder");
     }
-    QString text = item.strSize[nSide] + QStringLiteral("  ") + item.strTime[nSide];
+    QString text = item.strSize[nSide].Text() + QStringLiteral("  ") + item.strTime[nSide].Text();
     if (item.strVersion[nSide] == kUnknownVersion) {
         text += QStringLiteral("  (not downloaded)");
-    } else if (!item.strVersion[nSide].isEmpty()) {
-        text += QStringLiteral("  v") + item.strVersion[nSide];
+    } else if (!item.strVersion[nSide].IsEmpty()) {
+        text += QStringLiteral("  v") + item.strVersion[nSide].Text();
     }
     return text;
 }
@@ -163,17 +163,17 @@ void PrintText(const CFileItem* pFolder, int nDepth, bool bOnlyDiff)
 
 QJsonValue SideJson(const CFileItem& item, int nSide)
 {
-    if (item.strPaths[nSide].isEmpty()) {
+    if (item.strPaths[nSide].IsEmpty()) {
         return QJsonValue::Null;
     }
     // The right side's path is the FTP path the user knows; its copy in the mirror is given beside it.
-    const QString strPath = nSide == 1 && !item.strShowPaths[1].isEmpty() ? JoinPath(item.strShowPaths[1], item.strName)
+    const QString strPath = nSide == 1 && !item.strShowPaths[1].IsEmpty() ? JoinPath(item.strShowPaths[1], item.strName)
                                                                           : FullName(item, nSide);
     QJsonObject side { { QStringLiteral("path"), strPath } };
     if (item.kind == KIND_FILE) {
-        side.insert(QStringLiteral("size"), item.strSize[nSide]);
-        side.insert(QStringLiteral("time"), item.strTime[nSide]);
-        side.insert(QStringLiteral("version"), item.strVersion[nSide]);
+        side.insert(QStringLiteral("size"), item.strSize[nSide].Text());
+        side.insert(QStringLiteral("time"), item.strTime[nSide].Text());
+        side.insert(QStringLiteral("version"), item.strVersion[nSide].Text());
     }
     if (strPath != FullName(item, nSide)) {
         side.insert(QStringLiteral("localCopy"), FullName(item, nSide));

@@ -72,7 +72,7 @@ QString JoinPath(const QString& strFolder, const QString& strName)
 
 QString FullName(const CFileItem& item, int nSide)
 {
-    if (item.strPaths[nSide].isEmpty()) {
+    if (item.strPaths[nSide].IsEmpty()) {
         return {};
     }
     return JoinPath(item.strPaths[nSide], item.strName);

@@ -5,6 +5,8 @@
 
 #include <QString>
 
+#include "support/SharedText.h"
+
 // Item kinds.
 inline constexpr int KIND_DIR = 0;
 inline constexpr int KIND_FILE = 1;
@@ -72,27 +74,14 @@ struct CFileItem
     CFileItem(const CFileItem&) = delete;
     CFileItem& operator=(const CFileItem&) = delete;
 
-    int kind = KIND_DIR;
-    int status = -1;
-    int indent = -1;
-    int icon[2] = { 0, 0 };
-    int index = -1;
+    // A big tree holds millions of items: the fields are ordered and sized to pack, and the texts that
+    // siblings share (folder paths, sizes, times) are shared rather than copied.
     QString strName;
-    QString strPaths[2];
-    QString strVersion[2];
-    QString strTime[2];
-    QString strShowPaths[2];
-    QString strSize[2];
-    int nAttrSource = 0;
-    int nAttrReserved = -1;
-    bool bExpanded[2] = { false, false };
-    bool bListed[2] = { false, false };
-    SideRead nRead[2] = { SideRead::Full, SideRead::Full };
-    VerdictBasis nBasis = VerdictBasis::None;
-    // A side's CRC-32 as the CRC cache knew it when the side was scanned; read only by the comparison that
-    // follows the scan, which clears it.
-    bool bKnownCrc[2] = { false, false };
-    std::uint32_t nKnownCrc[2] = { 0, 0 };
+    CSharedText strPaths[2];
+    CSharedText strVersion[2];
+    CSharedText strTime[2];
+    CSharedText strShowPaths[2];
+    CSharedText strSize[2];
     CFileItem* pNext = nullptr;
     CFileItem* pPrev = nullptr;
     CFileItem* pFirstChild = nullptr;
@@ -102,6 +91,22 @@ struct CFileItem
     // Finds a child by kind and name in O(log n), and its place in the sibling order; kept by the tree's
     // operations, never by hand.
     std::unique_ptr<CSiblingIndex> pChildIndex;
+
+    // A side's CRC-32 as the CRC cache knew it when the side was scanned; read only by the comparison that
+    // follows the scan, which clears it.
+    std::uint32_t nKnownCrc[2] = { 0, 0 };
+    int index = -1;
+    std::int16_t indent = -1;
+    std::int8_t kind = KIND_DIR;
+    std::int8_t status = -1;
+    std::int8_t icon[2] = { 0, 0 };
+    std::int8_t nAttrSource = 0;
+    std::int8_t nAttrReserved = -1;
+    bool bExpanded[2] = { false, false };
+    bool bListed[2] = { false, false };
+    bool bKnownCrc[2] = { false, false };
+    SideRead nRead[2] = { SideRead::Full, SideRead::Full };
+    VerdictBasis nBasis = VerdictBasis::None;
 };
 
 using CFileItemPtr = std::unique_ptr<CFileItem>;

@@ -69,9 +69,9 @@ int find_index_from_FileList(const QString& strFullName, CFileItem* pRoot, int n
     while (pItem != nullptr) {
         if (nKind == KIND_ANY || pItem->kind == nKind) {
             const bool bLeft
-                = !pItem->strPaths[SIDE_LEFT].isEmpty() && NamesMatch(FullName(*pItem, SIDE_LEFT), strFullName);
+                = !pItem->strPaths[SIDE_LEFT].IsEmpty() && NamesMatch(FullName(*pItem, SIDE_LEFT), strFullName);
             const bool bRight
-                = !pItem->strPaths[SIDE_RIGHT].isEmpty() && NamesMatch(FullName(*pItem, SIDE_RIGHT), strFullName);
+                = !pItem->strPaths[SIDE_RIGHT].IsEmpty() && NamesMatch(FullName(*pItem, SIDE_RIGHT), strFullName);
             if (bLeft || bRight) {
                 nSideFound = bLeft && bRight ? 2 : (bLeft ? 0 : 1);
                 Log("find_index_from_FileList:: Index found (=%d) for strFullName=[%s]. View=%d", pItem->index,
@@ -88,7 +88,7 @@ int find_index_from_FileList(const QString& strFullName, CFileItem* pRoot, int n
 QString CFileTree::FillOutTargetPath(const CFileItem* pItem, int nDSTview, bool& bDerived) const
 {
     bDerived = false;
-    if (!pItem->strPaths[nDSTview].isEmpty()) {
+    if (!pItem->strPaths[nDSTview].IsEmpty()) {
         LogTarget("pItemTmp->strPaths[nDSTview(=%d)] has string(=%s) in it, so returning that string...", nDSTview,
             pItem->strPaths[nDSTview]);
         return pItem->strPaths[nDSTview];
@@ -100,7 +100,8 @@ QString CFileTree::FillOutTargetPath(const CFileItem* pItem, int nDSTview, bool&
         LogTarget("pItemTmp->fParent is NULL.");
         const int nSrcView = (nDSTview + 1) % 2;
         const bool bDir = pItem->kind == KIND_DIR;
-        const QString strDest = bDir ? JoinPath(pItem->strPaths[nDSTview], pItem->strName) : pItem->strPaths[nDSTview];
+        const QString strDest
+            = bDir ? JoinPath(pItem->strPaths[nDSTview], pItem->strName) : pItem->strPaths[nDSTview].Text();
         LogTarget(bDir ? "DIR item. Trying to find nIdx from dest view(=%d), i.e. %s."
                        : "FILE item. Trying to find nIdx from dest view(=%d), i.e. %s.",
             nDSTview, strDest);
@@ -108,7 +109,7 @@ QString CFileTree::FillOutTargetPath(const CFileItem* pItem, int nDSTview, bool&
         int nIdx = find_index_from_FileList(strDest, Root(), KIND_ANY, nSide);
         if (nIdx == -1) {
             const QString strSrc
-                = bDir ? JoinPath(pItem->strPaths[nSrcView], pItem->strName) : pItem->strPaths[nSrcView];
+                = bDir ? JoinPath(pItem->strPaths[nSrcView], pItem->strName) : pItem->strPaths[nSrcView].Text();
             LogTarget(bDir ? "DIR item. nIdx not found. Trying again from src view(=%d), i.e. %s."
                            : "FILE item. nIdx not found. Trying again from src view(=%d), i.e. %s.",
                 nSrcView, strSrc);
@@ -130,7 +131,7 @@ QString CFileTree::FillOutTargetPath(const CFileItem* pItem, int nDSTview, bool&
         LogTarget("pItemTmp->fParent is NULL. returning an empty string...");
         return {};
     }
-    if (!pParent->strPaths[nDSTview].isEmpty()) {
+    if (!pParent->strPaths[nDSTview].IsEmpty()) {
         LogTarget("pItemTmp->fParent->strPaths[nDSTview(=%d)] has string(=%s) in it, so returning that string appended "
                   "by %s...",
             nDSTview, pParent->strPaths[nDSTview], pParent->strName);
@@ -138,7 +139,7 @@ QString CFileTree::FillOutTargetPath(const CFileItem* pItem, int nDSTview, bool&
     }
     if (pParent == Root()) {
         for (const CFileItem* p = Root()->pFirstChild; p != nullptr; p = p->pNext) {
-            if (!p->strPaths[nDSTview].isEmpty()) {
+            if (!p->strPaths[nDSTview].IsEmpty()) {
                 LogTarget("p->strPaths[nDSTview(=%d)] has string(=%s) in it, so returning that string...", nDSTview,
                     p->strPaths[nDSTview]);
                 return p->strPaths[nDSTview];
@@ -150,7 +151,7 @@ QString CFileTree::FillOutTargetPath(const CFileItem* pItem, int nDSTview, bool&
 
     QString strRelative;
     const CFileItem* pFolder = pParent;
-    while (pFolder != nullptr && pFolder != Root() && pFolder->strPaths[nDSTview].isEmpty()) {
+    while (pFolder != nullptr && pFolder != Root() && pFolder->strPaths[nDSTview].IsEmpty()) {
         strRelative = strRelative.isEmpty() ? pFolder->strName : JoinPath(pFolder->strName, strRelative);
         pFolder = pFolder->fParent;
     }

@@ -31,6 +31,9 @@ constexpr int kMaxDepth = 256;
 // A mirror folder whose remote contents were never listed holds these two empty files instead.
 constexpr const char* kUnlistedDummy = "$quorveldummy01";
 
+// Bounds the tables of shared texts: past it a table starts again, which costs sharing, never correctness.
+constexpr qsizetype kMaxSharedTexts = 1 << 16;
+
 struct Entry
 {
     QString strName;
@@ -73,7 +76,7 @@ CFolderScanner::CFolderScanner(Progress progress)
     : m_progress(std::move(progress))
 { }
 
-const QString& CFolderScanner::TimeText(time_t nModified)
+const CSharedText& CFolderScanner::TimeText(time_t nModified)
 {
     // Local time moves in whole minutes with UTC since long before any file a user keeps was written.
     const time_t nMinute = nModified >= 0 ? nModified / 60 : -1;
@@ -98,15 +101,26 @@ QString CFolderScanner::VersionText(const QString& strPath, const struct stat& i
     return strVersion;
 }
 
-const QString& CFolderScanner::SizeText(off_t nSize)
+const CSharedText& CFolderScanner::SizeText(off_t nSize)
 {
-    constexpr qsizetype kMaxSizeTexts = 1 << 16;
     auto it = m_sizeTexts.find(nSize);
     if (it == m_sizeTexts.end()) {
-        if (m_sizeTexts.size() >= kMaxSizeTexts) {
+        if (m_sizeTexts.size() >= kMaxSharedTexts) {
             m_sizeTexts.clear();
         }
-        it = m_sizeTexts.insert(nSize, MakeSizeText(static_cast<std::uint64_t>(nSize)));
+        it = m_sizeTexts.insert(nSize, CSharedText(MakeSizeText(static_cast<std::uint64_t>(nSize))));
+    }
+    return *it;
+}
+
+CSharedText CFolderScanner::SharedMarkerText(const QString& strText)
+{
+    auto it = m_markerTexts.find(strText);
+    if (it == m_markerTexts.end()) {
+        if (m_markerTexts.size() >= kMaxSharedTexts) {
+            m_markerTexts.clear();
+        }
+        it = m_markerTexts.insert(strText, CSharedText(strText));
     }
     return *it;
 }
@@ -247,24 +261,26 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
         entries.push_back(std::move(entry));
     }
 
+    // Every entry of the folder shares the folder's texts.
+    const CSharedText strSharedFolder(strFolderPath);
+    const CSharedText strSharedShowPath(nSide == SIDE_RIGHT ? strShowPath : QString());
+    static const CSharedText kSharedUnknownVersion(kUnknownVersion);
     for (const Entry& entry : entries) {
         const QString strPath = JoinPath(strFolderPath, entry.strName);
         CFileItemPtr pItem = NewItem();
         pItem->strName = entry.strName;
         pItem->indent = nDepth + 1;
-        pItem->strPaths[nSide] = strFolderPath;
-        if (nSide == SIDE_RIGHT) {
-            pItem->strShowPaths[SIDE_RIGHT] = strShowPath;
-        }
+        pItem->strPaths[nSide] = strSharedFolder;
+        pItem->strShowPaths[nSide] = strSharedShowPath;
         if (!entry.bFolder) {
             ++m_nFiles;
             pItem->kind = KIND_FILE;
             pItem->status = nSide == SIDE_LEFT ? FILE_LEFT_ONLY : FILE_RIGHT_ONLY;
             const auto marker = entry.nSize == 0 ? markers.find(entry.strName) : markers.end();
             if (marker != markers.end()) {
-                pItem->strSize[nSide] = MarkerSizeText(marker->second);
-                pItem->strTime[nSide] = MarkerTimeText(marker->second);
-                pItem->strVersion[nSide] = kUnknownVersion;
+                pItem->strSize[nSide] = SharedMarkerText(MarkerSizeText(marker->second));
+                pItem->strTime[nSide] = SharedMarkerText(MarkerTimeText(marker->second));
+                pItem->strVersion[nSide] = kSharedUnknownVersion;
                 pItem->nAttrSource = ATTR_FROM_MARKER;
             } else {
                 pItem->strSize[nSide] = SizeText(entry.nSize);

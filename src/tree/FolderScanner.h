@@ -64,7 +64,9 @@ private:
     // The version text of a file that may have one, from the cache when the file is unchanged.
     QString VersionText(const QString& strPath, const struct stat& info) const;
     // Files written together share their minute: their time texts share one string.
-    const QString& TimeText(time_t nModified);
+    const CSharedText& TimeText(time_t nModified);
+    // Texts read from markers, shared between the files that have them in common.
+    CSharedText SharedMarkerText(const QString& strText);
     // Records a problem and marks the item it concerns as not read in full on the side.
     void Notice(CFileItem* pItem, SideRead nRead, int nSide, const QString& strPath, const QString& strText);
     // Whether a link's target lies inside the compared folder.
@@ -74,11 +76,12 @@ private:
     const std::atomic<bool>* m_pCancel = nullptr;
     CCrcCache* m_pCache = nullptr;
     // Files of one size share one size text; the table is emptied when it grows past a bound.
-    const QString& SizeText(off_t nSize);
+    const CSharedText& SizeText(off_t nSize);
 
-    QHash<off_t, QString> m_sizeTexts;
+    QHash<off_t, CSharedText> m_sizeTexts;
+    QHash<QString, CSharedText> m_markerTexts;
     time_t m_nCachedMinute = -1;
-    QString m_strCachedTime;
+    CSharedText m_strCachedTime;
     std::vector<FolderId> m_ancestors;
     std::vector<ScanNotice> m_notices;
     QString m_strRootReal;

@@ -52,7 +52,7 @@ void SetIconsFromStatus(CFileItem* pItem)
     if (pItem->kind == KIND_DIR) {
         for (int side = 0; side < 2; ++side) {
             pItem->icon[side]
-                = pItem->strPaths[side].isEmpty() ? ICON_BLANK_DIR : (pItem->bExpanded[side] ? ICON_OPEN : ICON_CLOSE);
+                = pItem->strPaths[side].IsEmpty() ? ICON_BLANK_DIR : (pItem->bExpanded[side] ? ICON_OPEN : ICON_CLOSE);
         }
         return;
     }
@@ -85,8 +85,8 @@ CItemComparer::Decision CItemComparer::Decide(CFileItem* pItem)
 {
     Decision decision;
     decision.pItem = pItem;
-    const bool bLeft = !pItem->strPaths[SIDE_LEFT].isEmpty();
-    const bool bRight = !pItem->strPaths[SIDE_RIGHT].isEmpty();
+    const bool bLeft = !pItem->strPaths[SIDE_LEFT].IsEmpty();
+    const bool bRight = !pItem->strPaths[SIDE_RIGHT].IsEmpty();
     if (pItem->kind == KIND_DIR) {
         decision.nStatus = bLeft && bRight ? DIR_BOTH : (bLeft ? DIR_LEFT_ONLY : DIR_RIGHT_ONLY);
         decision.pReason = "folder";
@@ -164,7 +164,7 @@ void CItemComparer::Apply(const Decision& decision)
     SetIconsFromStatus(pItem);
     if (IsLogEnabled()) {
         const QString strName
-            = pItem->strPaths[SIDE_LEFT].isEmpty() ? FullName(*pItem, SIDE_RIGHT) : FullName(*pItem, SIDE_LEFT);
+            = pItem->strPaths[SIDE_LEFT].IsEmpty() ? FullName(*pItem, SIDE_RIGHT) : FullName(*pItem, SIDE_LEFT);
         Log("CompareItem::[%ld] %s [%s]%s: %s", CurrentThreadId(), pItem->kind == KIND_DIR ? "DIR" : "FILE", strName,
             StatusText(*pItem), decision.pReason);
     }

@@ -1,22 +1,79 @@
 #include "tree/SiblingIndex.h"
 
+#include <algorithm>
+
 #include "tree/FileItem.h"
 #include "tree/NameRules.h"
 
-bool CSiblingIndex::Key::operator<(const Key& other) const
+namespace {
+
+int Rank(int nKind)
 {
-    if (nRank != other.nRank) {
-        return nRank < other.nRank;
-    }
-    if (const int nOrder = QString::compare(strOrder, other.strOrder, Qt::CaseSensitive); nOrder != 0) {
-        return nOrder < 0;
-    }
-    return QString::compare(strExact, other.strExact, Qt::CaseSensitive) < 0;
+    return nKind == KIND_DIR ? 0 : 1;
 }
 
-CSiblingIndex::Key CSiblingIndex::MakeKey(int nKind, const QString& strName)
+// Compares the case-folded forms of two names without folding them, as long as both are plain ASCII:
+// most names are, and folding every name on every step of a descent would allocate for each mixed-case one.
+int CompareOrderKeys(const QString& strA, const QString& strB)
 {
-    return Key { nKind == KIND_DIR ? 0 : 1, NameOrderKey(strName), strName };
+    const qsizetype nCommon = std::min(strA.size(), strB.size());
+    for (qsizetype i = 0; i < nCommon; ++i) {
+        char16_t a = strA[i].unicode();
+        char16_t b = strB[i].unicode();
+        if (a >= 0x80 || b >= 0x80) {
+            // Beyond ASCII a letter may fold to several, or to an ASCII one: fold both in full.
+            return QString::compare(NameOrderKey(strA), NameOrderKey(strB), Qt::CaseSensitive);
+        }
+        if (a >= u'A' && a <= u'Z') {
+            a = static_cast<char16_t>(a + (u'a' - u'A'));
+        }
+        if (b >= u'A' && b <= u'Z') {
+            b = static_cast<char16_t>(b + (u'a' - u'A'));
+        }
+        if (a != b) {
+            return a < b ? -1 : 1;
+        }
+    }
+    // One is a prefix of the other, and folding never turns a letter into nothing.
+    return strA.size() < strB.size() ? -1 : (strA.size() > strB.size() ? 1 : 0);
+}
+
+// Negative, zero or positive as the rank-and-name (a) comes before, with or after (b).
+int CompareNames(int nRankA, const QString& strA, int nRankB, const QString& strB)
+{
+    if (nRankA != nRankB) {
+        return nRankA < nRankB ? -1 : 1;
+    }
+    return CompareOrderKeys(strA, strB);
+}
+
+} // namespace
+
+bool CSiblingIndex::Order::operator()(const CFileItem* pA, const CFileItem* pB) const
+{
+    const int nOrder = CompareNames(Rank(pA->kind), pA->strName, Rank(pB->kind), pB->strName);
+    if (nOrder != 0) {
+        return nOrder < 0;
+    }
+    return QString::compare(pA->strName, pB->strName, Qt::CaseSensitive) < 0;
+}
+
+bool CSiblingIndex::Order::operator()(const CFileItem* pItem, const Probe& probe) const
+{
+    const int nOrder = CompareNames(Rank(pItem->kind), pItem->strName, probe.nRank, probe.strName);
+    if (nOrder != 0) {
+        return nOrder < 0;
+    }
+    return probe.bExact && QString::compare(pItem->strName, probe.strName, Qt::CaseSensitive) < 0;
+}
+
+bool CSiblingIndex::Order::operator()(const Probe& probe, const CFileItem* pItem) const
+{
+    const int nOrder = CompareNames(probe.nRank, probe.strName, Rank(pItem->kind), pItem->strName);
+    if (nOrder != 0) {
+        return nOrder < 0;
+    }
+    return !probe.bExact || QString::compare(probe.strName, pItem->strName, Qt::CaseSensitive) < 0;
 }
 
 CFileItem* CSiblingIndex::Find(int nKind, const QString& strName) const
@@ -26,32 +83,32 @@ CFileItem* CSiblingIndex::Find(int nKind, const QString& strName) const
 
 CSiblingIndex::Place CSiblingIndex::Locate(int nKind, const QString& strName) const
 {
-    Key key = MakeKey(nKind, strName);
+    // Ignoring case, a folder holds at most one child per folded name, so the first of that folded name is
+    // the match; without one, a new item goes where any spelling of the name would.
     const bool bExact = CurrentNameMatching() == NameMatching::CaseSensitive;
-    if (!bExact) {
-        // Ignoring case, a folder holds at most one child per folded name, so the first of that folded
-        // name is the match; without one, a new item goes where any spelling of the name would.
-        key.strExact.clear();
-    }
-    const auto next = m_items.lower_bound(key);
+    const Probe probe { Rank(nKind), strName, bExact };
+    const auto next = m_items.lower_bound(probe);
     if (next == m_items.end()) {
         return {};
     }
-    const Key& found = next->first;
-    const bool bMatch
-        = found.nRank == key.nRank && found.strOrder == key.strOrder && (!bExact || found.strExact == key.strExact);
-    return bMatch ? Place { next->second, nullptr } : Place { nullptr, next->second };
+    const CFileItem* pNext = *next;
+    const bool bMatch = CompareNames(Rank(pNext->kind), pNext->strName, probe.nRank, strName) == 0
+        && (!bExact || pNext->strName == strName);
+    return bMatch ? Place { *next, nullptr } : Place { nullptr, *next };
 }
 
 void CSiblingIndex::Insert(CFileItem* pItem)
 {
-    m_items.insert_or_assign(MakeKey(pItem->kind, pItem->strName), pItem);
+    const auto [it, bInserted] = m_items.insert(pItem);
+    if (!bInserted) {
+        m_items.insert(m_items.erase(it), pItem);
+    }
 }
 
 void CSiblingIndex::Erase(const CFileItem* pItem)
 {
-    const auto found = m_items.find(MakeKey(pItem->kind, pItem->strName));
-    if (found != m_items.end() && found->second == pItem) {
+    const auto found = m_items.find(pItem);
+    if (found != m_items.end() && *found == pItem) {
         m_items.erase(found);
     }
 }

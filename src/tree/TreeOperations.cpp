@@ -144,7 +144,8 @@ bool SplitFullName(const QString& strFullName, QString& strFolder, QString& strN
 
 bool HasFolderOnEitherSide(const CFileItem& item, const QString& strFolder)
 {
-    return NamesMatch(item.strPaths[SIDE_LEFT], strFolder) || NamesMatch(item.strPaths[SIDE_RIGHT], strFolder);
+    return NamesMatch(item.strPaths[SIDE_LEFT].Text(), strFolder)
+        || NamesMatch(item.strPaths[SIDE_RIGHT].Text(), strFolder);
 }
 
 CFileItem* FindByPath(const QString& strFullName, CFileItem* pStart, int nKind)
@@ -280,11 +281,11 @@ bool IsDescendantOf(const CFileItem* pItem, const CFileItem* pFolder)
 
 void DropSide(int nSide, CFileItem* pItem)
 {
-    pItem->strPaths[nSide].clear();
-    pItem->strVersion[nSide].clear();
-    pItem->strTime[nSide].clear();
-    pItem->strSize[nSide].clear();
-    pItem->strShowPaths[nSide].clear();
+    pItem->strPaths[nSide].Clear();
+    pItem->strVersion[nSide].Clear();
+    pItem->strTime[nSide].Clear();
+    pItem->strSize[nSide].Clear();
+    pItem->strShowPaths[nSide].Clear();
     pItem->nRead[nSide] = SideRead::Full;
     pItem->bKnownCrc[nSide] = false;
     pItem->status = nSide == SIDE_LEFT ? FILE_RIGHT_ONLY : FILE_LEFT_ONLY;
@@ -292,8 +293,8 @@ void DropSide(int nSide, CFileItem* pItem)
 
 void DropDirSide(int nSide, CFileItem* pItem)
 {
-    pItem->strPaths[nSide].clear();
-    pItem->strShowPaths[nSide].clear();
+    pItem->strPaths[nSide].Clear();
+    pItem->strShowPaths[nSide].Clear();
     pItem->bExpanded[nSide] = false;
     pItem->bListed[nSide] = false;
     pItem->nRead[nSide] = SideRead::Full;

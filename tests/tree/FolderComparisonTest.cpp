@@ -125,7 +125,7 @@ TEST_F(FolderComparison, PlaceholdersAreJudgedBySizeAloneAndNeverRead)
     EXPECT_EQ(pBig->strSize[SIDE_RIGHT], pBig->strSize[SIDE_LEFT]) << "the marker's size takes the real file's form";
     EXPECT_EQ(pBig->strSize[SIDE_RIGHT], QStringLiteral("1,234"));
     EXPECT_EQ(pBig->strTime[SIDE_RIGHT], QStringLiteral("03/15/2026 14:30"));
-    EXPECT_EQ(pBig->strTime[SIDE_LEFT].size(), pBig->strTime[SIDE_RIGHT].size());
+    EXPECT_EQ(pBig->strTime[SIDE_LEFT].Text().size(), pBig->strTime[SIDE_RIGHT].Text().size());
     EXPECT_EQ(pBig->strShowPaths[SIDE_RIGHT], QStringLiteral("/pub"));
     EXPECT_EQ(Item(comparison, QStringLiteral("grown.bin"))->status, FILE_DIFF);
     const CFileItem* pRemote = Item(comparison, QStringLiteral("remote-only.zip"));
