@@ -177,6 +177,11 @@ std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const 
 
 bool CCrcCache::Load()
 {
+    CStatement count(m_pDatabase, "SELECT COUNT(*) FROM files");
+    if (!count.IsValid() || sqlite3_step(count.Get()) != SQLITE_ROW) {
+        return false;
+    }
+    m_entries.reserve(static_cast<size_t>(std::max<sqlite3_int64>(0, sqlite3_column_int64(count.Get(), 0))));
     // Every page of the table is read here: a damaged one fails the load, and the cache is made afresh.
     CStatement rows(m_pDatabase, "SELECT device, inode, size, mtime, ctime, written, crc, version FROM files");
     if (!rows.IsValid()) {
@@ -185,9 +190,9 @@ bool CCrcCache::Load()
     int nStep = SQLITE_ROW;
     while ((nStep = sqlite3_step(rows.Get())) == SQLITE_ROW) {
         sqlite3_stmt* pRow = rows.Get();
-        const Key key { static_cast<std::uint64_t>(sqlite3_column_int64(pRow, 0)),
+        Entry& entry = m_entries.emplace_back();
+        entry.key = { static_cast<std::uint64_t>(sqlite3_column_int64(pRow, 0)),
             static_cast<std::uint64_t>(sqlite3_column_int64(pRow, 1)) };
-        Entry& entry = m_entries[key];
         entry.nSize = sqlite3_column_int64(pRow, 2);
         entry.nModified = sqlite3_column_int64(pRow, 3);
         entry.nChanged = sqlite3_column_int64(pRow, 4);
@@ -197,10 +202,12 @@ bool CCrcCache::Load()
             entry.bHasCrc = true;
         }
         if (sqlite3_column_type(pRow, 7) != SQLITE_NULL) {
-            m_versions[key] = Text(pRow, 7);
+            m_versions[entry.key] = Text(pRow, 7);
             entry.bHasVersion = true;
         }
     }
+    // The table's own order is by key as well, but a damaged or edited one must not break the look-ups.
+    std::sort(m_entries.begin(), m_entries.end(), [](const Entry& a, const Entry& b) { return a.key < b.key; });
     return nStep == SQLITE_DONE;
 }
 
@@ -210,32 +217,45 @@ FileStamp StampOf(const struct stat& info)
         Nanoseconds(info.st_mtim), Nanoseconds(info.st_ctim) };
 }
 
+CCrcCache::Entry* CCrcCache::Loaded(const Key& key)
+{
+    const auto it = std::lower_bound(m_entries.begin(), m_entries.end(), key,
+        [](const Entry& entry, const Key& wanted) { return entry.key < wanted; });
+    return it != m_entries.end() && it->key == key ? &*it : nullptr;
+}
+
+bool CCrcCache::Describes(const Entry& entry, const FileStamp& stamp)
+{
+    return entry.nSize == stamp.nSize && entry.nModified == stamp.nModified && entry.nChanged == stamp.nChanged
+        && std::max(stamp.nModified, stamp.nChanged) + kDistrustNs < entry.nWritten;
+}
+
 CCrcCache::Entry* CCrcCache::Trusted(const FileStamp& stamp)
 {
-    const auto it = m_entries.find({ stamp.nDevice, stamp.nInode });
-    if (it == m_entries.end()) {
+    Entry* pEntry = Loaded({ stamp.nDevice, stamp.nInode });
+    if (pEntry == nullptr || !Describes(*pEntry, stamp)) {
         return nullptr;
     }
-    Entry& entry = it->second;
-    if (entry.nSize != stamp.nSize || entry.nModified != stamp.nModified || entry.nChanged != stamp.nChanged
-        || std::max(stamp.nModified, stamp.nChanged) + kDistrustNs >= entry.nWritten) {
-        return nullptr;
-    }
-    entry.bSeen = true;
-    return &entry;
+    pEntry->bSeen = true;
+    return pEntry;
 }
 
 CCrcCache::Entry& CCrcCache::Fresh(const FileStamp& stamp)
 {
-    Entry& entry = m_entries[{ stamp.nDevice, stamp.nInode }];
-    if (entry.nSize != stamp.nSize || entry.nModified != stamp.nModified || entry.nChanged != stamp.nChanged) {
-        entry = Entry { stamp.nSize, stamp.nModified, stamp.nChanged, 0, 0, false, false, false, false };
-        m_versions.erase({ stamp.nDevice, stamp.nInode });
+    const Key key { stamp.nDevice, stamp.nInode };
+    Entry* pEntry = Loaded(key);
+    // What was learnt of this state of the file stays only if it could be trusted: the entry is written
+    // anew, and its new time must not vouch for what was read while the file may still have been changing.
+    if (pEntry == nullptr || !Describes(*pEntry, stamp)) {
+        if (pEntry == nullptr) {
+            pEntry = &m_fresh.emplace_back();
+        }
+        *pEntry = Entry { key, stamp.nSize, stamp.nModified, stamp.nChanged, 0, 0, false, false, false, false };
     }
-    entry.nWritten = Now();
-    entry.bSeen = true;
-    entry.bDirty = true;
-    return entry;
+    pEntry->nWritten = Now();
+    pEntry->bSeen = true;
+    pEntry->bDirty = true;
+    return *pEntry;
 }
 
 std::optional<std::uint32_t> CCrcCache::RecallCrc(const FileStamp& stamp)
@@ -268,30 +288,33 @@ void CCrcCache::RememberVersion(const FileStamp& stamp, const QString& strVersio
 
 bool CCrcCache::Save(bool bWhole)
 {
-    std::vector<Key> gone;
-    bool bChanges = false;
-    for (const auto& [key, entry] : m_entries) {
-        if (bWhole && !entry.bSeen) {
-            gone.push_back(key);
-        }
-        bChanges = bChanges || entry.bDirty;
-    }
-    if (!bChanges && gone.empty()) {
+    const bool bGone
+        = bWhole && std::any_of(m_entries.begin(), m_entries.end(), [](const Entry& entry) { return !entry.bSeen; });
+    const bool bChanges = !m_fresh.empty()
+        || std::any_of(m_entries.begin(), m_entries.end(), [](const Entry& entry) { return entry.bDirty; });
+    if (!bChanges && !bGone) {
         return true;
     }
     if (!Execute(m_pDatabase, "BEGIN IMMEDIATE")) {
         return false;
     }
-    CStatement insert(m_pDatabase, "INSERT OR REPLACE INTO files VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)");
+    // A loaded entry holds all that is known of its file. A fresh one may come twice, when one run met the
+    // file twice (a hard link): what both learnt of one state of the file is kept together, and a newer
+    // state replaces an older one whole.
+    CStatement replace(m_pDatabase, "INSERT OR REPLACE INTO files VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)");
+    CStatement merge(m_pDatabase,
+        "INSERT INTO files VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) ON CONFLICT(device, inode) DO UPDATE SET"
+        " crc = CASE WHEN size = ?3 AND mtime = ?4 AND ctime = ?5 THEN COALESCE(?7, crc) ELSE ?7 END,"
+        " version = CASE WHEN size = ?3 AND mtime = ?4 AND ctime = ?5 THEN COALESCE(?8, version) ELSE ?8 END,"
+        " written = ?6, size = ?3, mtime = ?4, ctime = ?5");
     CStatement remove(m_pDatabase, "DELETE FROM files WHERE device = ?1 AND inode = ?2");
-    bool bOk = insert.IsValid() && remove.IsValid();
-    for (auto& [key, entry] : m_entries) {
+    bool bOk = replace.IsValid() && merge.IsValid() && remove.IsValid();
+    const auto write = [&](Entry& entry, sqlite3_stmt* pInsert) {
         if (!bOk || !entry.bDirty) {
-            continue;
+            return;
         }
-        sqlite3_stmt* pInsert = insert.Get();
-        sqlite3_bind_int64(pInsert, 1, static_cast<sqlite3_int64>(key.nDevice));
-        sqlite3_bind_int64(pInsert, 2, static_cast<sqlite3_int64>(key.nInode));
+        sqlite3_bind_int64(pInsert, 1, static_cast<sqlite3_int64>(entry.key.nDevice));
+        sqlite3_bind_int64(pInsert, 2, static_cast<sqlite3_int64>(entry.key.nInode));
         sqlite3_bind_int64(pInsert, 3, entry.nSize);
         sqlite3_bind_int64(pInsert, 4, entry.nModified);
         sqlite3_bind_int64(pInsert, 5, entry.nChanged);
@@ -302,30 +325,44 @@ bool CCrcCache::Save(bool bWhole)
             sqlite3_bind_null(pInsert, 7);
         }
         if (entry.bHasVersion) {
-            BindText(pInsert, 8, m_versions.at(key));
+            BindText(pInsert, 8, m_versions.at(entry.key));
         } else {
             sqlite3_bind_null(pInsert, 8);
         }
         bOk = sqlite3_step(pInsert) == SQLITE_DONE;
         sqlite3_reset(pInsert);
         entry.bDirty = false;
+    };
+    for (Entry& entry : m_entries) {
+        write(entry, replace.Get());
     }
-    for (const Key& key : gone) {
-        if (!bOk) {
-            break;
+    for (Entry& entry : m_fresh) {
+        write(entry, merge.Get());
+    }
+    for (const Entry& entry : m_entries) {
+        if (!bOk || !bGone || entry.bSeen) {
+            continue;
         }
-        sqlite3_bind_int64(remove.Get(), 1, static_cast<sqlite3_int64>(key.nDevice));
-        sqlite3_bind_int64(remove.Get(), 2, static_cast<sqlite3_int64>(key.nInode));
+        sqlite3_bind_int64(remove.Get(), 1, static_cast<sqlite3_int64>(entry.key.nDevice));
+        sqlite3_bind_int64(remove.Get(), 2, static_cast<sqlite3_int64>(entry.key.nInode));
         bOk = sqlite3_step(remove.Get()) == SQLITE_DONE;
         sqlite3_reset(remove.Get());
-        m_entries.erase(key);
-        m_versions.erase(key);
     }
     if (!bOk || !Execute(m_pDatabase, "COMMIT")) {
         Execute(m_pDatabase, "ROLLBACK");
         return false;
     }
-    for (auto& [key, entry] : m_entries) {
+    if (bGone) {
+        std::erase_if(m_entries, [this](const Entry& entry) {
+            if (!entry.bSeen) {
+                m_versions.erase(entry.key);
+            }
+            return !entry.bSeen;
+        });
+    }
+    // What this run learnt is recalled from the next opening on, as it was within this one.
+    m_fresh.clear();
+    for (Entry& entry : m_entries) {
         entry.bSeen = false;
     }
     return true;

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <vector>
 
 #include <QString>
 
@@ -53,8 +56,20 @@ public:
     static QString DatabasePath(const QString& strCacheFolder, const QString& strRoot);
 
 private:
+    struct Key
+    {
+        std::uint64_t nDevice = 0;
+        std::uint64_t nInode = 0;
+        bool operator==(const Key& other) const = default;
+        auto operator<=>(const Key& other) const = default;
+    };
+    struct KeyHash
+    {
+        size_t operator()(const Key& key) const { return std::hash<std::uint64_t>()(key.nInode * 31 + key.nDevice); }
+    };
     struct Entry
     {
+        Key key;
         std::int64_t nSize = 0;
         std::int64_t nModified = 0; // nanoseconds since 1970
         std::int64_t nChanged = 0;
@@ -65,25 +80,22 @@ private:
         bool bSeen = false;
         bool bDirty = false;
     };
-    struct Key
-    {
-        std::uint64_t nDevice = 0;
-        std::uint64_t nInode = 0;
-        bool operator==(const Key& other) const = default;
-    };
-    struct KeyHash
-    {
-        size_t operator()(const Key& key) const { return std::hash<std::uint64_t>()(key.nInode * 31 + key.nDevice); }
-    };
 
     explicit CCrcCache(sqlite3* pDatabase);
     bool Load();
+    Entry* Loaded(const Key& key);
+    // Whether the entry is of the file in that state, and was written late enough to be believed.
+    static bool Describes(const Entry& entry, const FileStamp& stamp);
     // The entry that still describes the file, or null.
     Entry* Trusted(const FileStamp& stamp);
     Entry& Fresh(const FileStamp& stamp);
 
     sqlite3* m_pDatabase = nullptr;
-    std::unordered_map<Key, Entry, KeyHash> m_entries;
+    // A big tree's cache holds millions of entries: the loaded ones in one array sorted by key, the ones
+    // learnt in this run appended as they come, unindexed. A file met twice (a hard link) may be there
+    // twice; saving merges them.
+    std::vector<Entry> m_entries;
+    std::deque<Entry> m_fresh;
     std::unordered_map<Key, QString, KeyHash> m_versions;
 };
 

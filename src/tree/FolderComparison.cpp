@@ -74,9 +74,10 @@ ComparisonOutcome CFolderComparison::Run(
     m_tree.SetRootPath(SIDE_LEFT, m_strFolders[SIDE_LEFT]);
     m_tree.SetRootPath(SIDE_RIGHT, m_strFolders[SIDE_RIGHT]);
 
-    // The two sides are read at once, each into a tree of its own, and then merged: reading a folder is
-    // mostly waiting on the system, and the merge gives the tree that scanning one side after the other does.
-    CFileTree rightTree;
+    // The two sides are read at once, the right one into records a fraction of an item's size, and then
+    // merged: reading a folder is mostly waiting on the system, and the merge gives the tree that scanning one
+    // side after the other does, without two whole trees standing at once.
+    std::optional<ScannedFolder> rightScanned;
     CFolderScanner leftScanner(progress);
     CFolderScanner rightScanner(progress);
     // Each side's cache is loaded by the thread that scans the side.
@@ -91,11 +92,9 @@ ComparisonOutcome CFolderComparison::Run(
     rightScanner.SetCancel(pCancel);
     m_comparer.SetCancel(pCancel);
     const auto cancelled = [pCancel] { return pCancel != nullptr && pCancel->load(); };
-    bool bRightRead = false;
     auto scanRight = [&] {
         openCache(SIDE_RIGHT, rightScanner);
-        bRightRead = rightScanner.ScanFolder(
-            rightTree.Root(), m_strFolders[SIDE_RIGHT], m_strRightShowPath, -1, SIDE_RIGHT, true);
+        rightScanned = rightScanner.ScanEntries(m_strFolders[SIDE_RIGHT], m_strRightShowPath, -1, SIDE_RIGHT, true);
     };
     std::thread rightReader;
     try {
@@ -112,12 +111,13 @@ ComparisonOutcome CFolderComparison::Run(
         scanRight();
     }
     for (int side = 0; side < 2; ++side) {
-        if (!(side == SIDE_LEFT ? bLeftRead : bRightRead)) {
+        if (!(side == SIDE_LEFT ? bLeftRead : rightScanned.has_value())) {
             return { false, FormatText("The %s folder \"%s\" cannot be read.", kSideNames[side], m_strFolders[side]) };
         }
     }
-    m_tree.Root()->nRead[SIDE_RIGHT] = rightTree.Root()->nRead[SIDE_RIGHT];
-    MergeChildren(rightTree.Root(), m_tree.Root());
+    AddScannedEntries(
+        std::move(*rightScanned), m_tree.Root(), m_strFolders[SIDE_RIGHT], m_strRightShowPath, -1, SIDE_RIGHT);
+    rightScanned.reset();
     m_notices = leftScanner.Notices();
     m_notices.insert(m_notices.end(), rightScanner.Notices().begin(), rightScanner.Notices().end());
     Log("CFolderComparison::Run::[%ld] scanned %lld files in %lld folders", CurrentThreadId(),

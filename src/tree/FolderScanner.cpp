@@ -125,10 +125,10 @@ CSharedText CFolderScanner::SharedMarkerText(const QString& strText)
     return *it;
 }
 
-void CFolderScanner::Notice(CFileItem* pItem, SideRead nRead, int nSide, const QString& strPath, const QString& strText)
+void CFolderScanner::Notice(SideRead* pRead, SideRead nRead, int nSide, const QString& strPath, const QString& strText)
 {
-    if (pItem != nullptr && pItem->nRead[nSide] == SideRead::Full) {
-        pItem->nRead[nSide] = nRead;
+    if (pRead != nullptr && *pRead == SideRead::Full) {
+        *pRead = nRead;
     }
     const bool bError = nRead == SideRead::Unreadable;
     m_notices.push_back({ nSide, bError, strPath, strText });
@@ -149,22 +149,34 @@ bool CFolderScanner::IsInsideRoot(const QString& strPath) const
 bool CFolderScanner::ScanFolder(CFileItem* pFolder, const QString& strFolderPath, const QString& strShowPath,
     int nDepth, int nSide, bool bRecursive)
 {
+    std::optional<ScannedFolder> scanned = ScanEntries(strFolderPath, strShowPath, nDepth, nSide, bRecursive);
+    if (!scanned) {
+        return false;
+    }
+    AddScannedEntries(std::move(*scanned), pFolder, strFolderPath, strShowPath, nDepth, nSide);
+    return true;
+}
+
+std::optional<ScannedFolder> CFolderScanner::ScanEntries(
+    const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive)
+{
     const int nFd = ::open(QFile::encodeName(strFolderPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (nFd < 0) {
         LogError(errno, "ScanFolder::[%ld] cannot open %s", CurrentThreadId(), strFolderPath);
-        return false;
+        return std::nullopt;
     }
     m_ancestors.clear();
     m_strRootReal = RealPath(strFolderPath);
     if (m_strRootReal.isEmpty()) {
         m_strRootReal = strFolderPath;
     }
-    ScanOpenFolder(nFd, pFolder, strFolderPath, strShowPath, nDepth, nSide, bRecursive);
-    return true;
+    ScannedFolder folder;
+    ScanOpenFolder(nFd, folder.entries, folder.nRead, strFolderPath, strShowPath, nDepth, nSide, bRecursive);
+    return folder;
 }
 
-void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QString& strFolderPath,
-    const QString& strShowPath, int nDepth, int nSide, bool bRecursive)
+void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& scanned, SideRead& nFolderRead,
+    const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive)
 {
     struct stat folderInfo
     { };
@@ -179,7 +191,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
 
     DIR* pDir = ::fdopendir(nFolderFd);
     if (pDir == nullptr) {
-        Notice(pFolder, SideRead::Unreadable, nSide, strFolderPath,
+        Notice(&nFolderRead, SideRead::Unreadable, nSide, strFolderPath,
             FormatText("The folder \"%s\" cannot be read: %s.", strFolderPath, ErrorText(errno)));
         ::close(nFolderFd);
         m_ancestors.pop_back();
@@ -196,7 +208,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
         const dirent* pEntry = ::readdir(pDir);
         if (pEntry == nullptr) {
             if (errno != 0) {
-                Notice(pFolder, SideRead::Unreadable, nSide, strFolderPath,
+                Notice(&nFolderRead, SideRead::Unreadable, nSide, strFolderPath,
                     FormatText("The folder \"%s\" could not be read to its end: %s.", strFolderPath, ErrorText(errno)));
             }
             break;
@@ -224,17 +236,17 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
                     && it->second.strDateKey + it->second.strSizeText < marker->strDateKey + marker->strSizeText) {
                     it->second = *marker;
                 }
-            } else if (std::strcmp(pName, kEmptyListingMarker) == 0 && pFolder->nRead[nSide] == SideRead::Full) {
-                pFolder->nRead[nSide] = SideRead::ListingEmpty;
+            } else if (std::strcmp(pName, kEmptyListingMarker) == 0 && nFolderRead == SideRead::Full) {
+                nFolderRead = SideRead::ListingEmpty;
             } else if (std::strcmp(pName, kPartialListingMarker) == 0) {
-                pFolder->nRead[nSide] = SideRead::ListingPartial;
+                nFolderRead = SideRead::ListingPartial;
             }
             continue;
         }
         struct stat info
         { };
         if (::fstatat(nFolderFd, pName, &info, AT_SYMLINK_NOFOLLOW) != 0) {
-            Notice(pFolder, SideRead::Unreadable, nSide, strPath,
+            Notice(&nFolderRead, SideRead::Unreadable, nSide, strPath,
                 FormatText("\"%s\" cannot be examined: %s.", strPath, ErrorText(errno)));
             continue;
         }
@@ -261,68 +273,58 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
         entries.push_back(std::move(entry));
     }
 
-    // Every entry of the folder shares the folder's texts.
-    const CSharedText strSharedFolder(strFolderPath);
-    const CSharedText strSharedShowPath(nSide == SIDE_RIGHT ? strShowPath : QString());
     static const CSharedText kSharedUnknownVersion(kUnknownVersion);
-    for (const Entry& entry : entries) {
+    // Entries are recorded in place and folders descended into as they come: no record moves once made.
+    scanned.reserve(entries.size());
+    for (Entry& entry : entries) {
         const QString strPath = JoinPath(strFolderPath, entry.strName);
-        CFileItemPtr pItem = NewItem();
-        pItem->strName = entry.strName;
-        pItem->indent = nDepth + 1;
-        pItem->strPaths[nSide] = strSharedFolder;
-        pItem->strShowPaths[nSide] = strSharedShowPath;
+        ScannedEntry& record = scanned.emplace_back();
+        record.strName = std::move(entry.strName);
         if (!entry.bFolder) {
             ++m_nFiles;
-            pItem->kind = KIND_FILE;
-            pItem->status = nSide == SIDE_LEFT ? FILE_LEFT_ONLY : FILE_RIGHT_ONLY;
-            const auto marker = entry.nSize == 0 ? markers.find(entry.strName) : markers.end();
+            const auto marker = entry.nSize == 0 ? markers.find(record.strName) : markers.end();
             if (marker != markers.end()) {
-                pItem->strSize[nSide] = SharedMarkerText(MarkerSizeText(marker->second));
-                pItem->strTime[nSide] = SharedMarkerText(MarkerTimeText(marker->second));
-                pItem->strVersion[nSide] = kSharedUnknownVersion;
-                pItem->nAttrSource = ATTR_FROM_MARKER;
+                record.strSize = SharedMarkerText(MarkerSizeText(marker->second));
+                record.strTime = SharedMarkerText(MarkerTimeText(marker->second));
+                record.strVersion = kSharedUnknownVersion;
+                record.nAttrSource = ATTR_FROM_MARKER;
             } else {
-                pItem->strSize[nSide] = SizeText(entry.nSize);
-                pItem->strTime[nSide] = TimeText(entry.nModified);
-                if (MayHaveVersionResource(entry.strName) && !entry.bUnreadable) {
-                    pItem->strVersion[nSide] = VersionText(strPath, entry.info);
+                record.strSize = SizeText(entry.nSize);
+                record.strTime = TimeText(entry.nModified);
+                if (MayHaveVersionResource(record.strName) && !entry.bUnreadable) {
+                    record.strVersion = VersionText(strPath, entry.info);
                 }
                 if (m_pCache != nullptr) {
                     // The status is at hand now: the comparison need not look at the file again.
                     if (const std::optional<std::uint32_t> nCrc = m_pCache->RecallCrc(StampOf(entry.info))) {
-                        pItem->bKnownCrc[nSide] = true;
-                        pItem->nKnownCrc[nSide] = *nCrc;
+                        record.bKnownCrc = true;
+                        record.nKnownCrc = *nCrc;
                     }
                 }
-                pItem->nAttrSource = ATTR_FROM_FILE;
+                record.nAttrSource = ATTR_FROM_FILE;
             }
             if (entry.bUnreadable) {
-                Notice(pItem.get(), SideRead::Unreadable, nSide, strPath,
+                Notice(&record.nRead, SideRead::Unreadable, nSide, strPath,
                     FormatText("The file \"%s\" cannot be read: %s.", strPath, ErrorText(EACCES)));
             }
-            AddItem(std::move(pItem), pFolder);
             continue;
         }
 
-        pItem->kind = KIND_DIR;
-        pItem->status = nSide == SIDE_LEFT ? DIR_LEFT_ONLY : DIR_RIGHT_ONLY;
+        record.bFolder = true;
         if (entry.bLink && !IsInsideRoot(strPath)) {
             // Whatever lies outside the compared folder is not the user's to compare, copy or delete here.
-            Notice(pItem.get(), SideRead::LinkNotFollowed, nSide, strPath,
+            Notice(&record.nRead, SideRead::LinkNotFollowed, nSide, strPath,
                 FormatText("\"%s\" is a link to a folder outside the compared folder; it is not followed.", strPath));
-            AddItem(std::move(pItem), pFolder);
             continue;
         }
-        const QByteArray encodedName = QFile::encodeName(entry.strName);
+        const QByteArray encodedName = QFile::encodeName(record.strName);
         const int nChildFd = ::openat(nFolderFd, encodedName.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         const int nOpenError = errno;
-        pItem->bListed[nSide] = nChildFd >= 0 && IsListed(nChildFd);
-        const bool bDescend = pItem->bListed[nSide] && bRecursive;
-        pItem->bExpanded[nSide] = bDescend;
-        CFileItem* pChild = AddItem(std::move(pItem), pFolder);
+        record.bListed = nChildFd >= 0 && IsListed(nChildFd);
+        const bool bDescend = record.bListed && bRecursive;
+        record.bExpanded = bDescend;
         if (nChildFd < 0) {
-            Notice(pChild, SideRead::Unreadable, nSide, strPath,
+            Notice(&record.nRead, SideRead::Unreadable, nSide, strPath,
                 FormatText("The folder \"%s\" cannot be read: %s.", strPath, ErrorText(nOpenError)));
             continue;
         }
@@ -333,16 +335,60 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QSt
                 [&](const FolderId& id) { return id.nDevice == childInfo.st_dev && id.nInode == childInfo.st_ino; });
         if (!bDescend || bCycle || nDepth + 1 >= kMaxDepth) {
             if (bCycle || nDepth + 1 >= kMaxDepth) {
-                pChild->bExpanded[nSide] = false;
-                Notice(pChild, SideRead::LinkNotFollowed, nSide, strPath,
+                record.bExpanded = false;
+                Notice(&record.nRead, SideRead::LinkNotFollowed, nSide, strPath,
                     FormatText(
                         "\"%s\" leads back into a folder above it, or lies too deep; it is not followed.", strPath));
             }
             ::close(nChildFd);
             continue;
         }
-        ScanOpenFolder(nChildFd, pChild, strPath, JoinPath(strShowPath, entry.strName), nDepth + 1, nSide, bRecursive);
+        record.pChildren = std::make_unique<std::vector<ScannedEntry>>();
+        ScanOpenFolder(nChildFd, *record.pChildren, record.nRead, strPath, JoinPath(strShowPath, record.strName),
+            nDepth + 1, nSide, bRecursive);
     }
     ::closedir(pDir);
     m_ancestors.pop_back();
+}
+
+void AddScannedEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFolderPath,
+    const QString& strShowPath, int nDepth, int nSide)
+{
+    if (pFolder->nRead[nSide] == SideRead::Full) {
+        pFolder->nRead[nSide] = folder.nRead;
+    }
+    // Every entry of the folder shares the folder's texts.
+    const CSharedText strSharedFolder(strFolderPath);
+    const CSharedText strSharedShowPath(nSide == SIDE_RIGHT ? strShowPath : QString());
+    for (ScannedEntry& entry : folder.entries) {
+        CFileItemPtr pItem = NewItem();
+        pItem->strName = entry.strName;
+        pItem->indent = nDepth + 1;
+        pItem->strPaths[nSide] = strSharedFolder;
+        pItem->strShowPaths[nSide] = strSharedShowPath;
+        pItem->nRead[nSide] = entry.nRead;
+        if (!entry.bFolder) {
+            pItem->kind = KIND_FILE;
+            pItem->status = nSide == SIDE_LEFT ? FILE_LEFT_ONLY : FILE_RIGHT_ONLY;
+            pItem->strSize[nSide] = std::move(entry.strSize);
+            pItem->strTime[nSide] = std::move(entry.strTime);
+            pItem->strVersion[nSide] = std::move(entry.strVersion);
+            pItem->bKnownCrc[nSide] = entry.bKnownCrc;
+            pItem->nKnownCrc[nSide] = entry.nKnownCrc;
+            pItem->nAttrSource = entry.nAttrSource;
+            AddItem(std::move(pItem), pFolder);
+            continue;
+        }
+        pItem->kind = KIND_DIR;
+        pItem->status = nSide == SIDE_LEFT ? DIR_LEFT_ONLY : DIR_RIGHT_ONLY;
+        pItem->bListed[nSide] = entry.bListed;
+        pItem->bExpanded[nSide] = entry.bExpanded;
+        CFileItem* pChild = AddItem(std::move(pItem), pFolder);
+        if (entry.pChildren) {
+            ScannedFolder children { std::move(*entry.pChildren), SideRead::Full };
+            entry.pChildren.reset();
+            AddScannedEntries(std::move(children), pChild, JoinPath(strFolderPath, entry.strName),
+                JoinPath(strShowPath, entry.strName), nDepth + 1, nSide);
+        }
+    }
 }

@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <vector>
 
 #include <QHash>
@@ -23,6 +25,38 @@ struct ScanNotice
     QString strPath;
     QString strText; // the whole sentence
 };
+
+// One entry of a scanned folder as the scan found it: a record far smaller than the tree's item, so that one
+// side can be read whole while the other side's tree stands, and made into an item when the two are merged.
+struct ScannedEntry
+{
+    QString strName;
+    CSharedText strSize;
+    CSharedText strTime;
+    CSharedText strVersion;
+    // A folder's entries, when the scan went into it.
+    std::unique_ptr<std::vector<ScannedEntry>> pChildren;
+    std::uint32_t nKnownCrc = 0;
+    bool bFolder = false;
+    bool bKnownCrc = false;
+    bool bListed = false;
+    bool bExpanded = false;
+    std::int8_t nAttrSource = ATTR_FROM_FILE;
+    SideRead nRead = SideRead::Full;
+};
+
+// A scanned folder: its entries, and how much of it could be read.
+struct ScannedFolder
+{
+    std::vector<ScannedEntry> entries;
+    SideRead nRead = SideRead::Full;
+};
+
+// Adds the scanned entries below pFolder as side nSide, merging them with what the tree holds, and frees
+// each folder's records once its items stand. strFolderPath and strShowPath are the folder's as ScanFolder
+// takes them.
+void AddScannedEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFolderPath,
+    const QString& strShowPath, int nDepth, int nSide);
 
 // Reads one side's folder tree into the merged tree. Both sides are local folders: the user's own on the
 // left, the mirror of the FTP folder on the right, where an empty file with a marker beside it stands for
@@ -47,6 +81,11 @@ public:
     bool ScanFolder(CFileItem* pFolder, const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide,
         bool bRecursive);
 
+    // Reads the entries of strFolderPath (and with bRecursive those of every listed sub-folder) as side nSide
+    // without touching any tree; nothing when the folder itself cannot be read.
+    std::optional<ScannedFolder> ScanEntries(
+        const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive);
+
     [[nodiscard]] long long ScannedFiles() const { return m_nFiles; }
     [[nodiscard]] long long ScannedFolders() const { return m_nFolders; }
     [[nodiscard]] const std::vector<ScanNotice>& Notices() const { return m_notices; }
@@ -58,8 +97,8 @@ private:
         ino_t nInode;
     };
 
-    void ScanOpenFolder(int nFolderFd, CFileItem* pFolder, const QString& strFolderPath, const QString& strShowPath,
-        int nDepth, int nSide, bool bRecursive);
+    void ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& scanned, SideRead& nFolderRead,
+        const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive);
 
     // The version text of a file that may have one, from the cache when the file is unchanged.
     QString VersionText(const QString& strPath, const struct stat& info) const;
@@ -67,8 +106,8 @@ private:
     const CSharedText& TimeText(time_t nModified);
     // Texts read from markers, shared between the files that have them in common.
     CSharedText SharedMarkerText(const QString& strText);
-    // Records a problem and marks the item it concerns as not read in full on the side.
-    void Notice(CFileItem* pItem, SideRead nRead, int nSide, const QString& strPath, const QString& strText);
+    // Records a problem and marks what it concerns (when given) as not read in full.
+    void Notice(SideRead* pRead, SideRead nRead, int nSide, const QString& strPath, const QString& strText);
     // Whether a link's target lies inside the compared folder.
     bool IsInsideRoot(const QString& strPath) const;
 

@@ -142,16 +142,15 @@ void CItemComparer::ReadContents(Decision& decision, bool bKnown) const
     decision.nBasis
         = nContents == CONTENTS_SAME || nContents == CONTENTS_DIFF ? VerdictBasis::Contents : VerdictBasis::None;
     decision.bNeedsContents = false;
-    if ((hints.read[0] && m_pCaches[0] != nullptr) || (hints.read[1] && m_pCaches[1] != nullptr)) {
-        decision.pRead = std::make_unique<CrcHints>(hints);
-    }
+    RememberReads(hints);
 }
 
-void CItemComparer::RememberReads(const Decision& decision) const
+void CItemComparer::RememberReads(const CrcHints& hints) const
 {
-    for (int nSide = 0; decision.pRead && nSide < 2; ++nSide) {
-        if (decision.pRead->read[nSide] && m_pCaches[nSide] != nullptr) {
-            m_pCaches[nSide]->RememberCrc(decision.pRead->readStamps[nSide], *decision.pRead->read[nSide]);
+    for (int nSide = 0; nSide < 2; ++nSide) {
+        if (hints.read[nSide] && m_pCaches[nSide] != nullptr) {
+            const std::lock_guard lock(m_cacheLock);
+            m_pCaches[nSide]->RememberCrc(hints.readStamps[nSide], *hints.read[nSide]);
         }
     }
 }
@@ -181,7 +180,13 @@ void CItemComparer::CompareItem(CFileItem* pItem)
 
 void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
 {
+    // Sized once: a tree of millions of items should not hold twice the room it needs while it grows.
+    size_t nItems = 0;
+    for (const CFileItem* pItem = pRoot->pFirstChild; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
+        ++nItems;
+    }
     std::vector<Decision> decisions;
+    decisions.reserve(nItems);
     std::vector<size_t> reads;
     for (CFileItem* pItem = pRoot->pFirstChild; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
         decisions.push_back(Decide(pItem));
@@ -216,7 +221,6 @@ void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
 
     for (const Decision& decision : decisions) {
         Apply(decision);
-        RememberReads(decision);
         decision.pItem->bKnownCrc[SIDE_LEFT] = decision.pItem->bKnownCrc[SIDE_RIGHT] = false;
     }
 }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "tree/FileContents.h"
@@ -42,22 +43,22 @@ private:
     struct Decision
     {
         CFileItem* pItem = nullptr;
-        int nStatus = -1;
         const char* pReason = "";
+        int nStatus = -1;
         VerdictBasis nBasis = VerdictBasis::None;
         bool bNeedsContents = false;
-        // The CRCs read for it, kept in the caches once the reading threads are done.
-        std::unique_ptr<CrcHints> pRead;
     };
 
     Decision Decide(CFileItem* pItem);
     void Apply(const Decision& decision);
-    void RememberReads(const Decision& decision) const;
+    void RememberReads(const CrcHints& hints) const;
     // With bKnown, the CRCs the scan took from the cache stand in for reading.
     void ReadContents(Decision& decision, bool bKnown) const;
 
     FileOpener m_opener;
     CCrcCache* m_pCaches[2] = { nullptr, nullptr };
+    // The caches serve one thread at a time; the reading threads take turns at them.
+    mutable std::mutex m_cacheLock;
     const std::atomic<bool>* m_pCancel = nullptr;
     int m_nComparedFiles = 0;
 };

@@ -356,17 +356,3 @@ void DeleteItem(CFileItem* pItem)
         DetachItem(pItem);
     }
 }
-
-void MergeChildren(CFileItem* pFrom, CFileItem* pInto)
-{
-    while (pFrom->pFirstChild != nullptr) {
-        CFileItemPtr pItem = DetachItem(pFrom->pFirstChild);
-        if (pItem->kind == KIND_DIR && pItem->pFirstChild != nullptr && pInto->pChildIndex) {
-            if (CFileItem* pExisting = pInto->pChildIndex->Find(KIND_DIR, pItem->strName); pExisting != nullptr) {
-                // Move the children over first: AddItem frees the incoming folder once it is merged.
-                MergeChildren(pItem.get(), pExisting);
-            }
-        }
-        AddItem(std::move(pItem), pInto);
-    }
-}

@@ -34,10 +34,6 @@ void CopySide(int nFromSide, int nToSide, CFileItem* pItem);
 // Changes an item's name and moves it to its new place among its siblings.
 void RenameItem(CFileItem* pItem, const QString& strNewName);
 
-// Moves every child of pFrom into pInto as AddItem merges entries: a folder met on both keeps one item
-// holding both folders' children; anything else is linked in whole, subtree and all. pFrom ends empty.
-void MergeChildren(CFileItem* pFrom, CFileItem* pInto);
-
 // Unlinks the item from its folder and siblings and hands it, with its subtree, to the caller.
 CFileItemPtr DetachItem(CFileItem* pItem);
 

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "common/TestFiles.h"
 #include "tree/CrcCache.h"
@@ -115,6 +116,40 @@ TEST_F(CrcCache, EntriesHoldAcrossOpeningsAndGoneFilesAreDropped)
     ASSERT_TRUE(pCache->Save(true));
     pCache = CCrcCache::Open(m_strCache, m_strLeft);
     EXPECT_FALSE(pCache->RecallCrc(StatOf(strFile)));
+}
+
+TEST_F(CrcCache, AFileMetTwiceKeepsAllItLearntAndAChecksumReadTooSoonIsNeverVouchedFor)
+{
+    const QString strFile = m_strLeft + QStringLiteral("/a.txt");
+    const QString strLink = m_strLeft + QStringLiteral("/a-link.txt");
+    ASSERT_EQ(::link(QFile::encodeName(strFile).constData(), QFile::encodeName(strLink).constData()), 0);
+    LetTheFilesSettle();
+    {
+        // Reached by two names in one run: one gave the checksum, the other the version.
+        std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+        pCache->RememberCrc(StatOf(strFile), 0xfeedU);
+        pCache->RememberVersion(StatOf(strLink), QStringLiteral("1.0"));
+        ASSERT_TRUE(pCache->Save(true));
+    }
+    std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    EXPECT_EQ(pCache->RecallCrc(StatOf(strLink)), 0xfeedU);
+    EXPECT_EQ(pCache->RecallVersion(StatOf(strFile)), QStringLiteral("1.0"));
+
+    // Read while it may still have been changing, then only its version is read again later: the new entry
+    // must not lend its later time to the checksum read too soon.
+    const QString strNew = m_strLeft + QStringLiteral("/new.txt");
+    WriteFileBytes(strNew, "new contents");
+    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    pCache->RememberCrc(StatOf(strNew), 0xbadU);
+    ASSERT_TRUE(pCache->Save(false));
+    LetTheFilesSettle();
+    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    EXPECT_FALSE(pCache->RecallCrc(StatOf(strNew)));
+    pCache->RememberVersion(StatOf(strNew), QStringLiteral("2.0"));
+    ASSERT_TRUE(pCache->Save(false));
+    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    EXPECT_EQ(pCache->RecallVersion(StatOf(strNew)), QStringLiteral("2.0"));
+    EXPECT_FALSE(pCache->RecallCrc(StatOf(strNew)));
 }
 
 TEST_F(CrcCache, ADamagedOrForeignDatabaseIsRebuiltAndNeverTrusted)
