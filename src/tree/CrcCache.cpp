@@ -97,6 +97,13 @@ sqlite3* OpenDatabase(const QString& strPath)
     return pDatabase;
 }
 
+// Whether the last call failed only because another connection holds the database: no sign of damage.
+bool IsBusy(sqlite3* pDatabase)
+{
+    const int nError = sqlite3_errcode(pDatabase);
+    return nError == SQLITE_BUSY || nError == SQLITE_LOCKED;
+}
+
 // Whether the database is ours, for this root, and whole; a new, empty one is given our tables.
 bool IsOursOrNew(sqlite3* pDatabase, const QString& strRoot)
 {
@@ -136,6 +143,8 @@ CCrcCache::CCrcCache(sqlite3* pDatabase)
 
 CCrcCache::~CCrcCache()
 {
+    // Without a save, nothing of this run is kept: closing rolls the transaction back.
+    sqlite3_finalize(m_pMerge);
     sqlite3_close(m_pDatabase);
 }
 
@@ -163,8 +172,16 @@ std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const 
             if (pCache->Load()) {
                 return pCache;
             }
+            if (IsBusy(pDatabase)) {
+                // Another comparison of this folder is writing it: this one goes without.
+                return nullptr;
+            }
         } else {
+            const bool bBusy = pDatabase != nullptr && IsBusy(pDatabase);
             sqlite3_close(pDatabase);
+            if (bBusy) {
+                return nullptr;
+            }
         }
         // Damaged, foreign or unreadable: it only ever held what can be computed again.
         Log("CCrcCache::Open::[%ld] %s is not a usable cache; it is made afresh", CurrentThreadId(), strPath);
@@ -240,22 +257,77 @@ CCrcCache::Entry* CCrcCache::Trusted(const FileStamp& stamp)
     return pEntry;
 }
 
-CCrcCache::Entry& CCrcCache::Fresh(const FileStamp& stamp)
+CCrcCache::Entry CCrcCache::Fresh(const FileStamp& stamp)
 {
     const Key key { stamp.nDevice, stamp.nInode };
-    Entry* pEntry = Loaded(key);
+    Entry entry { key, stamp.nSize, stamp.nModified, stamp.nChanged, Now(), 0, false, false, true, true };
     // What was learnt of this state of the file stays only if it could be trusted: the entry is written
     // anew, and its new time must not vouch for what was read while the file may still have been changing.
-    if (pEntry == nullptr || !Describes(*pEntry, stamp)) {
-        if (pEntry == nullptr) {
-            pEntry = &m_fresh.emplace_back();
-        }
-        *pEntry = Entry { key, stamp.nSize, stamp.nModified, stamp.nChanged, 0, 0, false, false, false, false };
+    if (const Entry* pLoaded = Loaded(key); pLoaded != nullptr && Describes(*pLoaded, stamp)) {
+        entry.nCrc = pLoaded->nCrc;
+        entry.bHasCrc = pLoaded->bHasCrc;
+        entry.bHasVersion = pLoaded->bHasVersion;
     }
-    pEntry->nWritten = Now();
-    pEntry->bSeen = true;
-    pEntry->bDirty = true;
-    return *pEntry;
+    return entry;
+}
+
+void CCrcCache::Keep(const Entry& entry)
+{
+    if (Entry* pLoaded = Loaded(entry.key)) {
+        *pLoaded = entry;
+        return;
+    }
+    // A file not known before is written at once, inside the transaction that Save ends: a first comparison
+    // of a big tree would otherwise hold all its new entries in memory. A file met twice in one run (a hard
+    // link) is written twice: what both learnt of one state of it is kept together, and a newer state
+    // replaces an older one whole.
+    if (m_bWriteFailed || !Begin()) {
+        return;
+    }
+    if (m_pMerge == nullptr
+        && sqlite3_prepare_v2(m_pDatabase,
+               "INSERT INTO files VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) ON CONFLICT(device, inode) DO UPDATE SET"
+               " crc = CASE WHEN size = ?3 AND mtime = ?4 AND ctime = ?5 THEN COALESCE(?7, crc) ELSE ?7 END,"
+               " version = CASE WHEN size = ?3 AND mtime = ?4 AND ctime = ?5 THEN COALESCE(?8, version) ELSE ?8 END,"
+               " written = ?6, size = ?3, mtime = ?4, ctime = ?5",
+               -1, &m_pMerge, nullptr)
+            != SQLITE_OK) {
+        m_bWriteFailed = true;
+        return;
+    }
+    m_bWriteFailed = !Write(entry, m_pMerge);
+}
+
+bool CCrcCache::Begin()
+{
+    if (!m_bInTransaction) {
+        m_bInTransaction = Execute(m_pDatabase, "BEGIN IMMEDIATE");
+        m_bWriteFailed = !m_bInTransaction;
+    }
+    return m_bInTransaction;
+}
+
+bool CCrcCache::Write(const Entry& entry, sqlite3_stmt* pInsert)
+{
+    sqlite3_bind_int64(pInsert, 1, static_cast<sqlite3_int64>(entry.key.nDevice));
+    sqlite3_bind_int64(pInsert, 2, static_cast<sqlite3_int64>(entry.key.nInode));
+    sqlite3_bind_int64(pInsert, 3, entry.nSize);
+    sqlite3_bind_int64(pInsert, 4, entry.nModified);
+    sqlite3_bind_int64(pInsert, 5, entry.nChanged);
+    sqlite3_bind_int64(pInsert, 6, entry.nWritten);
+    if (entry.bHasCrc) {
+        sqlite3_bind_int64(pInsert, 7, entry.nCrc);
+    } else {
+        sqlite3_bind_null(pInsert, 7);
+    }
+    if (entry.bHasVersion) {
+        BindText(pInsert, 8, m_versions.at(entry.key));
+    } else {
+        sqlite3_bind_null(pInsert, 8);
+    }
+    const bool bOk = sqlite3_step(pInsert) == SQLITE_DONE;
+    sqlite3_reset(pInsert);
+    return bOk;
 }
 
 std::optional<std::uint32_t> CCrcCache::RecallCrc(const FileStamp& stamp)
@@ -266,9 +338,10 @@ std::optional<std::uint32_t> CCrcCache::RecallCrc(const FileStamp& stamp)
 
 void CCrcCache::RememberCrc(const FileStamp& stamp, std::uint32_t nCrc)
 {
-    Entry& entry = Fresh(stamp);
+    Entry entry = Fresh(stamp);
     entry.nCrc = nCrc;
     entry.bHasCrc = true;
+    Keep(entry);
 }
 
 std::optional<QString> CCrcCache::RecallVersion(const FileStamp& stamp)
@@ -282,62 +355,33 @@ std::optional<QString> CCrcCache::RecallVersion(const FileStamp& stamp)
 
 void CCrcCache::RememberVersion(const FileStamp& stamp, const QString& strVersion)
 {
-    Fresh(stamp).bHasVersion = true;
-    m_versions[{ stamp.nDevice, stamp.nInode }] = strVersion;
+    Entry entry = Fresh(stamp);
+    entry.bHasVersion = true;
+    m_versions[entry.key] = strVersion;
+    Keep(entry);
 }
 
 bool CCrcCache::Save(bool bWhole)
 {
     const bool bGone
         = bWhole && std::any_of(m_entries.begin(), m_entries.end(), [](const Entry& entry) { return !entry.bSeen; });
-    const bool bChanges = !m_fresh.empty()
+    const bool bChanges = m_bInTransaction
         || std::any_of(m_entries.begin(), m_entries.end(), [](const Entry& entry) { return entry.bDirty; });
     if (!bChanges && !bGone) {
         return true;
     }
-    if (!Execute(m_pDatabase, "BEGIN IMMEDIATE")) {
+    if (!Begin()) {
         return false;
     }
-    // A loaded entry holds all that is known of its file. A fresh one may come twice, when one run met the
-    // file twice (a hard link): what both learnt of one state of the file is kept together, and a newer
-    // state replaces an older one whole.
+    // A loaded entry holds all that is known of its file.
     CStatement replace(m_pDatabase, "INSERT OR REPLACE INTO files VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)");
-    CStatement merge(m_pDatabase,
-        "INSERT INTO files VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) ON CONFLICT(device, inode) DO UPDATE SET"
-        " crc = CASE WHEN size = ?3 AND mtime = ?4 AND ctime = ?5 THEN COALESCE(?7, crc) ELSE ?7 END,"
-        " version = CASE WHEN size = ?3 AND mtime = ?4 AND ctime = ?5 THEN COALESCE(?8, version) ELSE ?8 END,"
-        " written = ?6, size = ?3, mtime = ?4, ctime = ?5");
     CStatement remove(m_pDatabase, "DELETE FROM files WHERE device = ?1 AND inode = ?2");
-    bool bOk = replace.IsValid() && merge.IsValid() && remove.IsValid();
-    const auto write = [&](Entry& entry, sqlite3_stmt* pInsert) {
-        if (!bOk || !entry.bDirty) {
-            return;
-        }
-        sqlite3_bind_int64(pInsert, 1, static_cast<sqlite3_int64>(entry.key.nDevice));
-        sqlite3_bind_int64(pInsert, 2, static_cast<sqlite3_int64>(entry.key.nInode));
-        sqlite3_bind_int64(pInsert, 3, entry.nSize);
-        sqlite3_bind_int64(pInsert, 4, entry.nModified);
-        sqlite3_bind_int64(pInsert, 5, entry.nChanged);
-        sqlite3_bind_int64(pInsert, 6, entry.nWritten);
-        if (entry.bHasCrc) {
-            sqlite3_bind_int64(pInsert, 7, entry.nCrc);
-        } else {
-            sqlite3_bind_null(pInsert, 7);
-        }
-        if (entry.bHasVersion) {
-            BindText(pInsert, 8, m_versions.at(entry.key));
-        } else {
-            sqlite3_bind_null(pInsert, 8);
-        }
-        bOk = sqlite3_step(pInsert) == SQLITE_DONE;
-        sqlite3_reset(pInsert);
-        entry.bDirty = false;
-    };
+    bool bOk = !m_bWriteFailed && replace.IsValid() && remove.IsValid();
     for (Entry& entry : m_entries) {
-        write(entry, replace.Get());
-    }
-    for (Entry& entry : m_fresh) {
-        write(entry, merge.Get());
+        if (bOk && entry.bDirty) {
+            bOk = Write(entry, replace.Get());
+            entry.bDirty = false;
+        }
     }
     for (const Entry& entry : m_entries) {
         if (!bOk || !bGone || entry.bSeen) {
@@ -348,6 +392,8 @@ bool CCrcCache::Save(bool bWhole)
         bOk = sqlite3_step(remove.Get()) == SQLITE_DONE;
         sqlite3_reset(remove.Get());
     }
+    m_bInTransaction = false;
+    m_bWriteFailed = false;
     if (!bOk || !Execute(m_pDatabase, "COMMIT")) {
         Execute(m_pDatabase, "ROLLBACK");
         return false;
@@ -360,8 +406,6 @@ bool CCrcCache::Save(bool bWhole)
             return !entry.bSeen;
         });
     }
-    // What this run learnt is recalled from the next opening on, as it was within this one.
-    m_fresh.clear();
     for (Entry& entry : m_entries) {
         entry.bSeen = false;
     }

@@ -2,7 +2,6 @@
 
 #include <compare>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -13,6 +12,7 @@
 #include <sys/stat.h>
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 // What identifies one state of a file: if any of it changed, so may have its contents.
 struct FileStamp
@@ -88,15 +88,21 @@ private:
     static bool Describes(const Entry& entry, const FileStamp& stamp);
     // The entry that still describes the file, or null.
     Entry* Trusted(const FileStamp& stamp);
-    Entry& Fresh(const FileStamp& stamp);
+    // The entry that the file in that state gets now, with what is already known of that state.
+    Entry Fresh(const FileStamp& stamp);
+    // Stores the entry: a loaded one in memory until Save, a new one in the database at once.
+    void Keep(const Entry& entry);
+    bool Begin();
+    bool Write(const Entry& entry, sqlite3_stmt* pInsert);
 
     sqlite3* m_pDatabase = nullptr;
-    // A big tree's cache holds millions of entries: the loaded ones in one array sorted by key, the ones
-    // learnt in this run appended as they come, unindexed. A file met twice (a hard link) may be there
-    // twice; saving merges them.
+    // A big tree's cache holds millions of entries: the loaded ones sit in one array sorted by key.
     std::vector<Entry> m_entries;
-    std::deque<Entry> m_fresh;
     std::unordered_map<Key, QString, KeyHash> m_versions;
+    sqlite3_stmt* m_pMerge = nullptr;
+    bool m_bInTransaction = false;
+    // A new entry could not be written: the save fails, and nothing of this run is kept.
+    bool m_bWriteFailed = false;
 };
 
 // Where the comparison keeps its caches: "Quorvel/crc" in the user's cache folder.

@@ -98,6 +98,9 @@ TEST_F(CrcCache, EntriesHoldAcrossOpeningsAndGoneFilesAreDropped)
 {
     const QString strFile = m_strLeft + QStringLiteral("/a.txt");
     LetTheFilesSettle();
+    // A comparison that ends without saving (cancelled, failed) leaves nothing of what it learnt.
+    CCrcCache::Open(m_strCache, m_strLeft)->RememberCrc(StatOf(strFile), 0x5555U);
+    EXPECT_FALSE(CCrcCache::Open(m_strCache, m_strLeft)->RecallCrc(StatOf(strFile)));
     {
         std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
         ASSERT_TRUE(pCache);
