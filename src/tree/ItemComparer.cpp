@@ -1,5 +1,6 @@
 #include "tree/ItemComparer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <system_error>
 #include <thread>
@@ -205,18 +206,22 @@ void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
             ReadContents(decisions[reads[i]], true);
         }
     };
-    std::vector<std::thread> helpers;
-    const size_t nHelpers = std::min<size_t>(reads.size() / 2, nThreads > 1 ? static_cast<size_t>(nThreads - 1) : 0);
-    for (size_t i = 0; i < nHelpers; ++i) {
+    // With more than one reader the calling thread only waits: the CRC caches, which serve one thread at a
+    // time, are then passed between the readers alone, under their lock.
+    std::vector<std::thread> readers;
+    const size_t nReaders = std::min<size_t>(reads.size() / 2, static_cast<size_t>(std::max(nThreads, 1)));
+    for (size_t i = 0; nReaders > 1 && i < nReaders; ++i) {
         try {
-            helpers.emplace_back(worker);
+            readers.emplace_back(worker);
         } catch (const std::system_error&) {
             break; // fewer threads than asked for: the ones there are finish the work
         }
     }
-    worker();
-    for (std::thread& helper : helpers) {
-        helper.join();
+    if (readers.empty()) {
+        worker();
+    }
+    for (std::thread& reader : readers) {
+        reader.join();
     }
 
     for (const Decision& decision : decisions) {
