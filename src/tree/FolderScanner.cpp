@@ -273,6 +273,11 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
         entries.push_back(std::move(entry));
     }
 
+    // In the order the tree keeps, the merge places each entry from where the one before it went.
+    std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
+        return PrecedesAsSibling(
+            a.bFolder ? KIND_DIR : KIND_FILE, a.strName, b.bFolder ? KIND_DIR : KIND_FILE, b.strName);
+    });
     static const CSharedText kSharedUnknownVersion(kUnknownVersion);
     // Entries are recorded in place and folders descended into as they come: no record moves once made.
     scanned.reserve(entries.size());
@@ -360,35 +365,42 @@ void AddScannedEntries(ScannedFolder folder, CFileItem* pFolder, const QString& 
     // Every entry of the folder shares the folder's texts.
     const CSharedText strSharedFolder(strFolderPath);
     const CSharedText strSharedShowPath(nSide == SIDE_RIGHT ? strShowPath : QString());
+    CSiblingIndex::Cursor cursor;
     for (ScannedEntry& entry : folder.entries) {
-        CFileItemPtr pItem = NewItem();
-        pItem->strName = entry.strName;
-        pItem->indent = nDepth + 1;
-        pItem->strPaths[nSide] = strSharedFolder;
-        pItem->strShowPaths[nSide] = strSharedShowPath;
-        pItem->nRead[nSide] = entry.nRead;
+        const int nKind = entry.bFolder ? KIND_DIR : KIND_FILE;
+        const CSiblingIndex::Place place = LocateChild(pFolder, cursor, nKind, entry.strName);
+        // An entry that meets its namesake from the other side is merged from the stack: most of the second
+        // side's entries do, and need no item of their own.
+        CFileItemPtr pNew = place.pMatch == nullptr ? NewItem() : nullptr;
+        std::optional<CFileItem> incoming;
+        CFileItem& item = pNew ? *pNew : incoming.emplace();
+        const QString strChildPath = entry.bFolder ? JoinPath(strFolderPath, entry.strName) : QString();
+        const QString strChildShowPath = entry.bFolder ? JoinPath(strShowPath, entry.strName) : QString();
+        item.strName = std::move(entry.strName);
+        item.kind = static_cast<std::int8_t>(nKind);
+        item.indent = static_cast<std::int16_t>(nDepth + 1);
+        item.strPaths[nSide] = strSharedFolder;
+        item.strShowPaths[nSide] = strSharedShowPath;
+        item.nRead[nSide] = entry.nRead;
         if (!entry.bFolder) {
-            pItem->kind = KIND_FILE;
-            pItem->status = nSide == SIDE_LEFT ? FILE_LEFT_ONLY : FILE_RIGHT_ONLY;
-            pItem->strSize[nSide] = std::move(entry.strSize);
-            pItem->strTime[nSide] = std::move(entry.strTime);
-            pItem->strVersion[nSide] = std::move(entry.strVersion);
-            pItem->bKnownCrc[nSide] = entry.bKnownCrc;
-            pItem->nKnownCrc[nSide] = entry.nKnownCrc;
-            pItem->nAttrSource = entry.nAttrSource;
-            AddItem(std::move(pItem), pFolder);
-            continue;
+            item.status = nSide == SIDE_LEFT ? FILE_LEFT_ONLY : FILE_RIGHT_ONLY;
+            item.strSize[nSide] = std::move(entry.strSize);
+            item.strTime[nSide] = std::move(entry.strTime);
+            item.strVersion[nSide] = std::move(entry.strVersion);
+            item.bKnownCrc[nSide] = entry.bKnownCrc;
+            item.nKnownCrc[nSide] = entry.nKnownCrc;
+            item.nAttrSource = entry.nAttrSource;
+        } else {
+            item.status = nSide == SIDE_LEFT ? DIR_LEFT_ONLY : DIR_RIGHT_ONLY;
+            item.bListed[nSide] = entry.bListed;
+            item.bExpanded[nSide] = entry.bExpanded;
         }
-        pItem->kind = KIND_DIR;
-        pItem->status = nSide == SIDE_LEFT ? DIR_LEFT_ONLY : DIR_RIGHT_ONLY;
-        pItem->bListed[nSide] = entry.bListed;
-        pItem->bExpanded[nSide] = entry.bExpanded;
-        CFileItem* pChild = AddItem(std::move(pItem), pFolder);
+        CFileItem* pChild
+            = pNew ? LinkChild(std::move(pNew), pFolder, place, cursor) : MergeChild(place.pMatch, item, cursor);
         if (entry.pChildren) {
             ScannedFolder children { std::move(*entry.pChildren), SideRead::Full };
             entry.pChildren.reset();
-            AddScannedEntries(std::move(children), pChild, JoinPath(strFolderPath, entry.strName),
-                JoinPath(strShowPath, entry.strName), nDepth + 1, nSide);
+            AddScannedEntries(std::move(children), pChild, strChildPath, strChildShowPath, nDepth + 1, nSide);
         }
     }
 }

@@ -49,13 +49,18 @@ int CompareNames(int nRankA, const QString& strA, int nRankB, const QString& str
 
 } // namespace
 
-bool CSiblingIndex::Order::operator()(const CFileItem* pA, const CFileItem* pB) const
+bool PrecedesAsSibling(int nKindA, const QString& strA, int nKindB, const QString& strB)
 {
-    const int nOrder = CompareNames(Rank(pA->kind), pA->strName, Rank(pB->kind), pB->strName);
+    const int nOrder = CompareNames(Rank(nKindA), strA, Rank(nKindB), strB);
     if (nOrder != 0) {
         return nOrder < 0;
     }
-    return QString::compare(pA->strName, pB->strName, Qt::CaseSensitive) < 0;
+    return QString::compare(strA, strB, Qt::CaseSensitive) < 0;
+}
+
+bool CSiblingIndex::Order::operator()(const CFileItem* pA, const CFileItem* pB) const
+{
+    return PrecedesAsSibling(pA->kind, pA->strName, pB->kind, pB->strName);
 }
 
 bool CSiblingIndex::Order::operator()(const CFileItem* pItem, const Probe& probe) const
@@ -87,13 +92,35 @@ CSiblingIndex::Place CSiblingIndex::Locate(int nKind, const QString& strName) co
     // the match; without one, a new item goes where any spelling of the name would.
     const bool bExact = CurrentNameMatching() == NameMatching::CaseSensitive;
     const Probe probe { Rank(nKind), strName, bExact };
-    const auto next = m_items.lower_bound(probe);
+    return PlaceAt(m_items.lower_bound(probe), probe);
+}
+
+CSiblingIndex::Place CSiblingIndex::Locate(Cursor& cursor, int nKind, const QString& strName) const
+{
+    const bool bExact = CurrentNameMatching() == NameMatching::CaseSensitive;
+    const Probe probe { Rank(nKind), strName, bExact };
+    const Order order;
+    auto next = cursor.m_bSet ? cursor.m_next : m_items.end();
+    if (!cursor.m_bSet || (next != m_items.begin() && !order(*std::prev(next), probe))) {
+        next = m_items.lower_bound(probe);
+    } else {
+        while (next != m_items.end() && order(*next, probe)) {
+            ++next;
+        }
+    }
+    cursor.m_next = next;
+    cursor.m_bSet = true;
+    return PlaceAt(next, probe);
+}
+
+CSiblingIndex::Place CSiblingIndex::PlaceAt(Items::const_iterator next, const Probe& probe) const
+{
     if (next == m_items.end()) {
         return {};
     }
     const CFileItem* pNext = *next;
-    const bool bMatch = CompareNames(Rank(pNext->kind), pNext->strName, probe.nRank, strName) == 0
-        && (!bExact || pNext->strName == strName);
+    const bool bMatch = CompareNames(Rank(pNext->kind), pNext->strName, probe.nRank, probe.strName) == 0
+        && (!probe.bExact || pNext->strName == probe.strName);
     return bMatch ? Place { *next, nullptr } : Place { nullptr, *next };
 }
 
@@ -102,6 +129,19 @@ void CSiblingIndex::Insert(CFileItem* pItem)
     const auto [it, bInserted] = m_items.insert(pItem);
     if (!bInserted) {
         m_items.insert(m_items.erase(it), pItem);
+    }
+}
+
+void CSiblingIndex::Insert(Cursor& cursor, CFileItem* pItem)
+{
+    if (!cursor.m_bSet) {
+        Insert(pItem);
+        return;
+    }
+    const auto it = m_items.insert(cursor.m_next, pItem);
+    if (*it != pItem) {
+        m_items.insert(m_items.erase(it), pItem);
+        cursor.Reset();
     }
 }
 

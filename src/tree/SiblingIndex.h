@@ -6,6 +6,9 @@
 
 struct CFileItem;
 
+// Whether a child of kind nKindA named strA stands before one of kind nKindB named strB among its siblings.
+[[nodiscard]] bool PrecedesAsSibling(int nKindA, const QString& strA, int nKindB, const QString& strB);
+
 // The children of one folder, ordered as the sibling list is: folders before files, then by case-folded
 // name, then by exact name. Looking up a child and finding where a new one goes both cost O(log n), where
 // walking the sibling list would make merging a folder of n entries cost O(n²). The index holds only
@@ -26,8 +29,16 @@ public:
     };
     [[nodiscard]] Place Locate(int nKind, const QString& strName) const;
 
-    // Takes the place of an indexed namesake, if there is one.
+    // Where the last look-up through it ended. Children that come in sibling order are each found from where
+    // the one before them stood, so that merging a folder of n entries costs O(n) instead of O(n log n);
+    // one that comes out of order is looked up afresh.
+    class Cursor;
+    [[nodiscard]] Place Locate(Cursor& cursor, int nKind, const QString& strName) const;
+
+    // Takes the place of an indexed namesake, if there is one. Through a cursor the item goes where the
+    // cursor's last look-up placed it.
     void Insert(CFileItem* pItem);
+    void Insert(Cursor& cursor, CFileItem* pItem);
     void Erase(const CFileItem* pItem);
 
 private:
@@ -48,5 +59,20 @@ private:
         bool operator()(const Probe& probe, const CFileItem* pItem) const;
     };
 
-    std::set<CFileItem*, Order> m_items;
+    using Items = std::set<CFileItem*, Order>;
+    [[nodiscard]] Place PlaceAt(Items::const_iterator next, const Probe& probe) const;
+
+    Items m_items;
+};
+
+class CSiblingIndex::Cursor
+{
+public:
+    // To be called when an item the cursor may stand on is renamed or taken out.
+    void Reset() { m_bSet = false; }
+
+private:
+    friend class CSiblingIndex;
+    Items::const_iterator m_next;
+    bool m_bSet = false;
 };

@@ -170,21 +170,41 @@ CFileItem* FindByPath(const QString& strFullName, CFileItem* pStart, int nKind)
 
 CFileItem* AddItem(CFileItemPtr pNew, CFileItem* pParent)
 {
-    pNew->fParent = pParent;
-    CSiblingIndex& index = ChildIndex(pParent);
-    const CSiblingIndex::Place place = index.Locate(pNew->kind, pNew->strName);
-    if (CFileItem* pExisting = place.pMatch; pExisting != nullptr) {
-        if (pNew->kind == KIND_DIR) {
-            MergeFolder(pExisting, *pNew);
-        } else {
-            MergeFile(pExisting, *pNew);
-        }
-        LogFull("AddItem::[%ld] %s merged, status=%d", CurrentThreadId(), pExisting->strName, pExisting->status);
-        return pExisting;
+    CSiblingIndex::Cursor cursor;
+    const CSiblingIndex::Place place = LocateChild(pParent, cursor, pNew->kind, pNew->strName);
+    if (place.pMatch != nullptr) {
+        return MergeChild(place.pMatch, *pNew, cursor);
     }
+    return LinkChild(std::move(pNew), pParent, place, cursor);
+}
+
+CSiblingIndex::Place LocateChild(CFileItem* pParent, CSiblingIndex::Cursor& cursor, int nKind, const QString& strName)
+{
+    return ChildIndex(pParent).Locate(cursor, nKind, strName);
+}
+
+CFileItem* MergeChild(CFileItem* pExisting, const CFileItem& incoming, CSiblingIndex::Cursor& cursor)
+{
+    if (pExisting->strName != incoming.strName) {
+        // Merging may rename the item the cursor stands on.
+        cursor.Reset();
+    }
+    if (incoming.kind == KIND_DIR) {
+        MergeFolder(pExisting, incoming);
+    } else {
+        MergeFile(pExisting, incoming);
+    }
+    LogFull("AddItem::[%ld] %s merged, status=%d", CurrentThreadId(), pExisting->strName, pExisting->status);
+    return pExisting;
+}
+
+CFileItem* LinkChild(
+    CFileItemPtr pNew, CFileItem* pParent, const CSiblingIndex::Place& place, CSiblingIndex::Cursor& cursor)
+{
     CFileItem* pItem = pNew.release();
+    pItem->fParent = pParent;
     LinkBefore(pItem, place.pSuccessor, pParent);
-    index.Insert(pItem);
+    ChildIndex(pParent).Insert(cursor, pItem);
     LogFull("AddItem::[%ld] %s added, status=%d", CurrentThreadId(), pItem->strName, pItem->status);
     return pItem;
 }

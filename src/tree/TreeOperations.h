@@ -1,12 +1,21 @@
 #pragma once
 
 #include "tree/FileItem.h"
+#include "tree/SiblingIndex.h"
 
 // Merges one side's entry into the children of pParent. An entry whose kind and name a child already has
 // is merged into that child (met from the other side it becomes a both-sides item, met again from the
 // same side it takes the newer values) and freed; otherwise it is linked in at its place in the order.
 // Returns the item that now stands for the entry.
 CFileItem* AddItem(CFileItemPtr pNew, CFileItem* pParent);
+
+// The steps of AddItem, for entries that come in sibling order (each is placed from where the one before it
+// went, the cursor belonging to pParent's children) and that are built only once it is known whether they
+// are new: where the entry goes, then merging it into its namesake or linking it in at that place.
+CSiblingIndex::Place LocateChild(CFileItem* pParent, CSiblingIndex::Cursor& cursor, int nKind, const QString& strName);
+CFileItem* MergeChild(CFileItem* pExisting, const CFileItem& incoming, CSiblingIndex::Cursor& cursor);
+CFileItem* LinkChild(
+    CFileItemPtr pNew, CFileItem* pParent, const CSiblingIndex::Place& place, CSiblingIndex::Cursor& cursor);
 
 // The first sibling from pFirst on of that kind whose name matches.
 CFileItem* FindSibling(int nKind, const QString& strName, CFileItem* pFirst);

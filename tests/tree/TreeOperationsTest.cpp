@@ -147,25 +147,45 @@ TEST(TreeMerge, AFileAndAFolderOfOneNameAreTwoItems)
     EXPECT_EQ(tree.Root()->pLastChild->status, FILE_UNKNOWN);
 }
 
+// Names that mix case and hold letters that fold to ASCII, to two letters, or to other non-ASCII ones.
+QStringList RandomNames(std::mt19937& random, int nCount)
+{
+    static const QStringList kOdd { QStringLiteral("\u212A"), QStringLiteral("\u017F"), QStringLiteral("\u00DF"),
+        QStringLiteral("\u00C9"), QStringLiteral("\u00E9"), QStringLiteral("k") };
+    QStringList names;
+    for (int i = 0; i < nCount; ++i) {
+        QString name = QString::number(random() % 100000, 36);
+        if (random() % 2 == 0) {
+            name = name.toUpper();
+        }
+        if (random() % 4 == 0) {
+            name.insert(static_cast<qsizetype>(random() % (name.size() + 1)), kOdd[random() % kOdd.size()]);
+        }
+        names.append(name);
+    }
+    return names;
+}
+
+// Every child, in order, with its kind, status and the folder it has on each side.
+QStringList Describe(const CFileItem* pFolder)
+{
+    QStringList lines;
+    for (const CFileItem* pItem = pFolder->pFirstChild; pItem != nullptr; pItem = pItem->pNext) {
+        lines.append(QStringLiteral("%1 %2 %3 %4 %5")
+                         .arg(pItem->strName)
+                         .arg(pItem->kind)
+                         .arg(pItem->status)
+                         .arg(pItem->strPaths[SIDE_LEFT].Text(), pItem->strPaths[SIDE_RIGHT].Text()));
+    }
+    return lines;
+}
+
 TEST(TreeMerge, ManyEntriesInRandomOrderEndSortedAndIndexed)
 {
     for (const NameMatching matching : { NameMatching::CaseSensitive, NameMatching::CaseInsensitive }) {
         const NameRuleScope rule(matching);
         std::mt19937 random(42);
-        QStringList names;
-        for (int i = 0; i < 3000; ++i) {
-            QString name = QString::number(random() % 100000, 36);
-            if (random() % 2 == 0) {
-                name = name.toUpper();
-            }
-            if (random() % 4 == 0) {
-                // Letters that fold to ASCII, to two letters, or to other non-ASCII ones.
-                static const QStringList kOdd { QStringLiteral("\u212A"), QStringLiteral("\u017F"),
-                    QStringLiteral("\u00DF"), QStringLiteral("\u00C9"), QStringLiteral("\u00E9"), QStringLiteral("k") };
-                name.insert(static_cast<qsizetype>(random() % (name.size() + 1)), kOdd[random() % kOdd.size()]);
-            }
-            names.append(name);
-        }
+        const QStringList names = RandomNames(random, 3000);
         CFileTree tree;
         for (const QString& name : names) {
             AddItem(Entry(random() % 5 == 0 ? KIND_DIR : KIND_FILE, static_cast<int>(random() % 2), name), tree.Root());
@@ -180,6 +200,47 @@ TEST(TreeMerge, ManyEntriesInRandomOrderEndSortedAndIndexed)
             ASSERT_FALSE(pItem->kind == pNext->kind && NamesMatch(pItem->strName, pNext->strName))
                 << "duplicate sibling";
         }
+    }
+}
+
+TEST(TreeMerge, EntriesPlacedThroughACursorMergeAsOneByOne)
+{
+    // A side comes in sibling order, with now and then an entry out of order, case twins that merge into one
+    // item, and right-side spellings that rename the item the cursor stands on.
+    for (const NameMatching matching : { NameMatching::CaseSensitive, NameMatching::CaseInsensitive }) {
+        const NameRuleScope rule(matching);
+        std::mt19937 random(7);
+        CFileTree oneByOne;
+        CFileTree throughCursor;
+        for (const int nSide : { SIDE_LEFT, SIDE_RIGHT }) {
+            QStringList names = RandomNames(random, 2000);
+            for (int i = 0; i < 200; ++i) {
+                names.append(names[static_cast<qsizetype>(random() % names.size())].toLower());
+            }
+            std::vector<std::pair<int, QString>> entries;
+            for (const QString& name : names) {
+                entries.emplace_back(random() % 5 == 0 ? KIND_DIR : KIND_FILE, name);
+            }
+            std::sort(entries.begin(), entries.end(),
+                [](const auto& a, const auto& b) { return PrecedesAsSibling(a.first, a.second, b.first, b.second); });
+            for (int i = 0; i < 50; ++i) {
+                std::swap(entries[random() % entries.size()], entries[random() % entries.size()]);
+            }
+            CSiblingIndex::Cursor cursor;
+            const QString strFolder = nSide == SIDE_LEFT ? QStringLiteral("/l") : QStringLiteral("/r");
+            for (const auto& [nKind, name] : entries) {
+                AddItem(Entry(nKind, nSide, name, strFolder), oneByOne.Root());
+                CFileItemPtr pNew = Entry(nKind, nSide, name, strFolder);
+                const CSiblingIndex::Place place = LocateChild(throughCursor.Root(), cursor, nKind, name);
+                if (place.pMatch != nullptr) {
+                    MergeChild(place.pMatch, *pNew, cursor);
+                } else {
+                    LinkChild(std::move(pNew), throughCursor.Root(), place, cursor);
+                }
+            }
+        }
+        ExpectConsistentLinks(throughCursor.Root());
+        ASSERT_EQ(Describe(throughCursor.Root()), Describe(oneByOne.Root()));
     }
 }
 
