@@ -18,8 +18,12 @@ namespace {
 // Bumped whenever the table changes; a database of another format is rebuilt, never read.
 constexpr const char* kFormat = "quorvel-crc-cache 1";
 constexpr std::int64_t kDistrustNs = 2'000'000'000;
+// Fewer bytes than any row of ours takes in the file: its header and its three times alone take more.
+constexpr sqlite3_int64 kMinRowBytes = 32;
 
-constexpr const char* kSchema = "CREATE TABLE meta(key TEXT PRIMARY KEY, value TEXT NOT NULL);"
+// Large pages: the whole table is read at every comparison, and each page read is a system call.
+constexpr const char* kSchema = "PRAGMA page_size = 65536;"
+                                "CREATE TABLE meta(key TEXT PRIMARY KEY, value TEXT NOT NULL);"
                                 "CREATE TABLE files(device INTEGER NOT NULL, inode INTEGER NOT NULL,"
                                 " size INTEGER NOT NULL, mtime INTEGER NOT NULL, ctime INTEGER NOT NULL,"
                                 " written INTEGER NOT NULL, crc INTEGER, version TEXT,"
@@ -194,11 +198,15 @@ std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const 
 
 bool CCrcCache::Load()
 {
-    CStatement count(m_pDatabase, "SELECT COUNT(*) FROM files");
-    if (!count.IsValid() || sqlite3_step(count.Get()) != SQLITE_ROW) {
+    // A row of ours takes more bytes in the file than this, so the file's size bounds the number of entries:
+    // the array is reserved once (an odd file with more rows only makes it grow), and its pages never
+    // written cost nothing.
+    CStatement bytes(m_pDatabase, "SELECT page_count * page_size FROM pragma_page_count(), pragma_page_size()");
+    if (!bytes.IsValid() || sqlite3_step(bytes.Get()) != SQLITE_ROW) {
         return false;
     }
-    m_entries.reserve(static_cast<size_t>(std::max<sqlite3_int64>(0, sqlite3_column_int64(count.Get(), 0))));
+    m_entries.reserve(
+        static_cast<size_t>(std::max<sqlite3_int64>(0, sqlite3_column_int64(bytes.Get(), 0)) / kMinRowBytes));
     // Every page of the table is read here: a damaged one fails the load, and the cache is made afresh.
     CStatement rows(m_pDatabase, "SELECT device, inode, size, mtime, ctime, written, crc, version FROM files");
     if (!rows.IsValid()) {

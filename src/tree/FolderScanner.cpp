@@ -198,6 +198,8 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
         return;
     }
 
+    // Most entries need no path of their own: it is made only for the few that do.
+    const auto pathOf = [&strFolderPath](const QString& strName) { return JoinPath(strFolderPath, strName); };
     std::vector<Entry> entries;
     std::map<QString, MarkerInfo> markers;
     for (;;) {
@@ -219,13 +221,12 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
         }
         Entry entry;
         entry.strName = QFile::decodeName(pName);
-        const QString strPath = JoinPath(strFolderPath, entry.strName);
         if (IsWorkingName(entry.strName)) {
             if (nSide == SIDE_LEFT) {
-                Notice(nullptr, SideRead::Full, nSide, strPath,
+                Notice(nullptr, SideRead::Full, nSide, pathOf(entry.strName),
                     FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\" are kept for this "
                                "program's own working files.",
-                        strPath));
+                        pathOf(entry.strName)));
                 continue;
             }
             // Markers describe the mirror only: a user's own folder has no placeholders.
@@ -246,21 +247,21 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
         struct stat info
         { };
         if (::fstatat(nFolderFd, pName, &info, AT_SYMLINK_NOFOLLOW) != 0) {
-            Notice(&nFolderRead, SideRead::Unreadable, nSide, strPath,
-                FormatText("\"%s\" cannot be examined: %s.", strPath, ErrorText(errno)));
+            Notice(&nFolderRead, SideRead::Unreadable, nSide, pathOf(entry.strName),
+                FormatText("\"%s\" cannot be examined: %s.", pathOf(entry.strName), ErrorText(errno)));
             continue;
         }
         if (S_ISLNK(info.st_mode)) {
             entry.bLink = true;
             if (::fstatat(nFolderFd, pName, &info, 0) != 0) {
                 // A link to nothing has no contents to compare or copy.
-                Log("ScanFolder::[%ld] %s is a link to nothing, left out", CurrentThreadId(), strPath);
+                Log("ScanFolder::[%ld] %s is a link to nothing, left out", CurrentThreadId(), pathOf(entry.strName));
                 continue;
             }
         }
         if (!S_ISDIR(info.st_mode) && !S_ISREG(info.st_mode)) {
             // Pipes, sockets and devices have no contents to compare or transfer.
-            Log("ScanFolder::[%ld] %s is not a regular file, left out", CurrentThreadId(), strPath);
+            Log("ScanFolder::[%ld] %s is not a regular file, left out", CurrentThreadId(), pathOf(entry.strName));
             continue;
         }
         entry.bFolder = S_ISDIR(info.st_mode);
@@ -282,7 +283,6 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
     // Entries are recorded in place and folders descended into as they come: no record moves once made.
     scanned.reserve(entries.size());
     for (Entry& entry : entries) {
-        const QString strPath = JoinPath(strFolderPath, entry.strName);
         ScannedEntry& record = scanned.emplace_back();
         record.strName = std::move(entry.strName);
         if (!entry.bFolder) {
@@ -297,7 +297,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
                 record.strSize = SizeText(entry.nSize);
                 record.strTime = TimeText(entry.nModified);
                 if (MayHaveVersionResource(record.strName) && !entry.bUnreadable) {
-                    record.strVersion = VersionText(strPath, entry.info);
+                    record.strVersion = VersionText(pathOf(record.strName), entry.info);
                 }
                 if (m_pCache != nullptr) {
                     // The status is at hand now: the comparison need not look at the file again.
@@ -309,6 +309,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
                 record.nAttrSource = ATTR_FROM_FILE;
             }
             if (entry.bUnreadable) {
+                const QString strPath = pathOf(record.strName);
                 Notice(&record.nRead, SideRead::Unreadable, nSide, strPath,
                     FormatText("The file \"%s\" cannot be read: %s.", strPath, ErrorText(EACCES)));
             }
@@ -316,6 +317,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
         }
 
         record.bFolder = true;
+        const QString strPath = pathOf(record.strName);
         if (entry.bLink && !IsInsideRoot(strPath)) {
             // Whatever lies outside the compared folder is not the user's to compare, copy or delete here.
             Notice(&record.nRead, SideRead::LinkNotFollowed, nSide, strPath,
