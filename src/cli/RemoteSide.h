@@ -74,6 +74,12 @@ class CFolderComparison;
 // is first listed into its mirror.
 struct CliComparison
 {
+    CliComparison() = default;
+    CliComparison(const CliComparison&) = delete;
+    CliComparison& operator=(const CliComparison&) = delete;
+    // Leaves the comparison to the end of the process.
+    ~CliComparison();
+
     std::optional<CRemoteSide> remote;
     std::unique_ptr<CFolderComparison> pComparison;
 };
