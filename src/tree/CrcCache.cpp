@@ -386,19 +386,18 @@ bool CCrcCache::Save(bool bWhole)
     CStatement remove(m_pDatabase, "DELETE FROM files WHERE device = ?1 AND inode = ?2");
     bool bOk = !m_bWriteFailed && replace.IsValid() && remove.IsValid();
     for (Entry& entry : m_entries) {
-        if (bOk && entry.bDirty) {
+        if (!bOk) {
+            break;
+        }
+        if (entry.bDirty) {
             bOk = Write(entry, replace.Get());
             entry.bDirty = false;
+        } else if (bGone && !entry.bSeen) {
+            sqlite3_bind_int64(remove.Get(), 1, static_cast<sqlite3_int64>(entry.key.nDevice));
+            sqlite3_bind_int64(remove.Get(), 2, static_cast<sqlite3_int64>(entry.key.nInode));
+            bOk = sqlite3_step(remove.Get()) == SQLITE_DONE;
+            sqlite3_reset(remove.Get());
         }
-    }
-    for (const Entry& entry : m_entries) {
-        if (!bOk || !bGone || entry.bSeen) {
-            continue;
-        }
-        sqlite3_bind_int64(remove.Get(), 1, static_cast<sqlite3_int64>(entry.key.nDevice));
-        sqlite3_bind_int64(remove.Get(), 2, static_cast<sqlite3_int64>(entry.key.nInode));
-        bOk = sqlite3_step(remove.Get()) == SQLITE_DONE;
-        sqlite3_reset(remove.Get());
     }
     m_bInTransaction = false;
     m_bWriteFailed = false;

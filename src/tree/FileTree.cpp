@@ -7,17 +7,6 @@
 
 namespace {
 
-int CountItems(const CFileItem* pRoot)
-{
-    int nCount = 0;
-    const CFileItem* pItem = pRoot->pFirstChild;
-    while (pItem != nullptr) {
-        ++nCount;
-        pItem = NextInPreOrder(pItem, pRoot);
-    }
-    return nCount;
-}
-
 template <typename... Args> void LogTarget(std::string_view fmt, const Args&... args)
 {
     if (IsLogEnabled()) {
@@ -46,7 +35,7 @@ CFileItem* CFileTree::GetTreeItem(int nIndex) const
     if (m_rowLookup) {
         return m_rowLookup(nIndex);
     }
-    const int nTotal = CountItems(m_pRoot.get());
+    const int nTotal = static_cast<int>(CountItems(m_pRoot.get()));
     if (nIndex < 0 || nIndex >= nTotal) {
         Log("GetTreeItem:: index passed in out of range. nIndex=%d, total items=%d", nIndex, nTotal);
         return nullptr;

@@ -34,6 +34,20 @@ constexpr const char* kUnlistedDummy = "$quorveldummy01";
 // Bounds the tables of shared texts: past it a table starts again, which costs sharing, never correctness.
 constexpr qsizetype kMaxSharedTexts = 1 << 16;
 
+// The text the table shares for the key, made by makeText the first time.
+template <typename Key, typename MakeText>
+const CSharedText& SharedTextFor(QHash<Key, CSharedText>& table, const Key& key, const MakeText& makeText)
+{
+    auto it = table.find(key);
+    if (it == table.end()) {
+        if (table.size() >= kMaxSharedTexts) {
+            table.clear();
+        }
+        it = table.insert(key, CSharedText(makeText()));
+    }
+    return *it;
+}
+
 struct Entry
 {
     QString strName;
@@ -103,26 +117,12 @@ QString CFolderScanner::VersionText(const QString& strPath, const struct stat& i
 
 const CSharedText& CFolderScanner::SizeText(off_t nSize)
 {
-    auto it = m_sizeTexts.find(nSize);
-    if (it == m_sizeTexts.end()) {
-        if (m_sizeTexts.size() >= kMaxSharedTexts) {
-            m_sizeTexts.clear();
-        }
-        it = m_sizeTexts.insert(nSize, CSharedText(MakeSizeText(static_cast<std::uint64_t>(nSize))));
-    }
-    return *it;
+    return SharedTextFor(m_sizeTexts, nSize, [nSize] { return MakeSizeText(static_cast<std::uint64_t>(nSize)); });
 }
 
-CSharedText CFolderScanner::SharedMarkerText(const QString& strText)
+const CSharedText& CFolderScanner::SharedMarkerText(const QString& strText)
 {
-    auto it = m_markerTexts.find(strText);
-    if (it == m_markerTexts.end()) {
-        if (m_markerTexts.size() >= kMaxSharedTexts) {
-            m_markerTexts.clear();
-        }
-        it = m_markerTexts.insert(strText, CSharedText(strText));
-    }
-    return *it;
+    return SharedTextFor(m_markerTexts, strText, [&strText] { return strText; });
 }
 
 void CFolderScanner::Notice(SideRead* pRead, SideRead nRead, int nSide, const QString& strPath, const QString& strText)
@@ -223,10 +223,11 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
         entry.strName = QFile::decodeName(pName);
         if (IsWorkingName(entry.strName)) {
             if (nSide == SIDE_LEFT) {
-                Notice(nullptr, SideRead::Full, nSide, pathOf(entry.strName),
+                const QString strPath = pathOf(entry.strName);
+                Notice(nullptr, SideRead::Full, nSide, strPath,
                     FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\" are kept for this "
                                "program's own working files.",
-                        pathOf(entry.strName)));
+                        strPath));
                 continue;
             }
             // Markers describe the mirror only: a user's own folder has no placeholders.
@@ -247,8 +248,10 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
         struct stat info
         { };
         if (::fstatat(nFolderFd, pName, &info, AT_SYMLINK_NOFOLLOW) != 0) {
-            Notice(&nFolderRead, SideRead::Unreadable, nSide, pathOf(entry.strName),
-                FormatText("\"%s\" cannot be examined: %s.", pathOf(entry.strName), ErrorText(errno)));
+            const int nError = errno;
+            const QString strPath = pathOf(entry.strName);
+            Notice(&nFolderRead, SideRead::Unreadable, nSide, strPath,
+                FormatText("\"%s\" cannot be examined: %s.", strPath, ErrorText(nError)));
             continue;
         }
         if (S_ISLNK(info.st_mode)) {

@@ -105,7 +105,7 @@ private:
     // Files written together share their minute: their time texts share one string.
     const CSharedText& TimeText(time_t nModified);
     // Texts read from markers, shared between the files that have them in common.
-    CSharedText SharedMarkerText(const QString& strText);
+    const CSharedText& SharedMarkerText(const QString& strText);
     // Records a problem and marks what it concerns (when given) as not read in full.
     void Notice(SideRead* pRead, SideRead nRead, int nSide, const QString& strPath, const QString& strText);
     // Whether a link's target lies inside the compared folder.

@@ -11,6 +11,7 @@
 #include "tree/FileItem.h"
 #include "tree/FileTexts.h"
 #include "tree/TreeDump.h"
+#include "tree/TreeOperations.h"
 
 namespace {
 
@@ -181,13 +182,9 @@ void CItemComparer::CompareItem(CFileItem* pItem)
 
 void CItemComparer::CompareTree(CFileItem* pRoot, int nThreads)
 {
-    // Sized once: a tree of millions of items should not hold twice the room it needs while it grows.
-    size_t nItems = 0;
-    for (const CFileItem* pItem = pRoot->pFirstChild; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
-        ++nItems;
-    }
     std::vector<Decision> decisions;
-    decisions.reserve(nItems);
+    // Sized once: a tree of millions of items should not hold twice the room it needs while it grows.
+    decisions.reserve(CountItems(pRoot));
     std::vector<size_t> reads;
     for (CFileItem* pItem = pRoot->pFirstChild; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
         decisions.push_back(Decide(pItem));

@@ -252,6 +252,15 @@ CFileItem* FindDirByPath(const QString& strFullName, CFileItem* pItem)
     return nullptr;
 }
 
+size_t CountItems(const CFileItem* pRoot)
+{
+    size_t nCount = 0;
+    for (const CFileItem* pItem = pRoot->pFirstChild; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
+        ++nCount;
+    }
+    return nCount;
+}
+
 CFileItem* NumberItems(CFileItem* pRoot)
 {
     if (pRoot == nullptr) {

@@ -27,6 +27,8 @@ CFileItem* FindAnyByPath(const QString& strFullName, CFileItem* pStart);
 // The same for a folder, among the siblings of pItem only.
 CFileItem* FindDirByPath(const QString& strFullName, CFileItem* pItem);
 
+// How many items stand below pRoot, at any depth.
+size_t CountItems(const CFileItem* pRoot);
 // Numbers every item below pRoot in pre-order from 0; returns the first item.
 CFileItem* NumberItems(CFileItem* pRoot);
 CFileItem* FindItemByIndex(CFileItem* pRoot, int nIndex);
