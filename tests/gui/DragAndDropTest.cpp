@@ -131,11 +131,13 @@ TEST_F(DragAndDrop, FilesFromTheFileManagerGoIntoTheFolderUnderTheCursorAndPaste
 
 TEST_F(DragAndDrop, AnFtpFileIsDownloadedToBeEditedAndSentBackWhenSavedIfTheUserSaysSo)
 {
-    // The editor records the file it was given.
+    // The editor records the file it was given, whole or not at all: the test polls for the record and must
+    // never read it half written.
     const QString strTools = MakeTestFolder(QStringLiteral("gui-editor"));
     const QString strRecord = strTools + QStringLiteral("/edited");
-    WriteFileBytes(
-        strTools + QStringLiteral("/editor"), "#!/bin/sh\nprintf '%s' \"$1\" > " + strRecord.toUtf8() + "\n");
+    WriteFileBytes(strTools + QStringLiteral("/editor"),
+        "#!/bin/sh\nprintf '%s' \"$1\" > " + strRecord.toUtf8() + ".part && mv " + strRecord.toUtf8() + ".part "
+            + strRecord.toUtf8() + "\n");
     QFile::setPermissions(strTools + QStringLiteral("/editor"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     CSettingsStore store;
     store.WriteString("Settings", "EditorProgram", strTools + QStringLiteral("/editor"));
