@@ -75,58 +75,52 @@ ComparisonOutcome CFolderComparison::Run(
     m_tree.SetRootPath(SIDE_LEFT, m_strFolders[SIDE_LEFT]);
     m_tree.SetRootPath(SIDE_RIGHT, m_strFolders[SIDE_RIGHT]);
 
-    // The two sides are read at once, the right one into records a fraction of an item's size, and then
-    // merged: reading a folder is mostly waiting on the system, and the merge gives the tree that scanning one
-    // side after the other does, without two whole trees standing at once.
-    std::optional<ScannedFolder> rightScanned;
-    CFolderScanner leftScanner(progress);
-    CFolderScanner rightScanner(progress);
+    // The two sides are read at once into records a fraction of an item's size, and then merged: reading a
+    // folder is mostly waiting on the system, and building the items is not.
+    std::optional<ScannedFolder> scanned[2];
+    CFolderScanner scanners[2] { CFolderScanner(progress), CFolderScanner(progress) };
     // Each side's cache is loaded by the thread that scans the side.
     std::unique_ptr<CCrcCache> caches[2];
-    const auto openCache = [&](int side, CFolderScanner& scanner) {
-        if (!m_strCacheFolder.isEmpty()) {
-            caches[side] = CCrcCache::Open(m_strCacheFolder, m_strFolders[side]);
-            scanner.SetCrcCache(caches[side].get());
-        }
-    };
-    leftScanner.SetCancel(pCancel);
-    rightScanner.SetCancel(pCancel);
     m_comparer.SetCancel(pCancel);
     const auto cancelled = [pCancel] { return pCancel != nullptr && pCancel->load(); };
-    auto scanRight = [&] {
-        openCache(SIDE_RIGHT, rightScanner);
-        rightScanned = rightScanner.ScanEntries(m_strFolders[SIDE_RIGHT], m_strRightShowPath, -1, SIDE_RIGHT, true);
+    const auto scan = [&](int side) {
+        scanners[side].SetCancel(pCancel);
+        if (!m_strCacheFolder.isEmpty()) {
+            caches[side] = CCrcCache::Open(m_strCacheFolder, m_strFolders[side]);
+            scanners[side].SetCrcCache(caches[side].get());
+        }
+        scanned[side] = scanners[side].ScanEntries(
+            m_strFolders[side], side == SIDE_RIGHT ? m_strRightShowPath : m_strFolders[side], -1, side, true);
     };
     std::thread rightReader;
     try {
-        rightReader = std::thread(scanRight);
+        rightReader = std::thread(scan, SIDE_RIGHT);
     } catch (const std::system_error&) {
         // No thread to be had: the right side is read after the left.
     }
-    openCache(SIDE_LEFT, leftScanner);
-    const bool bLeftRead
-        = leftScanner.ScanFolder(m_tree.Root(), m_strFolders[SIDE_LEFT], m_strFolders[SIDE_LEFT], -1, SIDE_LEFT, true);
+    scan(SIDE_LEFT);
     if (rightReader.joinable()) {
         rightReader.join();
     } else {
-        scanRight();
+        scan(SIDE_RIGHT);
     }
     for (int side = 0; side < 2; ++side) {
-        if (!(side == SIDE_LEFT ? bLeftRead : rightScanned.has_value())) {
+        if (!scanned[side]) {
             return { false, FormatText("The %s folder \"%s\" cannot be read.", kSideNames[side], m_strFolders[side]) };
         }
     }
-    AddScannedEntries(
-        std::move(*rightScanned), m_tree.Root(), m_strFolders[SIDE_RIGHT], m_strRightShowPath, -1, SIDE_RIGHT);
-    rightScanned.reset();
-    // The records were made and freed on the right side's thread, whose memory this thread does not reuse:
-    // handing the pages back keeps the peak at one tree.
+    AddScannedSides({ std::move(*scanned[SIDE_LEFT]), std::move(*scanned[SIDE_RIGHT]) }, m_tree.Root(),
+        { m_strFolders[SIDE_LEFT], m_strFolders[SIDE_RIGHT] }, m_strRightShowPath, nThreads);
+    scanned[SIDE_LEFT].reset();
+    scanned[SIDE_RIGHT].reset();
+    // The records were made and freed on several threads, whose memory the next comparison's threads may not
+    // reuse: handing the pages back keeps the peak at one tree.
     ::malloc_trim(0);
-    m_notices = leftScanner.Notices();
-    m_notices.insert(m_notices.end(), rightScanner.Notices().begin(), rightScanner.Notices().end());
+    m_notices = scanners[SIDE_LEFT].Notices();
+    m_notices.insert(m_notices.end(), scanners[SIDE_RIGHT].Notices().begin(), scanners[SIDE_RIGHT].Notices().end());
     Log("CFolderComparison::Run::[%ld] scanned %lld files in %lld folders", CurrentThreadId(),
-        leftScanner.ScannedFiles() + rightScanner.ScannedFiles(),
-        leftScanner.ScannedFolders() + rightScanner.ScannedFolders());
+        scanners[SIDE_LEFT].ScannedFiles() + scanners[SIDE_RIGHT].ScannedFiles(),
+        scanners[SIDE_LEFT].ScannedFolders() + scanners[SIDE_RIGHT].ScannedFolders());
     if (cancelled()) {
         return { false, QStringLiteral("The comparison was cancelled.") };
     }

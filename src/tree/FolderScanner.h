@@ -10,6 +10,7 @@
 #include <QString>
 
 #include "tree/FileItem.h"
+#include "tree/ScannedMerge.h"
 
 class CCrcCache;
 
@@ -25,38 +26,6 @@ struct ScanNotice
     QString strPath;
     QString strText; // the whole sentence
 };
-
-// One entry of a scanned folder as the scan found it: a record far smaller than the tree's item, so that one
-// side can be read whole while the other side's tree stands, and made into an item when the two are merged.
-struct ScannedEntry
-{
-    QString strName;
-    CSharedText strSize;
-    CSharedText strTime;
-    CSharedText strVersion;
-    // A folder's entries, when the scan went into it.
-    std::unique_ptr<std::vector<ScannedEntry>> pChildren;
-    std::uint32_t nKnownCrc = 0;
-    bool bFolder = false;
-    bool bKnownCrc = false;
-    bool bListed = false;
-    bool bExpanded = false;
-    std::int8_t nAttrSource = ATTR_FROM_FILE;
-    SideRead nRead = SideRead::Full;
-};
-
-// A scanned folder: its entries, and how much of it could be read.
-struct ScannedFolder
-{
-    std::vector<ScannedEntry> entries;
-    SideRead nRead = SideRead::Full;
-};
-
-// Adds the scanned entries below pFolder as side nSide, merging them with what the tree holds, and frees
-// each folder's records once its items stand. strFolderPath and strShowPath are the folder's as ScanFolder
-// takes them.
-void AddScannedEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFolderPath,
-    const QString& strShowPath, int nDepth, int nSide);
 
 // Reads one side's folder tree into the merged tree. Both sides are local folders: the user's own on the
 // left, the mirror of the FTP folder on the right, where an empty file with a marker beside it stands for

@@ -6,6 +6,7 @@
 #include "common/TestFiles.h"
 #include "tree/FileTree.h"
 #include "tree/NameRules.h"
+#include "tree/ScannedMerge.h"
 #include "tree/TreeOperations.h"
 
 using testing::ElementsAre;
@@ -241,6 +242,112 @@ TEST(TreeMerge, EntriesPlacedThroughACursorMergeAsOneByOne)
         }
         ExpectConsistentLinks(throughCursor.Root());
         ASSERT_EQ(Describe(throughCursor.Root()), Describe(oneByOne.Root()));
+    }
+}
+
+// A side's scan of a random tree: names from a small set, so that the sides meet, and case twins that the
+// name rules may merge into one item; nDepth limits how far folders go down.
+std::vector<ScannedEntry> RandomScan(std::mt19937& random, int nLevel, int nDepth)
+{
+    std::vector<ScannedEntry> entries(nLevel == 0 ? 60 : random() % (16 / nLevel + 1));
+    for (ScannedEntry& entry : entries) {
+        entry.strName = QString::number(random() % 24, 36);
+        if (random() % 3 == 0) {
+            entry.strName = entry.strName.toUpper();
+        }
+        entry.bFolder = nLevel < nDepth && random() % 3 == 0;
+        if (entry.bFolder) {
+            entry.bListed = entry.bExpanded = random() % 8 != 0;
+            if (entry.bExpanded) {
+                entry.pChildren = std::make_unique<std::vector<ScannedEntry>>(RandomScan(random, nLevel + 1, nDepth));
+            }
+        } else {
+            entry.strSize = QString::number(random() % 4);
+            entry.nRead = random() % 16 == 0 ? SideRead::Unreadable : SideRead::Full;
+        }
+    }
+    std::sort(entries.begin(), entries.end(), [](const ScannedEntry& a, const ScannedEntry& b) {
+        return PrecedesAsSibling(
+            a.bFolder ? KIND_DIR : KIND_FILE, a.strName, b.bFolder ? KIND_DIR : KIND_FILE, b.strName);
+    });
+    return entries;
+}
+
+std::vector<ScannedEntry> CopyScan(const std::vector<ScannedEntry>& entries)
+{
+    std::vector<ScannedEntry> copy(entries.size());
+    for (size_t i = 0; i < entries.size(); ++i) {
+        copy[i].strName = entries[i].strName;
+        copy[i].strSize = entries[i].strSize;
+        copy[i].bFolder = entries[i].bFolder;
+        copy[i].bListed = entries[i].bListed;
+        copy[i].bExpanded = entries[i].bExpanded;
+        copy[i].nRead = entries[i].nRead;
+        if (entries[i].pChildren) {
+            copy[i].pChildren = std::make_unique<std::vector<ScannedEntry>>(CopyScan(*entries[i].pChildren));
+        }
+    }
+    return copy;
+}
+
+// Every item below pFolder in pre-order, with what each side says of it.
+void DescribeTree(const CFileItem* pFolder, QStringList& lines)
+{
+    for (const CFileItem* pItem = pFolder->pFirstChild; pItem != nullptr; pItem = pItem->pNext) {
+        lines.append(QStringLiteral("%1 %2 %3 %4 | %5 %6 %7 %8 | %9 %10 %11")
+                         .arg(pItem->indent)
+                         .arg(pItem->strName)
+                         .arg(pItem->kind)
+                         .arg(pItem->status)
+                         .arg(pItem->strPaths[SIDE_LEFT].Text(), pItem->strPaths[SIDE_RIGHT].Text(),
+                             pItem->strShowPaths[SIDE_RIGHT].Text(), pItem->strSize[SIDE_LEFT].Text(),
+                             pItem->strSize[SIDE_RIGHT].Text())
+                         .arg(static_cast<int>(pItem->nRead[SIDE_LEFT]))
+                         .arg(static_cast<int>(pItem->nRead[SIDE_RIGHT])));
+        ExpectConsistentLinks(pItem);
+        DescribeTree(pItem, lines);
+    }
+}
+
+TEST(TreeMerge, BothSidesMergedOnSeveralThreadsGiveTheTreeOfOneSideAfterTheOther)
+{
+    // Wide trees split at their top, a narrow one splits further down, and a chain of single folders deeper
+    // than any split is merged whole.
+    for (const NameMatching matching : { NameMatching::CaseSensitive, NameMatching::CaseInsensitive }) {
+        const NameRuleScope rule(matching);
+        for (const int nDepth : { 1, 5 }) {
+            std::mt19937 random(static_cast<unsigned>(nDepth) * 11);
+            std::array<std::vector<ScannedEntry>, 2> scans;
+            for (std::vector<ScannedEntry>& scan : scans) {
+                scan = RandomScan(random, 0, nDepth);
+                std::vector<ScannedEntry>* pLevel = &scan;
+                for (int i = 0; i < 12; ++i) {
+                    ScannedEntry& link = pLevel->emplace_back();
+                    link.strName = i % 2 == 0 ? QStringLiteral("Chain") : QStringLiteral("chain");
+                    link.bFolder = link.bListed = link.bExpanded = true;
+                    link.pChildren = std::make_unique<std::vector<ScannedEntry>>();
+                    pLevel = link.pChildren.get();
+                }
+                pLevel->emplace_back().strName = QStringLiteral("end");
+            }
+            const std::array<QString, 2> roots { QStringLiteral("/left"), QStringLiteral("/mirror") };
+            CFileTree serial;
+            AddScannedEntries(
+                { CopyScan(scans[SIDE_LEFT]) }, serial.Root(), roots[SIDE_LEFT], roots[SIDE_LEFT], -1, SIDE_LEFT);
+            AddScannedEntries({ CopyScan(scans[SIDE_RIGHT]) }, serial.Root(), roots[SIDE_RIGHT], QStringLiteral("/www"),
+                -1, SIDE_RIGHT);
+            QStringList expected;
+            DescribeTree(serial.Root(), expected);
+            for (const int nThreads : { 1, 3 }) {
+                CFileTree parallel;
+                AddScannedSides(
+                    { ScannedFolder { CopyScan(scans[SIDE_LEFT]) }, ScannedFolder { CopyScan(scans[SIDE_RIGHT]) } },
+                    parallel.Root(), roots, QStringLiteral("/www"), nThreads);
+                QStringList lines;
+                DescribeTree(parallel.Root(), lines);
+                ASSERT_EQ(lines, expected) << "threads " << nThreads << ", depth " << nDepth;
+            }
+        }
     }
 }
 
