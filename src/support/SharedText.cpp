@@ -60,3 +60,53 @@ void CSharedText::Release()
     }
     m_pNode = nullptr;
 }
+
+namespace {
+
+// Copies paid for at once: far fewer writes of a shared count, and far from its limit.
+constexpr int kCopiesPaidAtOnce = 1024;
+
+} // namespace
+
+CSharedTextSource::CSharedTextSource(CSharedTextSource&& other) noexcept
+    : m_text(std::move(other.m_text))
+    , m_nPaid(std::exchange(other.m_nPaid, 0))
+{ }
+
+CSharedTextSource& CSharedTextSource::operator=(CSharedTextSource&& other) noexcept
+{
+    if (this != &other) {
+        PayBack();
+        m_text = std::move(other.m_text);
+        m_nPaid = std::exchange(other.m_nPaid, 0);
+    }
+    return *this;
+}
+
+CSharedTextSource::~CSharedTextSource()
+{
+    PayBack();
+}
+
+CSharedText CSharedTextSource::Copy()
+{
+    CSharedText::Node* pNode = m_text.m_pNode;
+    if (pNode == nullptr) {
+        return {};
+    }
+    if (m_nPaid == 0) {
+        pNode->nRefs.fetch_add(kCopiesPaidAtOnce, std::memory_order_relaxed);
+        m_nPaid = kCopiesPaidAtOnce;
+    }
+    --m_nPaid;
+    return CSharedText(pNode);
+}
+
+void CSharedTextSource::PayBack()
+{
+    // The source's own copy keeps the count above what it pays back.
+    if (m_nPaid > 0) {
+        m_text.m_pNode->nRefs.fetch_sub(m_nPaid, std::memory_order_acq_rel);
+        m_nPaid = 0;
+    }
+}

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <vector>
 
+#include <QHash>
 #include <QString>
 
 // An immutable text held by many owners at the cost of one pointer each, where a QString costs three: the
@@ -33,13 +35,71 @@ public:
     friend bool operator==(const CSharedText& a, QLatin1String b) { return a.Text() == b; }
 
 private:
+    friend class CSharedTextSource;
     struct Node
     {
         std::atomic<int> nRefs;
         QString strText;
     };
+    // Takes over a count already paid for.
+    explicit CSharedText(Node* pNode)
+        : m_pNode(pNode)
+    { }
     void Release();
 
     // Null for the empty text, so that the many empty fields cost nothing more.
     Node* m_pNode = nullptr;
+};
+
+// Hands out copies of one text on one thread, paying for them in the text's count a batch at a time: a
+// scan gives the same size, minute or folder to thousands of entries, and a count written for each would
+// stall the writing thread every time. What is not handed out is paid back when the source goes.
+class CSharedTextSource
+{
+public:
+    CSharedTextSource() = default;
+    explicit CSharedTextSource(CSharedText text)
+        : m_text(std::move(text))
+    { }
+    CSharedTextSource(CSharedTextSource&& other) noexcept;
+    CSharedTextSource& operator=(CSharedTextSource&& other) noexcept;
+    CSharedTextSource(const CSharedTextSource&) = delete;
+    CSharedTextSource& operator=(const CSharedTextSource&) = delete;
+    ~CSharedTextSource();
+
+    [[nodiscard]] CSharedText Copy();
+
+private:
+    void PayBack();
+
+    CSharedText m_text;
+    int m_nPaid = 0;
+};
+
+// The texts a scan shares by key (a size, a marker's text), each made once and handed out through its own
+// source. Past a bound the table starts again, which costs sharing, never correctness.
+template <typename Key> class CSharedTextTable
+{
+public:
+    // A copy of the text for the key, made by makeText the first time.
+    template <typename MakeText> CSharedText Copy(const Key& key, const MakeText& makeText)
+    {
+        auto it = m_index.constFind(key);
+        if (it == m_index.constEnd()) {
+            if (m_sources.size() >= kMaxTexts) {
+                m_index.clear();
+                m_sources.clear();
+            }
+            it = m_index.insert(key, m_sources.size());
+            m_sources.emplace_back(CSharedText(makeText()));
+        }
+        return m_sources[*it].Copy();
+    }
+
+private:
+    static constexpr size_t kMaxTexts = 1 << 16;
+
+    // The sources stand apart from the index, side by side: the index finds a key without visiting them.
+    QHash<Key, size_t> m_index;
+    std::vector<CSharedTextSource> m_sources;
 };

@@ -31,35 +31,6 @@ constexpr int kMaxDepth = 256;
 // A mirror folder whose remote contents were never listed holds these two empty files instead.
 constexpr const char* kUnlistedDummy = "$quorveldummy01";
 
-// Bounds the tables of shared texts: past it a table starts again, which costs sharing, never correctness.
-constexpr qsizetype kMaxSharedTexts = 1 << 16;
-
-// The text the table shares for the key, made by makeText the first time.
-template <typename Key, typename MakeText>
-const CSharedText& SharedTextFor(QHash<Key, CSharedText>& table, const Key& key, const MakeText& makeText)
-{
-    auto it = table.find(key);
-    if (it == table.end()) {
-        if (table.size() >= kMaxSharedTexts) {
-            table.clear();
-        }
-        it = table.insert(key, CSharedText(makeText()));
-    }
-    return *it;
-}
-
-struct Entry
-{
-    QString strName;
-    bool bFolder = false;
-    bool bLink = false;
-    bool bUnreadable = false;
-    off_t nSize = 0;
-    time_t nModified = 0;
-    struct stat info
-    { };
-};
-
 // Whether the folder's contents are known: it can be opened, and (in the mirror) it is not a folder whose
 // remote contents were never listed. Only listed folders are expanded and descended into.
 bool IsListed(int nFolderFd)
@@ -86,43 +57,57 @@ QString ErrorText(int nError)
 
 } // namespace
 
+// A folder's entry between reading it and recording it: small, as each folder's entries are sorted.
+struct CFolderScanner::ReadEntry
+{
+    QString strName;
+    FileStamp stamp;
+    time_t nModified = 0;
+    bool bFolder = false;
+    bool bLink = false;
+    bool bUnreadable = false;
+};
+
 CFolderScanner::CFolderScanner(Progress progress)
     : m_progress(std::move(progress))
+    , m_unknownVersion(CSharedText(kUnknownVersion))
 { }
 
-const CSharedText& CFolderScanner::TimeText(time_t nModified)
+CFolderScanner::~CFolderScanner() = default;
+
+CSharedText CFolderScanner::TimeText(time_t nModified)
 {
     // Local time moves in whole minutes with UTC since long before any file a user keeps was written.
     const time_t nMinute = nModified >= 0 ? nModified / 60 : -1;
     if (nMinute < 0 || nMinute != m_nCachedMinute) {
-        m_strCachedTime = MakeTimeText(nModified);
+        m_cachedTime = CSharedTextSource(MakeTimeText(nModified));
         m_nCachedMinute = nMinute;
     }
-    return m_strCachedTime;
+    return m_cachedTime.Copy();
 }
 
-QString CFolderScanner::VersionText(const QString& strPath, const struct stat& info) const
+QString CFolderScanner::VersionText(const QString& strPath, const FileStamp& stamp) const
 {
     if (m_pCache != nullptr) {
-        if (std::optional<QString> strKnown = m_pCache->RecallVersion(StampOf(info))) {
+        if (std::optional<QString> strKnown = m_pCache->RecallVersion(stamp)) {
             return *strKnown;
         }
     }
     QString strVersion = ReadVersionText(strPath);
     if (m_pCache != nullptr) {
-        m_pCache->RememberVersion(StampOf(info), strVersion);
+        m_pCache->RememberVersion(stamp, strVersion);
     }
     return strVersion;
 }
 
-const CSharedText& CFolderScanner::SizeText(off_t nSize)
+CSharedText CFolderScanner::SizeText(off_t nSize)
 {
-    return SharedTextFor(m_sizeTexts, nSize, [nSize] { return MakeSizeText(static_cast<std::uint64_t>(nSize)); });
+    return m_sizeTexts.Copy(nSize, [nSize] { return MakeSizeText(static_cast<std::uint64_t>(nSize)); });
 }
 
-const CSharedText& CFolderScanner::SharedMarkerText(const QString& strText)
+CSharedText CFolderScanner::SharedMarkerText(const QString& strText)
 {
-    return SharedTextFor(m_markerTexts, strText, [&strText] { return strText; });
+    return m_markerTexts.Copy(strText, [&strText] { return strText; });
 }
 
 void CFolderScanner::Notice(SideRead* pRead, SideRead nRead, int nSide, const QString& strPath, const QString& strText)
@@ -200,7 +185,12 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
 
     // Most entries need no path of their own: it is made only for the few that do.
     const auto pathOf = [&strFolderPath](const QString& strName) { return JoinPath(strFolderPath, strName); };
-    std::vector<Entry> entries;
+    // Each level of folders reuses the one list of entries.
+    if (m_entriesAt.size() <= static_cast<size_t>(m_ancestors.size())) {
+        m_entriesAt.resize(m_ancestors.size() + 1);
+    }
+    std::vector<ReadEntry>& entries = m_entriesAt[m_ancestors.size()];
+    entries.clear();
     std::map<QString, MarkerInfo> markers;
     for (;;) {
         if (m_pCancel != nullptr && m_pCancel->load()) {
@@ -219,7 +209,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
         if (std::strcmp(pName, ".") == 0 || std::strcmp(pName, "..") == 0) {
             continue;
         }
-        Entry entry;
+        ReadEntry entry;
         entry.strName = QFile::decodeName(pName);
         if (IsWorkingName(entry.strName)) {
             if (nSide == SIDE_LEFT) {
@@ -268,9 +258,8 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
             continue;
         }
         entry.bFolder = S_ISDIR(info.st_mode);
-        entry.nSize = info.st_size;
+        entry.stamp = StampOf(info);
         entry.nModified = info.st_mtime;
-        entry.info = info;
         // Most files can be read by anyone; only the others are asked about.
         entry.bUnreadable
             = !entry.bFolder && (info.st_mode & S_IROTH) == 0 && ::faccessat(nFolderFd, pName, R_OK, AT_EACCESS) != 0;
@@ -278,33 +267,32 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
     }
 
     // In the order the tree keeps, the merge places each entry from where the one before it went.
-    std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
+    std::sort(entries.begin(), entries.end(), [](const ReadEntry& a, const ReadEntry& b) {
         return PrecedesAsSibling(
             a.bFolder ? KIND_DIR : KIND_FILE, a.strName, b.bFolder ? KIND_DIR : KIND_FILE, b.strName);
     });
-    static const CSharedText kSharedUnknownVersion(kUnknownVersion);
     // Entries are recorded in place and folders descended into as they come: no record moves once made.
     scanned.reserve(entries.size());
-    for (Entry& entry : entries) {
+    for (ReadEntry& entry : entries) {
         ScannedEntry& record = scanned.emplace_back();
         record.strName = std::move(entry.strName);
         if (!entry.bFolder) {
             ++m_nFiles;
-            const auto marker = entry.nSize == 0 ? markers.find(record.strName) : markers.end();
+            const auto marker = entry.stamp.nSize == 0 ? markers.find(record.strName) : markers.end();
             if (marker != markers.end()) {
                 record.strSize = SharedMarkerText(MarkerSizeText(marker->second));
                 record.strTime = SharedMarkerText(MarkerTimeText(marker->second));
-                record.strVersion = kSharedUnknownVersion;
+                record.strVersion = m_unknownVersion.Copy();
                 record.nAttrSource = ATTR_FROM_MARKER;
             } else {
-                record.strSize = SizeText(entry.nSize);
+                record.strSize = SizeText(entry.stamp.nSize);
                 record.strTime = TimeText(entry.nModified);
                 if (MayHaveVersionResource(record.strName) && !entry.bUnreadable) {
-                    record.strVersion = VersionText(pathOf(record.strName), entry.info);
+                    record.strVersion = VersionText(pathOf(record.strName), entry.stamp);
                 }
                 if (m_pCache != nullptr) {
                     // The status is at hand now: the comparison need not look at the file again.
-                    if (const std::optional<std::uint32_t> nCrc = m_pCache->RecallCrc(StampOf(entry.info))) {
+                    if (const std::optional<std::uint32_t> nCrc = m_pCache->RecallCrc(entry.stamp)) {
                         record.bKnownCrc = true;
                         record.nKnownCrc = *nCrc;
                     }

@@ -6,13 +6,13 @@
 #include <optional>
 #include <vector>
 
-#include <QHash>
 #include <QString>
 
 #include "tree/FileItem.h"
 #include "tree/ScannedMerge.h"
 
 class CCrcCache;
+struct FileStamp;
 
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -37,6 +37,7 @@ public:
     using Progress = std::function<void(const QString& strMessage)>;
 
     explicit CFolderScanner(Progress progress = {});
+    ~CFolderScanner();
 
     // Takes version texts of files read by an earlier run from this cache, and remembers the ones read now.
     void SetCrcCache(CCrcCache* pCache) { m_pCache = pCache; }
@@ -69,12 +70,14 @@ private:
     void ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& scanned, SideRead& nFolderRead,
         const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive);
 
+    struct ReadEntry;
+
     // The version text of a file that may have one, from the cache when the file is unchanged.
-    QString VersionText(const QString& strPath, const struct stat& info) const;
+    QString VersionText(const QString& strPath, const FileStamp& stamp) const;
     // Files written together share their minute: their time texts share one string.
-    const CSharedText& TimeText(time_t nModified);
+    CSharedText TimeText(time_t nModified);
     // Texts read from markers, shared between the files that have them in common.
-    const CSharedText& SharedMarkerText(const QString& strText);
+    CSharedText SharedMarkerText(const QString& strText);
     // Records a problem and marks what it concerns (when given) as not read in full.
     void Notice(SideRead* pRead, SideRead nRead, int nSide, const QString& strPath, const QString& strText);
     // Whether a link's target lies inside the compared folder.
@@ -83,14 +86,16 @@ private:
     Progress m_progress;
     const std::atomic<bool>* m_pCancel = nullptr;
     CCrcCache* m_pCache = nullptr;
-    // Files of one size share one size text; the table is emptied when it grows past a bound.
-    const CSharedText& SizeText(off_t nSize);
+    // Files of one size share one size text.
+    CSharedText SizeText(off_t nSize);
 
-    QHash<off_t, CSharedText> m_sizeTexts;
-    QHash<QString, CSharedText> m_markerTexts;
+    CSharedTextTable<off_t> m_sizeTexts;
+    CSharedTextTable<QString> m_markerTexts;
     time_t m_nCachedMinute = -1;
-    CSharedText m_strCachedTime;
+    CSharedTextSource m_cachedTime;
+    CSharedTextSource m_unknownVersion;
     std::vector<FolderId> m_ancestors;
+    std::vector<std::vector<ReadEntry>> m_entriesAt;
     std::vector<ScanNotice> m_notices;
     QString m_strRootReal;
     long long m_nFiles = 0;

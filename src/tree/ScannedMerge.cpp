@@ -45,8 +45,8 @@ void AddEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFold
         pFolder->nRead[nSide] = folder.nRead;
     }
     // Every entry of the folder shares the folder's texts.
-    const CSharedText strSharedFolder(strFolderPath);
-    const CSharedText strSharedShowPath(nSide == SIDE_RIGHT ? strShowPath : QString());
+    CSharedTextSource sharedFolder(CSharedText { strFolderPath });
+    CSharedTextSource sharedShowPath(CSharedText { nSide == SIDE_RIGHT ? strShowPath : QString() });
     CSiblingIndex::Cursor cursor;
     for (ScannedEntry& entry : folder.entries) {
         const int nKind = entry.bFolder ? KIND_DIR : KIND_FILE;
@@ -61,8 +61,8 @@ void AddEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFold
         item.strName = std::move(entry.strName);
         item.kind = static_cast<std::int8_t>(nKind);
         item.indent = static_cast<std::int16_t>(nDepth + 1);
-        item.strPaths[nSide] = strSharedFolder;
-        item.strShowPaths[nSide] = strSharedShowPath;
+        item.strPaths[nSide] = sharedFolder.Copy();
+        item.strShowPaths[nSide] = sharedShowPath.Copy();
         item.nRead[nSide] = entry.nRead;
         if (!entry.bFolder) {
             item.status = nSide == SIDE_LEFT ? FILE_LEFT_ONLY : FILE_RIGHT_ONLY;
@@ -77,8 +77,8 @@ void AddEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFold
             item.bListed[nSide] = entry.bListed;
             item.bExpanded[nSide] = entry.bExpanded;
         }
-        CFileItem* pChild
-            = pNew ? LinkChild(std::move(pNew), pFolder, place, cursor) : MergeChild(place.pMatch, item, cursor);
+        CFileItem* pChild = pNew ? LinkChild(std::move(pNew), pFolder, place, cursor)
+                                 : MergeChild(place.pMatch, std::move(item), cursor);
         if (entry.pChildren) {
             ScannedFolder children { std::move(*entry.pChildren), SideRead::Full };
             entry.pChildren.reset();

@@ -15,15 +15,15 @@ CSiblingIndex& ChildIndex(CFileItem* pFolder)
     return *pFolder->pChildIndex;
 }
 
-void MergeFolder(CFileItem* pExisting, const CFileItem& incoming)
+void MergeFolder(CFileItem* pExisting, CFileItem& incoming)
 {
     switch (incoming.status) {
     case DIR_RIGHT_ONLY:
         if (pExisting->status == DIR_LEFT_ONLY || pExisting->status == DIR_BOTH) {
             pExisting->status = DIR_BOTH;
         }
-        pExisting->strPaths[SIDE_RIGHT] = incoming.strPaths[SIDE_RIGHT];
-        pExisting->strShowPaths[SIDE_RIGHT] = incoming.strShowPaths[SIDE_RIGHT];
+        pExisting->strPaths[SIDE_RIGHT] = std::move(incoming.strPaths[SIDE_RIGHT]);
+        pExisting->strShowPaths[SIDE_RIGHT] = std::move(incoming.strShowPaths[SIDE_RIGHT]);
         pExisting->bExpanded[SIDE_RIGHT] = incoming.bExpanded[SIDE_RIGHT];
         pExisting->bListed[SIDE_RIGHT] = incoming.bListed[SIDE_RIGHT];
         pExisting->nRead[SIDE_RIGHT] = incoming.nRead[SIDE_RIGHT];
@@ -33,8 +33,8 @@ void MergeFolder(CFileItem* pExisting, const CFileItem& incoming)
         if (pExisting->status == DIR_RIGHT_ONLY || pExisting->status == DIR_BOTH) {
             pExisting->status = DIR_BOTH;
         }
-        pExisting->strPaths[SIDE_LEFT] = incoming.strPaths[SIDE_LEFT];
-        pExisting->strShowPaths[SIDE_LEFT] = incoming.strShowPaths[SIDE_LEFT];
+        pExisting->strPaths[SIDE_LEFT] = std::move(incoming.strPaths[SIDE_LEFT]);
+        pExisting->strShowPaths[SIDE_LEFT] = std::move(incoming.strShowPaths[SIDE_LEFT]);
         pExisting->bExpanded[SIDE_LEFT] = incoming.bExpanded[SIDE_LEFT];
         pExisting->bListed[SIDE_LEFT] = incoming.bListed[SIDE_LEFT];
         pExisting->nRead[SIDE_LEFT] = incoming.nRead[SIDE_LEFT];
@@ -47,33 +47,35 @@ void MergeFolder(CFileItem* pExisting, const CFileItem& incoming)
     }
 }
 
-void CopyFileSide(CFileItem* pTo, const CFileItem& from, int nSide)
+// The texts are taken, not copied: most are shared by thousands of items, and a copy would write their
+// count, which the threads merging other folders write as well.
+void MoveFileSide(CFileItem* pTo, CFileItem& from, int nSide)
 {
-    pTo->strPaths[nSide] = from.strPaths[nSide];
-    pTo->strVersion[nSide] = from.strVersion[nSide];
-    pTo->strTime[nSide] = from.strTime[nSide];
-    pTo->strSize[nSide] = from.strSize[nSide];
-    pTo->strShowPaths[nSide] = from.strShowPaths[nSide];
+    pTo->strPaths[nSide] = std::move(from.strPaths[nSide]);
+    pTo->strVersion[nSide] = std::move(from.strVersion[nSide]);
+    pTo->strTime[nSide] = std::move(from.strTime[nSide]);
+    pTo->strSize[nSide] = std::move(from.strSize[nSide]);
+    pTo->strShowPaths[nSide] = std::move(from.strShowPaths[nSide]);
     pTo->nRead[nSide] = from.nRead[nSide];
     pTo->bKnownCrc[nSide] = from.bKnownCrc[nSide];
     pTo->nKnownCrc[nSide] = from.nKnownCrc[nSide];
 }
 
-void MergeFile(CFileItem* pExisting, const CFileItem& incoming)
+void MergeFile(CFileItem* pExisting, CFileItem& incoming)
 {
     switch (incoming.status) {
     case FILE_RIGHT_ONLY:
         if (pExisting->status != FILE_RIGHT_ONLY) {
             pExisting->status = FILE_UNKNOWN;
         }
-        CopyFileSide(pExisting, incoming, SIDE_RIGHT);
+        MoveFileSide(pExisting, incoming, SIDE_RIGHT);
         RenameItem(pExisting, incoming.strName);
         break;
     case FILE_LEFT_ONLY:
         if (pExisting->status != FILE_LEFT_ONLY) {
             pExisting->status = FILE_UNKNOWN;
         }
-        CopyFileSide(pExisting, incoming, SIDE_LEFT);
+        MoveFileSide(pExisting, incoming, SIDE_LEFT);
         break;
     case FILE_UNKNOWN:
         pExisting->status = FILE_UNKNOWN;
@@ -173,7 +175,7 @@ CFileItem* AddItem(CFileItemPtr pNew, CFileItem* pParent)
     CSiblingIndex::Cursor cursor;
     const CSiblingIndex::Place place = LocateChild(pParent, cursor, pNew->kind, pNew->strName);
     if (place.pMatch != nullptr) {
-        return MergeChild(place.pMatch, *pNew, cursor);
+        return MergeChild(place.pMatch, std::move(*pNew), cursor);
     }
     return LinkChild(std::move(pNew), pParent, place, cursor);
 }
@@ -183,7 +185,7 @@ CSiblingIndex::Place LocateChild(CFileItem* pParent, CSiblingIndex::Cursor& curs
     return ChildIndex(pParent).Locate(cursor, nKind, strName);
 }
 
-CFileItem* MergeChild(CFileItem* pExisting, const CFileItem& incoming, CSiblingIndex::Cursor& cursor)
+CFileItem* MergeChild(CFileItem* pExisting, CFileItem&& incoming, CSiblingIndex::Cursor& cursor)
 {
     if (pExisting->strName != incoming.strName) {
         // Merging may rename the item the cursor stands on.

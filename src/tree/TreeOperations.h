@@ -11,9 +11,10 @@ CFileItem* AddItem(CFileItemPtr pNew, CFileItem* pParent);
 
 // The steps of AddItem, for entries that come in sibling order (each is placed from where the one before it
 // went, the cursor belonging to pParent's children) and that are built only once it is known whether they
-// are new: where the entry goes, then merging it into its namesake or linking it in at that place.
+// are new: where the entry goes, then merging it into its namesake (taking its texts) or linking it in at
+// that place.
 CSiblingIndex::Place LocateChild(CFileItem* pParent, CSiblingIndex::Cursor& cursor, int nKind, const QString& strName);
-CFileItem* MergeChild(CFileItem* pExisting, const CFileItem& incoming, CSiblingIndex::Cursor& cursor);
+CFileItem* MergeChild(CFileItem* pExisting, CFileItem&& incoming, CSiblingIndex::Cursor& cursor);
 CFileItem* LinkChild(
     CFileItemPtr pNew, CFileItem* pParent, const CSiblingIndex::Place& place, CSiblingIndex::Cursor& cursor);
 

@@ -234,7 +234,7 @@ TEST(TreeMerge, EntriesPlacedThroughACursorMergeAsOneByOne)
                 CFileItemPtr pNew = Entry(nKind, nSide, name, strFolder);
                 const CSiblingIndex::Place place = LocateChild(throughCursor.Root(), cursor, nKind, name);
                 if (place.pMatch != nullptr) {
-                    MergeChild(place.pMatch, *pNew, cursor);
+                    MergeChild(place.pMatch, std::move(*pNew), cursor);
                 } else {
                     LinkChild(std::move(pNew), throughCursor.Root(), place, cursor);
                 }
