@@ -207,9 +207,16 @@ bool CCrcCache::Load()
     }
     m_entries.reserve(
         static_cast<size_t>(std::max<sqlite3_int64>(0, sqlite3_column_int64(bytes.Get(), 0)) / kMinRowBytes));
-    // Every page of the table is read here: a damaged one fails the load, and the cache is made afresh.
+    // Every page of the table is read here, once and in order: a damaged one fails the load, and the cache is
+    // made afresh. A few pages of memory serve the whole read; a full page cache would only be filled once.
+    CStatement cacheSize(m_pDatabase, "PRAGMA cache_size");
+    if (!cacheSize.IsValid() || sqlite3_step(cacheSize.Get()) != SQLITE_ROW) {
+        return false;
+    }
+    const QByteArray restoreCacheSize
+        = "PRAGMA cache_size = " + QByteArray::number(sqlite3_column_int(cacheSize.Get(), 0));
     CStatement rows(m_pDatabase, "SELECT device, inode, size, mtime, ctime, written, crc, version FROM files");
-    if (!rows.IsValid()) {
+    if (!rows.IsValid() || !Execute(m_pDatabase, "PRAGMA cache_size = 4")) {
         return false;
     }
     int nStep = SQLITE_ROW;
@@ -230,6 +237,9 @@ bool CCrcCache::Load()
             m_versions[entry.key] = Text(pRow, 7);
             entry.bHasVersion = true;
         }
+    }
+    if (!Execute(m_pDatabase, restoreCacheSize.constData())) {
+        return false;
     }
     // The table's own order is by key as well, but a damaged or edited one must not break the look-ups.
     std::sort(m_entries.begin(), m_entries.end(), [](const Entry& a, const Entry& b) { return a.key < b.key; });

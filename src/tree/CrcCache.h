@@ -9,6 +9,8 @@
 
 #include <QString>
 
+#include "support/LargePages.h"
+
 #include <sys/stat.h>
 
 struct sqlite3;
@@ -97,7 +99,7 @@ private:
 
     sqlite3* m_pDatabase = nullptr;
     // A big tree's cache holds millions of entries: the loaded ones sit in one array sorted by key.
-    std::vector<Entry> m_entries;
+    std::vector<Entry, CLargePageAllocator<Entry>> m_entries;
     std::unordered_map<Key, QString, KeyHash> m_versions;
     sqlite3_stmt* m_pMerge = nullptr;
     bool m_bInTransaction = false;
