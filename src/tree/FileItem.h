@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include "support/BulkMemory.h"
 #include "support/SharedText.h"
 
 // Item kinds.
@@ -73,6 +74,9 @@ struct CFileItem
     ~CFileItem();
     CFileItem(const CFileItem&) = delete;
     CFileItem& operator=(const CFileItem&) = delete;
+    // Items are made and freed with their trees, by the hundred thousand.
+    static void* operator new(size_t nBytes) { return BulkAllocate(nBytes); }
+    static void operator delete(void* pItem) noexcept { BulkFree(pItem); }
 
     // A big tree holds millions of items: the fields are ordered and sized to pack, and the texts that
     // siblings share (folder paths, sizes, times) are shared rather than copied.

@@ -160,7 +160,7 @@ std::optional<ScannedFolder> CFolderScanner::ScanEntries(
     return folder;
 }
 
-void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& scanned, SideRead& nFolderRead,
+void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead& nFolderRead,
     const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive)
 {
     struct stat folderInfo
@@ -341,7 +341,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, std::vector<ScannedEntry>& sc
             ::close(nChildFd);
             continue;
         }
-        record.pChildren = std::make_unique<std::vector<ScannedEntry>>();
+        record.pChildren = std::make_unique<RecordList>();
         ScanOpenFolder(nChildFd, *record.pChildren, record.nRead, strPath, JoinPath(strShowPath, record.strName),
             nDepth + 1, nSide, bRecursive);
     }

@@ -12,7 +12,8 @@
 
 namespace {
 
-// Enough pieces of work per thread that one large sub-tree among small ones still leaves the others busy.
+// No piece of work holds more than this share of a thread's part, so that one large sub-tree among small
+// ones still leaves the others busy.
 constexpr size_t kWorksPerThread = 8;
 // Splitting goes this many folder levels down at most: a chain of single folders is merged as it is.
 constexpr int kMaxSplitLevels = 8;
@@ -91,7 +92,7 @@ void AddEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFold
     }
 }
 
-size_t CountRecords(const std::vector<ScannedEntry>& entries)
+size_t CountRecords(const RecordList& entries)
 {
     size_t nCount = entries.size();
     for (const ScannedEntry& entry : entries) {
@@ -111,20 +112,38 @@ void RunWork(MergeWork& work, std::vector<DeferredFolder>* pDeferred)
     work.parts.clear();
 }
 
-// Adds one folder level of every piece of work and returns the pieces below it, one per sub-folder item.
-std::vector<MergeWork> SplitLevel(std::vector<MergeWork> works)
+size_t CountRecords(const std::vector<DeferredFolder>& parts)
+{
+    size_t nCount = 0;
+    for (const DeferredFolder& part : parts) {
+        nCount += CountRecords(part.folder.entries);
+    }
+    return nCount;
+}
+
+// Adds one folder level of every piece of work larger than nLimit records, which gives way to one piece per
+// sub-folder item, in its place: the pieces stay in the order of the tree, the order the scans made their
+// records in.
+std::vector<MergeWork> SplitLarge(std::vector<MergeWork> works, size_t nLimit)
 {
     std::vector<MergeWork> next;
-    std::unordered_map<CFileItem*, size_t> workOf;
     for (MergeWork& work : works) {
+        if (work.nRecords <= nLimit) {
+            next.push_back(std::move(work));
+            continue;
+        }
         std::vector<DeferredFolder> deferred;
         RunWork(work, &deferred);
+        std::unordered_map<CFileItem*, size_t> workOf;
         for (DeferredFolder& part : deferred) {
             const auto [it, bNew] = workOf.try_emplace(part.pFolder, next.size());
             if (bNew) {
                 next.push_back({ part.pFolder, work.nDepth + 1, {}, 0 });
             }
             next[it->second].parts.push_back(std::move(part));
+        }
+        for (auto [pFolder, nWork] : workOf) {
+            next[nWork].nRecords = CountRecords(next[nWork].parts);
         }
     }
     return next;
@@ -147,19 +166,19 @@ void AddScannedSides(std::array<ScannedFolder, 2> sides, CFileItem* pRoot, const
         { pRoot, SIDE_LEFT, std::move(sides[SIDE_LEFT]), folderPaths[SIDE_LEFT], folderPaths[SIDE_LEFT] });
     works[0].parts.push_back(
         { pRoot, SIDE_RIGHT, std::move(sides[SIDE_RIGHT]), folderPaths[SIDE_RIGHT], strRightShowPath });
+    works[0].nRecords = CountRecords(works[0].parts);
     // Building the items is work for the processor alone: sub-trees that share no folder are merged at once,
-    // the larger first, after the top levels were added here until there are enough of them.
-    const size_t nWanted = nThreads > 1 ? kWorksPerThread * static_cast<size_t>(nThreads) : 0;
-    for (int nLevel = 0; nLevel < kMaxSplitLevels && !works.empty() && works.size() < nWanted; ++nLevel) {
-        works = SplitLevel(std::move(works));
+    // after the top levels of the large ones were added here. They are taken in the order of the tree, in
+    // which the scans made their records, so that the records' memory goes back block by block while the
+    // items are made, and the two trees of records and the tree of items never stand whole at once.
+    const size_t nLimit = nThreads > 1
+        ? std::max<size_t>(1, works[0].nRecords / (kWorksPerThread * static_cast<size_t>(nThreads)))
+        : works[0].nRecords;
+    for (int nLevel = 0; nLevel < kMaxSplitLevels
+         && std::any_of(works.begin(), works.end(), [nLimit](const MergeWork& work) { return work.nRecords > nLimit; });
+         ++nLevel) {
+        works = SplitLarge(std::move(works), nLimit);
     }
-    for (MergeWork& work : works) {
-        for (const DeferredFolder& part : work.parts) {
-            work.nRecords += CountRecords(part.folder.entries);
-        }
-    }
-    std::sort(
-        works.begin(), works.end(), [](const MergeWork& a, const MergeWork& b) { return a.nRecords > b.nRecords; });
     std::atomic<size_t> nNext { 0 };
     const auto merge = [&works, &nNext] {
         for (size_t i = nNext++; i < works.size(); i = nNext++) {

@@ -7,8 +7,13 @@
 
 #include <QString>
 
+#include "support/BulkMemory.h"
 #include "support/SharedText.h"
 #include "tree/FileItem.h"
+
+struct ScannedEntry;
+// A scanned folder's entries: made and freed with the scan, by the hundred thousand.
+using RecordList = std::vector<ScannedEntry, CBulkAllocator<ScannedEntry>>;
 
 // One entry of a scanned folder as the scan found it: a record far smaller than the tree's item, so that both
 // sides can be read whole at once, and made into items when they are merged.
@@ -19,7 +24,7 @@ struct ScannedEntry
     CSharedText strTime;
     CSharedText strVersion;
     // A folder's entries, when the scan went into it.
-    std::unique_ptr<std::vector<ScannedEntry>> pChildren;
+    std::unique_ptr<RecordList> pChildren;
     std::uint32_t nKnownCrc = 0;
     bool bFolder = false;
     bool bKnownCrc = false;
@@ -32,7 +37,7 @@ struct ScannedEntry
 // A scanned folder: its entries, and how much of it could be read.
 struct ScannedFolder
 {
-    std::vector<ScannedEntry> entries;
+    RecordList entries;
     SideRead nRead = SideRead::Full;
 };
 

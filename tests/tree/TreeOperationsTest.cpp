@@ -247,9 +247,9 @@ TEST(TreeMerge, EntriesPlacedThroughACursorMergeAsOneByOne)
 
 // A side's scan of a random tree: names from a small set, so that the sides meet, and case twins that the
 // name rules may merge into one item; nDepth limits how far folders go down.
-std::vector<ScannedEntry> RandomScan(std::mt19937& random, int nLevel, int nDepth)
+RecordList RandomScan(std::mt19937& random, int nLevel, int nDepth)
 {
-    std::vector<ScannedEntry> entries(nLevel == 0 ? 60 : random() % (16 / nLevel + 1));
+    RecordList entries(nLevel == 0 ? 60 : random() % (16 / nLevel + 1));
     for (ScannedEntry& entry : entries) {
         entry.strName = QString::number(random() % 24, 36);
         if (random() % 3 == 0) {
@@ -259,7 +259,7 @@ std::vector<ScannedEntry> RandomScan(std::mt19937& random, int nLevel, int nDept
         if (entry.bFolder) {
             entry.bListed = entry.bExpanded = random() % 8 != 0;
             if (entry.bExpanded) {
-                entry.pChildren = std::make_unique<std::vector<ScannedEntry>>(RandomScan(random, nLevel + 1, nDepth));
+                entry.pChildren = std::make_unique<RecordList>(RandomScan(random, nLevel + 1, nDepth));
             }
         } else {
             entry.strSize = QString::number(random() % 4);
@@ -273,9 +273,9 @@ std::vector<ScannedEntry> RandomScan(std::mt19937& random, int nLevel, int nDept
     return entries;
 }
 
-std::vector<ScannedEntry> CopyScan(const std::vector<ScannedEntry>& entries)
+RecordList CopyScan(const RecordList& entries)
 {
-    std::vector<ScannedEntry> copy(entries.size());
+    RecordList copy(entries.size());
     for (size_t i = 0; i < entries.size(); ++i) {
         copy[i].strName = entries[i].strName;
         copy[i].strSize = entries[i].strSize;
@@ -284,7 +284,7 @@ std::vector<ScannedEntry> CopyScan(const std::vector<ScannedEntry>& entries)
         copy[i].bExpanded = entries[i].bExpanded;
         copy[i].nRead = entries[i].nRead;
         if (entries[i].pChildren) {
-            copy[i].pChildren = std::make_unique<std::vector<ScannedEntry>>(CopyScan(*entries[i].pChildren));
+            copy[i].pChildren = std::make_unique<RecordList>(CopyScan(*entries[i].pChildren));
         }
     }
     return copy;
@@ -317,15 +317,15 @@ TEST(TreeMerge, BothSidesMergedOnSeveralThreadsGiveTheTreeOfOneSideAfterTheOther
         const NameRuleScope rule(matching);
         for (const int nDepth : { 1, 5 }) {
             std::mt19937 random(static_cast<unsigned>(nDepth) * 11);
-            std::array<std::vector<ScannedEntry>, 2> scans;
-            for (std::vector<ScannedEntry>& scan : scans) {
+            std::array<RecordList, 2> scans;
+            for (RecordList& scan : scans) {
                 scan = RandomScan(random, 0, nDepth);
-                std::vector<ScannedEntry>* pLevel = &scan;
+                RecordList* pLevel = &scan;
                 for (int i = 0; i < 12; ++i) {
                     ScannedEntry& link = pLevel->emplace_back();
                     link.strName = i % 2 == 0 ? QStringLiteral("Chain") : QStringLiteral("chain");
                     link.bFolder = link.bListed = link.bExpanded = true;
-                    link.pChildren = std::make_unique<std::vector<ScannedEntry>>();
+                    link.pChildren = std::make_unique<RecordList>();
                     pLevel = link.pChildren.get();
                 }
                 pLevel->emplace_back().strName = QStringLiteral("end");
