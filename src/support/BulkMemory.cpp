@@ -108,7 +108,7 @@ thread_local CCarvingBlock t_carving;
 
 void* BulkAllocate(size_t nBytes)
 {
-    nBytes = (nBytes + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
+    nBytes = (nBytes + kBulkAlignment - 1) & ~(kBulkAlignment - 1);
     if (nBytes > kLargestCarved) {
         // A block of its own, in small pages: a huge page would hold much it never uses.
         BlockHeader* pBlock = MapBlock(kHeaderBytes + nBytes, false);

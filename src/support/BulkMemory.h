@@ -7,6 +7,8 @@
 // goes back to the system once every object carved from it is freed. A million items then cost a few hundred
 // page faults instead of tens of thousands, and no heap lock. An object freed alone leaves its room unused
 // until its block goes, which suits objects made together and freed together, as a tree's are.
+// Objects are aligned to kBulkAlignment: pointers and 64-bit numbers, not wider.
+inline constexpr size_t kBulkAlignment = 8;
 void* BulkAllocate(size_t nBytes);
 // Frees an object of BulkAllocate, on any thread.
 void BulkFree(void* pObject) noexcept;
@@ -15,6 +17,7 @@ void BulkFree(void* pObject) noexcept;
 template <typename T> class CBulkAllocator
 {
 public:
+    static_assert(alignof(T) <= kBulkAlignment);
     using value_type = T;
 
     CBulkAllocator() = default;

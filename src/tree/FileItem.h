@@ -75,7 +75,11 @@ struct CFileItem
     CFileItem(const CFileItem&) = delete;
     CFileItem& operator=(const CFileItem&) = delete;
     // Items are made and freed with their trees, by the hundred thousand.
-    static void* operator new(size_t nBytes) { return BulkAllocate(nBytes); }
+    static void* operator new(size_t nBytes)
+    {
+        static_assert(alignof(CFileItem) <= kBulkAlignment);
+        return BulkAllocate(nBytes);
+    }
     static void operator delete(void* pItem) noexcept { BulkFree(pItem); }
 
     // A big tree holds millions of items: the fields are ordered and sized to pack, and the texts that

@@ -106,5 +106,7 @@ QString MarkerTimeText(const MarkerInfo& marker)
 
 bool IsWorkingName(const QString& strName)
 {
-    return strName.contains(QLatin1String("$diffundo")) || strName.contains(kMarkerPrefix);
+    // Every name of a scan is asked: the one character both holds rules out almost all of them at once.
+    return strName.contains(QLatin1Char('$'))
+        && (strName.contains(QLatin1String("$diffundo")) || strName.contains(kMarkerPrefix));
 }
