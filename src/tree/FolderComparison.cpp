@@ -111,10 +111,8 @@ ComparisonOutcome CFolderComparison::Run(
     }
     AddScannedSides({ std::move(*scanned[SIDE_LEFT]), std::move(*scanned[SIDE_RIGHT]) }, m_tree.Root(),
         { m_strFolders[SIDE_LEFT], m_strFolders[SIDE_RIGHT] }, m_strRightShowPath, nThreads);
-    scanned[SIDE_LEFT].reset();
-    scanned[SIDE_RIGHT].reset();
-    // The records were made and freed on several threads, whose memory the next comparison's threads may not
-    // reuse: handing the pages back keeps the peak at one tree.
+    // The names of the right side's records that met their namesakes were freed on the merging threads, whose
+    // memory the next comparison's threads may not reuse: handing the pages back keeps the peak at one tree.
     ::malloc_trim(0);
     m_notices = scanners[SIDE_LEFT].Notices();
     m_notices.insert(m_notices.end(), scanners[SIDE_RIGHT].Notices().begin(), scanners[SIDE_RIGHT].Notices().end());

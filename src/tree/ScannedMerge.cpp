@@ -112,13 +112,10 @@ void RunWork(MergeWork& work, std::vector<DeferredFolder>* pDeferred)
     work.parts.clear();
 }
 
-size_t CountRecords(const std::vector<DeferredFolder>& parts)
+void AddPart(MergeWork& work, DeferredFolder part)
 {
-    size_t nCount = 0;
-    for (const DeferredFolder& part : parts) {
-        nCount += CountRecords(part.folder.entries);
-    }
-    return nCount;
+    work.nRecords += CountRecords(part.folder.entries);
+    work.parts.push_back(std::move(part));
 }
 
 // Adds one folder level of every piece of work larger than nLimit records, which gives way to one piece per
@@ -140,10 +137,7 @@ std::vector<MergeWork> SplitLarge(std::vector<MergeWork> works, size_t nLimit)
             if (bNew) {
                 next.push_back({ part.pFolder, work.nDepth + 1, {}, 0 });
             }
-            next[it->second].parts.push_back(std::move(part));
-        }
-        for (auto [pFolder, nWork] : workOf) {
-            next[nWork].nRecords = CountRecords(next[nWork].parts);
+            AddPart(next[it->second], std::move(part));
         }
     }
     return next;
@@ -162,11 +156,9 @@ void AddScannedSides(std::array<ScannedFolder, 2> sides, CFileItem* pRoot, const
 {
     std::vector<MergeWork> works(1);
     works[0].pFolder = pRoot;
-    works[0].parts.push_back(
-        { pRoot, SIDE_LEFT, std::move(sides[SIDE_LEFT]), folderPaths[SIDE_LEFT], folderPaths[SIDE_LEFT] });
-    works[0].parts.push_back(
-        { pRoot, SIDE_RIGHT, std::move(sides[SIDE_RIGHT]), folderPaths[SIDE_RIGHT], strRightShowPath });
-    works[0].nRecords = CountRecords(works[0].parts);
+    AddPart(
+        works[0], { pRoot, SIDE_LEFT, std::move(sides[SIDE_LEFT]), folderPaths[SIDE_LEFT], folderPaths[SIDE_LEFT] });
+    AddPart(works[0], { pRoot, SIDE_RIGHT, std::move(sides[SIDE_RIGHT]), folderPaths[SIDE_RIGHT], strRightShowPath });
     // Building the items is work for the processor alone: sub-trees that share no folder are merged at once,
     // after the top levels of the large ones were added here. They are taken in the order of the tree, in
     // which the scans made their records, so that the records' memory goes back block by block while the
