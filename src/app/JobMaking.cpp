@@ -50,6 +50,62 @@ QString TargetFolderOf(const CViewPaths& paths, const CFileTree& tree, const CFi
     return {};
 }
 
+// A folder of the tree as the user knows it: "docs/old".
+QString PathOfFolderItem(const CFileItem& folder)
+{
+    QStringList names;
+    for (const CFileItem* pItem = &folder; pItem != nullptr && pItem->fParent != nullptr; pItem = pItem->fParent) {
+        names.prepend(pItem->strName);
+    }
+    return names.join(QLatin1Char('/'));
+}
+
+// Whether the item or a folder above it is a link on nSide: nothing is written through one.
+const CFileItem* LinkAbove(const CFileItem& item, int nSide)
+{
+    for (const CFileItem* pFolder = item.fParent; pFolder != nullptr; pFolder = pFolder->fParent) {
+        if (pFolder->bLink[nSide] || pFolder->nRead[nSide] == SideRead::LinkNotFollowed) {
+            return pFolder;
+        }
+    }
+    return nullptr;
+}
+
+// The items below folder on nSide, as PlanOfItem gives them, below strPrefix.
+void AddToPlan(const CFileItem& folder, const QString& strPrefix, int nSide, PlanPurpose purpose, FolderPlan& plan,
+    QStringList* pSkipped)
+{
+    for (const CFileItem* pItem = folder.pFirstChild; pItem != nullptr; pItem = pItem->pNext) {
+        if (pItem->strPaths[nSide].IsEmpty()) {
+            continue;
+        }
+        const QString strRelative
+            = strPrefix.isEmpty() ? pItem->strName : strPrefix + QLatin1Char('/') + pItem->strName;
+        const bool bFolder = pItem->kind == KIND_DIR;
+        const bool bLink = bFolder && (pItem->bLink[nSide] || pItem->nRead[nSide] == SideRead::LinkNotFollowed);
+        const bool bUnread
+            = pItem->nRead[nSide] == SideRead::Unreadable || pItem->nRead[nSide] == SideRead::ListingFailed;
+        const std::int64_t nSize = bFolder ? -1 : SizeFromText(pItem->strSize[nSide]);
+        if (purpose == PlanPurpose::Delete) {
+            plan.push_back({ strRelative, bFolder, bLink, nSize });
+        } else if (bLink || (bUnread && !bFolder)) {
+            // A link is not copied as what it leads to, nor a file that could not be read.
+            if (pSkipped != nullptr) {
+                pSkipped->append(strRelative);
+            }
+            continue;
+        } else {
+            plan.push_back({ strRelative, bFolder, false, nSize });
+            if (bUnread && pSkipped != nullptr) {
+                pSkipped->append(strRelative);
+            }
+        }
+        if (bFolder && !bLink) {
+            AddToPlan(*pItem, strRelative, nSide, purpose, plan, pSkipped);
+        }
+    }
+}
+
 // A download of the FTP item to strLocalPath.
 TransferJob DownloadOf(const CViewPaths& paths, const CFileItem& item, const QString& strLocalPath)
 {
@@ -61,10 +117,8 @@ TransferJob DownloadOf(const CViewPaths& paths, const CFileItem& item, const QSt
     job.strLocalPath = strLocalPath;
     if (!job.bFolder) {
         job.nExpectedSize = SizeFromText(item.strSize[SIDE_RIGHT]);
-        // Sizes beyond what a listing can say for certain are not held against the download.
-        if (job.nExpectedSize >= INT32_MAX) {
-            job.nExpectedSize = -1;
-        }
+    } else {
+        job.plan = PlanOfItem(item, SIDE_RIGHT, PlanPurpose::Copy);
     }
     return job;
 }
@@ -125,6 +179,13 @@ std::optional<QString> CViewPaths::RelativeOfRemote(const QString& strRemotePath
     return strCache.isEmpty() ? std::nullopt : RelativeOf(strCache, SIDE_RIGHT);
 }
 
+FolderPlan PlanOfItem(const CFileItem& item, int nSide, PlanPurpose purpose, QStringList* pSkipped)
+{
+    FolderPlan plan;
+    AddToPlan(item, QString(), nSide, purpose, plan, pSkipped);
+    return plan;
+}
+
 std::int64_t ItemBytes(const CFileItem& item, int nSide)
 {
     if (item.kind == KIND_FILE) {
@@ -144,6 +205,16 @@ std::optional<PreparedJob> MakeCopyJob(
     const CViewPaths& paths, const CFileTree& tree, const CFileItem& item, int nFromSide, QString& strWhyNot)
 {
     const int nToSide = 1 - nFromSide;
+    if (const CFileItem* pLink = LinkAbove(item, nToSide); pLink != nullptr) {
+        strWhyNot = FormatText("%s was not copied: its folder %s is a link on the other side, and nothing is written "
+                               "through a link.",
+            FullName(item, nFromSide), PathOfFolderItem(*pLink));
+        return std::nullopt;
+    }
+    if (item.kind == KIND_DIR && (item.bLink[nFromSide] || item.nRead[nFromSide] == SideRead::LinkNotFollowed)) {
+        strWhyNot = FormatText("%s is a link; it is not copied as what it leads to.", FullName(item, nFromSide));
+        return std::nullopt;
+    }
     const QString strTarget = TargetFolderOf(paths, tree, item, nToSide);
     if (strTarget.isEmpty()) {
         strWhyNot
@@ -157,6 +228,9 @@ std::optional<PreparedJob> MakeCopyJob(
         prepared.job.strName = item.strName;
         prepared.job.strLocalPath = FullName(item, SIDE_LEFT);
         prepared.job.strRemoteFolder = paths.RemoteFolderOf(strTarget);
+        if (prepared.job.bFolder) {
+            prepared.job.plan = PlanOfItem(item, SIDE_LEFT, PlanPurpose::Copy);
+        }
     } else {
         prepared.job = DownloadOf(paths, item, JoinPath(strTarget, item.strName));
     }
@@ -185,6 +259,10 @@ PreparedJob MakeDeleteJob(const CViewPaths& paths, const CFileItem& item, int nS
     prepared.job.bFolder = item.kind == KIND_DIR;
     prepared.job.strName = item.strName;
     prepared.job.strLocalPath = FullName(item, nSide);
+    prepared.job.bLink = item.kind == KIND_DIR && (item.bLink[nSide] || item.nRead[nSide] == SideRead::LinkNotFollowed);
+    if (prepared.job.bFolder && !prepared.job.bLink) {
+        prepared.job.plan = PlanOfItem(item, nSide, PlanPurpose::Delete);
+    }
     if (nSide == SIDE_RIGHT) {
         prepared.job.strRemoteFolder = paths.RemoteFolderOf(item.strPaths[SIDE_RIGHT]);
     }
@@ -200,6 +278,9 @@ PreparedJob MakeServerCopyJob(const CViewPaths& paths, const CFileItem& item, co
     prepared.job.strName = item.strName;
     prepared.job.strRemoteFolder = paths.RemoteFolderOf(item.strPaths[SIDE_RIGHT]);
     prepared.job.strTargetRemotePath = JoinRemotePath(strTargetRemoteFolder, item.strName);
+    if (prepared.job.bFolder) {
+        prepared.job.plan = PlanOfItem(item, SIDE_RIGHT, PlanPurpose::Copy);
+    }
     prepared.row = RowOf(prepared.job, prepared.job.strTargetRemotePath);
     prepared.nTotalBytes = ItemBytes(item, SIDE_RIGHT);
     return prepared;
@@ -220,8 +301,8 @@ PreparedJob MakeDropJob(const QString& strLocalPath, const QString& strRemoteFol
 {
     const QFileInfo source(strLocalPath);
     PreparedJob prepared;
-    prepared.job
-        = { TransferOperation::Upload, source.isDir(), source.fileName(), strLocalPath, strRemoteFolder, -1, {} };
+    prepared.job = { TransferOperation::Upload, source.isDir(), source.fileName(), strLocalPath, strRemoteFolder, -1,
+        {}, false, source.isDir() ? PlanLocalFolder(strLocalPath) : FolderPlan() };
     prepared.row = RowOf(prepared.job, strLocalPath);
     prepared.nTotalBytes = LocalSize(strLocalPath);
     return prepared;

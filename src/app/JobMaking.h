@@ -60,6 +60,15 @@ struct PreparedJob
     std::function<void(int)> whenDone;
 };
 
+// What a folder job works on: a copy takes what the comparison read of the folder's side, links and
+// unreadable files left out (and named in pSkipped); a deletion takes everything, links as links.
+enum class PlanPurpose
+{
+    Copy,
+    Delete
+};
+FolderPlan PlanOfItem(const CFileItem& item, int nSide, PlanPurpose purpose, QStringList* pSkipped = nullptr);
+
 // The bytes an item's files hold on a side (a folder's, all the way down).
 std::int64_t ItemBytes(const CFileItem& item, int nSide);
 

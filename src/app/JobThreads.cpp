@@ -173,6 +173,8 @@ int ResubmitThread(CQuorvelView* pView, const QString& strLine, TransferOperatio
     if (operation == TransferOperation::Download && job.strLocalPath.isEmpty()) {
         strFailure = FormatText("%s lies outside the compared FTP folder; it has no place in the cache.", strRemote);
         pView->Trace().AddTraceText(TRACE_ERROR, strFailure);
+    } else if (!pView->PlanFolderJob(job, strFailure)) {
+        pView->Trace().AddTraceText(TRACE_ERROR, strFailure);
     } else {
         nResult = pView->Runner().RunTransfer(nJobId, job, strFailure);
     }
@@ -181,8 +183,9 @@ int ResubmitThread(CQuorvelView* pView, const QString& strLine, TransferOperatio
         if (bToCache) {
             pView->Trace().AddTraceLine(TRACE_STATUS, "\"%s\" downloaded to Cache location.", strRemote);
         } else {
-            const QString strError = job.bFolder ? CopyLocalFolder(job.strLocalPath, fields.strLocalPath)
-                                                 : CopyLocalFile(job.strLocalPath, fields.strLocalPath);
+            const QStringList roots { pView->Folders().strLocal };
+            const QString strError = job.bFolder ? CopyLocalFolder(job.strLocalPath, fields.strLocalPath, roots)
+                                                 : CopyLocalFile(job.strLocalPath, fields.strLocalPath, roots);
             if (strError.isEmpty()) {
                 TransferJob copied = job;
                 copied.strLocalPath = fields.strLocalPath;
@@ -247,8 +250,9 @@ int DropPasteCopyThread(CQuorvelView* pView, const DropHandOver& drop)
         const QFileInfo source(strPath);
         if (drop.nToSide == SIDE_LEFT) {
             const QString strTarget = QDir(drop.strTargetFolder).filePath(source.fileName());
-            const QString strError
-                = source.isDir() ? CopyLocalFolder(strPath, strTarget) : CopyLocalFile(strPath, strTarget);
+            const QStringList roots { pView->Folders().strLocal };
+            const QString strError = source.isDir() ? CopyLocalFolder(strPath, strTarget, roots)
+                                                    : CopyLocalFile(strPath, strTarget, roots);
             if (!strError.isEmpty()) {
                 pView->Trace().AddTraceText(TRACE_ERROR, strError);
                 continue;
@@ -286,10 +290,17 @@ void ResubmitJobHere(CQuorvelView& view, const QString& strJobLine)
         return;
     }
     const auto& [nJobId, fields] = *parsed;
-    const TransferJob job = JobFromRow(fields);
+    TransferJob job = JobFromRow(fields);
     JobFields waiting = fields;
     waiting.strMessage = QStringLiteral("Waiting...");
     if (view.List().ReopenJob(nJobId, 0, waiting) < 0) {
+        return;
+    }
+    QString strWhyNot;
+    if (!view.PlanFolderJob(job, strWhyNot)) {
+        view.Trace().AddTraceText(TRACE_ERROR, strWhyNot);
+        view.Runner().ShowOutcome(nJobId, job, TRANSFER_FAILED, strWhyNot);
+        EndJob(view, nJobId, job.strName, TRANSFER_FAILED);
         return;
     }
     const int nResult = view.Runner().CopyItemEx(nJobId, job);

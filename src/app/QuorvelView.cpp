@@ -58,6 +58,7 @@ CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferL
     , m_comparison(std::make_unique<CFolderComparison>(Folders().strLocal, Folders().strMirror, Folders().strRemote))
 {
     m_runner.SetUploadThroughWorkingName(CSettingsStore().ReadInt("Settings", "UploadThroughWorkingName") != 0);
+    m_runner.SetLocalRoots({ Folders().strLocal, Folders().strMirror });
     m_bServerChecksums = ServerChecksumsEnabled();
 }
 
@@ -158,7 +159,8 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nS
         const QString& strLocal = prepared.job.strLocalPath;
         if (nSide == SIDE_LEFT) {
             // A local item: no connection, no row; the trace says what failed.
-            const QString strError = !bLocalToTrash ? RemoveLocalEntry(strLocal)
+            const QString strError = !bLocalToTrash
+                ? DeleteLocal(strLocal, prepared.job.bFolder, prepared.job.bLink, prepared.job.plan)
                 : QFile::moveToTrash(strLocal)
                 ? QString()
                 : FormatText("\"%s\" could not be moved to the trash; it was left as it is.", strLocal);
@@ -296,6 +298,33 @@ bool CQuorvelView::ResubmitJob(int nJobId, const JobFields& fields)
                                                                                                : ResubmitFtpCopyThread;
     StartWorker([this, procedure, strLine] { procedure(this, strLine); });
     return false;
+}
+
+bool CQuorvelView::PlanFolderJob(TransferJob& job, QString& strWhyNot)
+{
+    if (!job.bFolder || job.operation == TransferOperation::Rename) {
+        return true;
+    }
+    const bool bLocal = job.operation == TransferOperation::Upload;
+    const std::optional<QString> relative
+        = bLocal ? m_paths.RelativeOf(job.strLocalPath, SIDE_LEFT) : m_paths.RelativeOfRemote(RemotePathOf(job));
+    std::lock_guard lock(m_viewLock);
+    const CFileItem* pItem = relative ? FindByRelativePath(*relative, KIND_DIR) : nullptr;
+    const int nSide = bLocal ? SIDE_LEFT : SIDE_RIGHT;
+    if (pItem == nullptr || pItem->strPaths[nSide].IsEmpty()) {
+        if (bLocal && !relative) {
+            // A dropped folder from outside the compared one: read as it stands, links not followed.
+            job.plan = PlanLocalFolder(job.strLocalPath);
+            return true;
+        }
+        strWhyNot = FormatText("%s is no longer in the comparison; compare again before running it.",
+            bLocal ? job.strLocalPath : RemotePathOf(job));
+        return false;
+    }
+    const bool bDelete = job.operation == TransferOperation::Delete;
+    job.bLink = pItem->bLink[nSide] || pItem->nRead[nSide] == SideRead::LinkNotFollowed;
+    job.plan = PlanOfItem(*pItem, nSide, bDelete ? PlanPurpose::Delete : PlanPurpose::Copy);
+    return true;
 }
 
 CFileItem* CQuorvelView::FindByRelativePath(const QString& strRelative, int nKind) const

@@ -164,6 +164,9 @@ public:
     void RefreshAfterServerCopy(const TransferJob& job);
     // The mirror forgets both names of a renamed FTP item; the next listing shows the new one.
     void RefreshAfterRemoteRename(const TransferJob& job);
+    // A folder job made from a row is given its plan from the tree again: it copies or deletes only what the
+    // comparison saw. False, with strWhyNot, when the folder is no longer in the comparison.
+    bool PlanFolderJob(TransferJob& job, QString& strWhyNot);
     // The bytes the tree records for a remote file or folder; 0 when it records none.
     [[nodiscard]] std::int64_t RecordedSize(const QString& strRemotePath);
     void RefreshAfterDrop(const QString& strPath, int nSide, const QString& strTargetFolder);

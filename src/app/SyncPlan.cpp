@@ -12,7 +12,8 @@ QString RelativeName(const QString& strPrefix, const QString& strName)
 // The first reason found in the item or below it why its side cannot be copied whole.
 QString UnreadableBelow(const CFileItem& item, int nSide)
 {
-    if (item.nRead[nSide] == SideRead::Unreadable || item.nRead[nSide] == SideRead::LinkNotFollowed) {
+    if (item.nRead[nSide] == SideRead::Unreadable || item.nRead[nSide] == SideRead::LinkNotFollowed
+        || item.nRead[nSide] == SideRead::ListingFailed) {
         return NotReadInFullReason(item, nSide);
     }
     for (const CFileItem* pChild = item.pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
@@ -107,6 +108,8 @@ QString NotReadInFullReason(const CFileItem& folder, int nSide)
         return QStringLiteral("the server listed its folder as empty, which a failed listing also does");
     case SideRead::ListingPartial:
         return QStringLiteral("the server's listing of its folder held lines that could not be read");
+    case SideRead::ListingFailed:
+        return QStringLiteral("the server's listing of its folder failed");
     case SideRead::Full:
         break;
     }

@@ -43,7 +43,7 @@ int CQuorvelView::RunRemoteCommand(const std::function<int(TransferContext&)>& c
         strFailure = QStringLiteral("The FTP connection was lost.");
         return TRANSFER_FAILED;
     }
-    TransferContext context { *pConnection, m_trace, {}, nullptr, true, {} };
+    TransferContext context { *pConnection, m_trace, {}, nullptr, true, {}, {}, -1 };
     const int nResult = command(context);
     strFailure = context.strFailure;
     m_session.ReleaseConnection(std::move(pConnection));

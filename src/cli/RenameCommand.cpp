@@ -226,7 +226,7 @@ int RunRename(const QStringList& arguments)
             PrintError(QStringLiteral("quorvel-cli rename: the FTP connection was lost."));
             return kExitError;
         }
-        TransferContext context { *pConnection, remote.Trace(), {}, nullptr, true, {} };
+        TransferContext context { *pConnection, remote.Trace(), {}, nullptr, true, {}, {}, -1 };
         const QString strRemote = remote.RemoteFolder();
         nFailed = RunSteps(plan.Steps(), [&](const RenameStep& step) {
             return RenameRemote(context, strRemote, step.strFrom, step.strTo) == TRANSFER_DONE ? QString()

@@ -1,10 +1,13 @@
 #include "ftp/CurlConnection.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
 #include <QUrl>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -24,10 +27,36 @@ void InitialiseCurlOnce()
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
+// The last line of a reply, as libcurl reads it: three digits and a space.
 bool IsFinalReplyLine(const QString& line)
 {
-    return line.size() >= 3 && line.at(0).isDigit() && line.at(1).isDigit() && line.at(2).isDigit()
-        && (line.size() == 3 || line.at(3) == QLatin1Char(' '));
+    return line.size() >= 4 && line.at(0).isDigit() && line.at(1).isDigit() && line.at(2).isDigit()
+        && line.at(3) == QLatin1Char(' ');
+}
+
+// The first line of a reply that goes on over more lines: three digits and a dash.
+bool IsOpeningReplyLine(const QString& line)
+{
+    return line.size() >= 4 && line.at(0).isDigit() && line.at(1).isDigit() && line.at(2).isDigit()
+        && line.at(3) == QLatin1Char('-');
+}
+
+// An address as a text both sides of a comparison write alike: an IPv4 address mapped into IPv6 as itself.
+QString AddressText(const sockaddr_storage& address)
+{
+    char text[INET6_ADDRSTRLEN] = {};
+    if (address.ss_family == AF_INET) {
+        const auto* pIn = reinterpret_cast<const sockaddr_in*>(&address);
+        ::inet_ntop(AF_INET, &pIn->sin_addr, text, sizeof text);
+    } else if (address.ss_family == AF_INET6) {
+        const auto* pIn6 = reinterpret_cast<const sockaddr_in6*>(&address);
+        ::inet_ntop(AF_INET6, &pIn6->sin6_addr, text, sizeof text);
+    }
+    QString strText = QString::fromLatin1(text);
+    if (strText.startsWith(QLatin1String("::ffff:")) && strText.contains(QLatin1Char('.'))) {
+        strText = strText.mid(7);
+    }
+    return strText;
 }
 
 int ReplyCode(const QString& strReply)
@@ -99,8 +128,8 @@ public:
         }
     }
 
-    // Runs the easy handle's request to its end.
-    CURLcode Perform()
+    // Runs the easy handle's request to its end, or until *pStop is set.
+    CURLcode Perform(const bool* pStop)
     {
         if (bAttached) {
             curl_multi_remove_handle(pMulti, pCurl);
@@ -120,6 +149,11 @@ public:
             }
             if (nRunning == 0) {
                 break;
+            }
+            if (*pStop) {
+                curl_multi_remove_handle(pMulti, pCurl);
+                bAttached = false;
+                return CURLE_WEIRD_SERVER_REPLY;
             }
             // After an EPSV reply libcurl 7.88 may have the data connection still to open and no socket to
             // wait on, yet no timer that says so: it would sleep for its default second. With nothing to
@@ -206,7 +240,17 @@ public:
     static int Progress(void* pUser, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
     {
         const auto* pConnection = static_cast<const CCurlConnection*>(pUser);
-        return pConnection->m_pCancel != nullptr && pConnection->m_pCancel->load() ? 1 : 0;
+        return pConnection->m_bOutOfStep || (pConnection->m_pCancel != nullptr && pConnection->m_pCancel->load()) ? 1
+                                                                                                                  : 0;
+    }
+
+    static int SocketOptions(void* pUser, curl_socket_t socket, curlsocktype purpose)
+    {
+        if (purpose != CURLSOCKTYPE_ACCEPT) {
+            return CURL_SOCKOPT_OK;
+        }
+        return static_cast<CCurlConnection*>(pUser)->AcceptDataPeer(static_cast<int>(socket)) ? CURL_SOCKOPT_OK
+                                                                                              : CURL_SOCKOPT_ERROR;
     }
 };
 
@@ -253,10 +297,14 @@ void CCurlConnection::Configure()
     curl_easy_setopt(pCurl, CURLOPT_LOW_SPEED_LIMIT, 1L);
     curl_easy_setopt(pCurl, CURLOPT_LOW_SPEED_TIME, nTimeout);
     if (!m_endpoint.bPassive) {
-        // Active mode: the server connects back to the address this side of the control connection uses.
+        // Active mode: the server connects back to the address this side of the control connection uses, and
+        // whoever else connects there first must not be taken for it.
         curl_easy_setopt(pCurl, CURLOPT_FTPPORT, "-");
+        curl_easy_setopt(pCurl, CURLOPT_SOCKOPTFUNCTION, &CCurlCallbacks::SocketOptions);
+        curl_easy_setopt(pCurl, CURLOPT_SOCKOPTDATA, this);
     }
-    if (m_endpoint.bExplicitTls && !m_endpoint.bImplicitTls) {
+    // A pinned key is a request for TLS: the log-on never goes out in clear then.
+    if ((m_endpoint.bExplicitTls || !m_endpoint.strPinnedPublicKey.isEmpty()) && !m_endpoint.bImplicitTls) {
         curl_easy_setopt(pCurl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
     }
     if (!m_endpoint.strPinnedPublicKey.isEmpty()) {
@@ -282,40 +330,71 @@ QString CCurlConnection::ServerUrl() const
         + QString::number(m_endpoint.nPort) + QLatin1Char('/');
 }
 
-void CCurlConnection::Prepare(const QString& strCommand, bool bNoBody, const QString& strDataCommand)
+void CCurlConnection::Prepare(const QStringList& quote, bool bNoBody, const QString& strDataCommand)
 {
     CURL* pCurl = m_pHandle->pCurl;
     if (pCurl == nullptr) {
         return;
     }
-    // libcurl never changes folders by itself here: every CWD is one of ours, so the trace and the
-    // server's idea of the current folder always agree. The "*" keeps libcurl from dropping the connection
-    // when the server refuses the command; the refusal is judged from the reply instead.
-    m_pHandle->SetQuote(strCommand.isEmpty() ? QStringList() : QStringList { QLatin1Char('*') + strCommand });
+    // libcurl never changes folders by itself here (no CWD of its own): every command is one of ours, and
+    // names its folder, so that a connection libcurl replaced on the way runs it in the same place.
+    m_pHandle->SetQuote(quote);
     curl_easy_setopt(pCurl, CURLOPT_URL, ServerUrl().toUtf8().constData());
     curl_easy_setopt(pCurl, CURLOPT_NOBODY, bNoBody ? 1L : 0L);
     m_pHandle->SetCustomRequest(strDataCommand);
 }
 
-CurlOutcome CCurlConnection::SendOne(const QString& strCommand, const std::atomic<bool>* pCancel)
+void CCurlConnection::JudgeReplies(CurlOutcome& outcome, const QStringList& commands) const
 {
-    Prepare(strCommand, true, {});
-    const int nRepliesBefore = m_nReplies;
-    CurlOutcome outcome = Perform(pCancel);
-    if (outcome.bOk && !strCommand.isEmpty() && m_nReplies != nRepliesBefore && ReplyCode(m_strLastReply) >= 400) {
-        outcome.bOk = false;
-        outcome.bServerRefused = true;
-        outcome.nReplyCode = ReplyCode(m_strLastReply);
-        outcome.strError = m_strLastReply;
+    // libcurl's own commands (EPSV before PASV, say) may be refused on the way; only ours are judged here.
+    for (const Exchange& exchange : m_exchanges) {
+        const QString strSent = exchange.strCommand;
+        const bool bOurs = std::any_of(commands.begin(), commands.end(), [&strSent](const QString& strCommand) {
+            return (strCommand.startsWith(QLatin1Char('*')) ? strCommand.mid(1) : strCommand) == strSent;
+        });
+        if (bOurs && exchange.nReplyCode >= 400) {
+            outcome.bOk = false;
+            outcome.bServerRefused = !outcome.bOutOfStep && !outcome.bCancelled;
+            outcome.nReplyCode = exchange.nReplyCode;
+            outcome.strRefusedCommand = exchange.strCommand;
+            outcome.strError = exchange.strReply;
+            return;
+        }
     }
-    // Which folder the server is in: known after an absolute CWD, unknown after anything else that may move it.
-    const QString strVerb = strCommand.section(QLatin1Char(' '), 0, 0).toUpper();
-    if (strVerb == QLatin1String("CWD") && outcome.bOk && strCommand.mid(4).startsWith(QLatin1Char('/'))) {
-        m_strCurrentFolder = strCommand.mid(4);
-    } else if (strVerb.contains(QLatin1String("CWD")) || strVerb.contains(QLatin1String("CUP")) || !outcome.bOk) {
-        m_strCurrentFolder.clear();
+}
+
+QString CCurlConnection::PeerAddress() const
+{
+    char* pAddress = nullptr;
+    if (m_pHandle->pCurl == nullptr || curl_easy_getinfo(m_pHandle->pCurl, CURLINFO_PRIMARY_IP, &pAddress) != CURLE_OK
+        || pAddress == nullptr) {
+        return {};
     }
-    return outcome;
+    QString strAddress = QString::fromLatin1(pAddress);
+    if (strAddress.startsWith(QLatin1String("::ffff:")) && strAddress.contains(QLatin1Char('.'))) {
+        strAddress = strAddress.mid(7);
+    }
+    return strAddress;
+}
+
+bool CCurlConnection::AcceptDataPeer(int nSocket)
+{
+    sockaddr_storage address {};
+    socklen_t nLength = sizeof address;
+    const QString strServer = PeerAddress();
+    const QString strPeer = ::getpeername(nSocket, reinterpret_cast<sockaddr*>(&address), &nLength) == 0
+        ? AddressText(address)
+        : QString();
+    if (!strPeer.isEmpty() && strPeer == strServer) {
+        return true;
+    }
+    m_bForeignDataPeer = true;
+    if (m_observers.trace) {
+        m_observers.trace(TRACE_ERROR,
+            FormatText("A data connection came from %s, not from the server at %s; it was closed unread.",
+                strPeer.isEmpty() ? QStringLiteral("an unknown address") : strPeer, strServer));
+    }
+    return false;
 }
 
 void CCurlConnection::OnDebug(int nType, const char* pData, size_t nSize)
@@ -366,6 +445,7 @@ void CCurlConnection::OnDebug(int nType, const char* pData, size_t nSize)
             status(kStatusClosingConnection, m_endpoint.strHost);
         }
         m_strLastCommand = strText;
+        m_exchanges.push_back({ strText, 0, {} });
         trace(TRACE_COMMAND, QStringLiteral("> ") + strText);
         status(kStatusSent, strText);
         break;
@@ -376,19 +456,49 @@ void CCurlConnection::OnDebug(int nType, const char* pData, size_t nSize)
             // A reply travels on into error messages, rows and terminals: its control characters never do.
             const QString strClean = EscapeControlCharacters(QString(strLine).remove(QLatin1Char('\r')));
             trace(TRACE_PLAIN, QStringLiteral("< ") + strClean);
-            m_strReplyInProgress += strClean;
-            m_replyLinesInProgress.append(strClean);
-            if (IsFinalReplyLine(strClean)) {
-                m_strLastReply = m_strReplyInProgress;
-                m_strReplyInProgress.clear();
-                m_lastReplyLines = std::exchange(m_replyLinesInProgress, {});
-                ++m_nReplies;
-            }
+            OnReplyLine(strClean);
         }
         status(kStatusReceived, strText);
         break;
     default:
         break;
+    }
+}
+
+void CCurlConnection::OnReplyLine(const QString& strLine)
+{
+    m_strReplyInProgress += strLine;
+    m_replyLinesInProgress.append(strLine);
+    if (m_strOpeningCode.isEmpty() && m_replyLinesInProgress.size() == 1 && IsOpeningReplyLine(strLine)) {
+        m_strOpeningCode = strLine.left(3);
+        return;
+    }
+    if (!IsFinalReplyLine(strLine)) {
+        return;
+    }
+    if (!m_strOpeningCode.isEmpty() && !strLine.startsWith(m_strOpeningCode)) {
+        // A reply of several lines ends only at its own code (RFC 959, 4.2), but libcurl ends it at the first
+        // code followed by a space: from here on its replies and our commands no longer match.
+        m_bOutOfStep = true;
+        if (m_observers.trace) {
+            m_observers.trace(TRACE_ERROR,
+                FormatText("The server's reply of several lines, opened with %s, holds a line with another "
+                           "reply code (%s); replies and commands would no longer match, so the connection is "
+                           "closed.",
+                    m_strOpeningCode, strLine.left(3)));
+        }
+    }
+    m_strLastReply = m_strReplyInProgress;
+    m_strReplyInProgress.clear();
+    m_strOpeningCode.clear();
+    m_lastReplyLines = std::exchange(m_replyLinesInProgress, {});
+    ++m_nReplies;
+    for (Exchange& exchange : m_exchanges) {
+        if (exchange.nReplyCode == 0) {
+            exchange.nReplyCode = std::max(1, ReplyCode(m_strLastReply));
+            exchange.strReply = m_strLastReply;
+            break;
+        }
     }
 }
 
@@ -406,17 +516,29 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
     m_pCancel = pCancel;
     m_received.clear();
     m_bOverLimit = false;
+    m_bForeignDataPeer = false;
     m_strReplyInProgress.clear();
     m_replyLinesInProgress.clear();
+    m_strOpeningCode.clear();
+    m_exchanges.clear();
     m_pHandle->errorBuffer[0] = '\0';
     const int nRepliesBefore = m_nReplies;
     const int nControlBefore = m_nControlConnections;
-    const CURLcode code = m_pHandle->Perform();
+    const CURLcode code = m_pHandle->Perform(&m_bOutOfStep);
     m_pCancel = nullptr;
     const bool bNewControl = m_nControlConnections != nControlBefore;
     m_bReconnected = m_bLoggedOn && bNewControl;
-    if (bNewControl) {
-        m_strCurrentFolder.clear();
+    if (m_bOutOfStep) {
+        // Nothing more can be said on this connection: it is dropped, and the next request opens another.
+        outcome.bOutOfStep = true;
+        outcome.strError = QStringLiteral("the server's replies no longer matched the commands sent (a reply of "
+                                          "several lines held another reply code); the connection was closed");
+        m_bOutOfStep = false;
+        delete m_pHandle;
+        m_pHandle = new CHandle;
+        m_bLoggedOn = false;
+        Configure();
+        return outcome;
     }
     if (m_observers.status) {
         m_observers.status(kStatusComplete, m_endpoint.strHost);
@@ -426,7 +548,8 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
         outcome.bOk = true;
         return outcome;
     }
-    outcome.bCancelled = code == CURLE_ABORTED_BY_CALLBACK;
+    outcome.bForeignDataPeer = m_bForeignDataPeer;
+    outcome.bCancelled = code == CURLE_ABORTED_BY_CALLBACK && !m_bForeignDataPeer;
     outcome.bTooLarge = m_bOverLimit;
     outcome.bLoginDenied = code == CURLE_LOGIN_DENIED;
     const int nReplyCode = ReplyCode(m_strLastReply);
@@ -434,6 +557,9 @@ CurlOutcome CCurlConnection::Perform(const std::atomic<bool>* pCancel)
     if (outcome.bServerRefused) {
         outcome.strError = m_strLastReply;
         outcome.nReplyCode = nReplyCode;
+    } else if (outcome.bForeignDataPeer) {
+        outcome.strError = QStringLiteral("a data connection came from an address other than the server's and "
+                                          "was refused; nothing it sent was read");
     } else if (outcome.bTooLarge) {
         outcome.strError = FormatText("the reply was longer than %lld bytes and was stopped", m_nReceiveLimit);
     } else {
@@ -458,25 +584,27 @@ CurlOutcome CCurlConnection::Connect(const QString& strFolder, const std::atomic
         refused.strError = strProblem;
         return refused;
     }
-    return SendOne(strFolder.isEmpty() ? QString() : QStringLiteral("CWD ") + strFolder, pCancel);
+    const QStringList quote = strFolder.isEmpty() ? QStringList() : QStringList { QStringLiteral("CWD ") + strFolder };
+    Prepare(quote, true, {});
+    CurlOutcome outcome = Perform(pCancel);
+    JudgeReplies(outcome, quote);
+    return outcome;
 }
 
 CurlOutcome CCurlConnection::SendCommands(const QStringList& commands, const QString& strFolder)
 {
-    QStringList all;
-    // A connection already in the folder is not sent there again: one round trip less per file.
-    if (!strFolder.isEmpty() && (strFolder != m_strCurrentFolder || m_bReconnected || !m_bLoggedOn)) {
-        all.append(QStringLiteral("CWD ") + strFolder);
+    // A refused CWD stops the request before anything else is sent; the "*" keeps libcurl from dropping the
+    // connection when the server refuses one of the commands, whose replies are judged here instead.
+    QStringList quote;
+    if (!strFolder.isEmpty()) {
+        quote.append(QStringLiteral("CWD ") + strFolder);
     }
-    all += commands;
-    CurlOutcome outcome;
-    outcome.bOk = true;
-    for (const QString& strCommand : all) {
-        outcome = SendOne(strCommand, nullptr);
-        if (!outcome.bOk) {
-            break;
-        }
+    for (const QString& strCommand : commands) {
+        quote.append(QLatin1Char('*') + strCommand);
     }
+    Prepare(quote, true, {});
+    CurlOutcome outcome = Perform(nullptr);
+    JudgeReplies(outcome, quote);
     return outcome;
 }
 
@@ -484,15 +612,13 @@ CurlOutcome CCurlConnection::SendDataCommand(
     const QString& strCommand, const QString& strFolder, QByteArray& data, const std::atomic<bool>* pCancel)
 {
     data.clear();
-    if (!strFolder.isEmpty()) {
-        // A folder that cannot be entered must stop the command: it would otherwise run in the wrong one.
-        const CurlOutcome outcome = SendCommands({}, strFolder);
-        if (!outcome.bOk) {
-            return outcome;
-        }
-    }
-    Prepare({}, false, strCommand);
+    // The folder is changed to in the same request: the command runs where the CWD put it, on whichever
+    // connection libcurl used, and a folder that cannot be entered stops it.
+    const QStringList quote = strFolder.isEmpty() ? QStringList() : QStringList { QStringLiteral("CWD ") + strFolder };
+    Prepare(quote, false, strCommand);
     CurlOutcome outcome = Perform(pCancel);
+    // libcurl takes "450" to a LIST for an empty folder; it is a listing that failed.
+    JudgeReplies(outcome, quote + QStringList { strCommand });
     data = m_received;
     m_received.clear();
     return outcome;
@@ -500,14 +626,24 @@ CurlOutcome CCurlConnection::SendDataCommand(
 
 bool CCurlConnection::PrepareFileTransfer(const QString& strFolder, const QString& strName, CurlOutcome& outcome)
 {
-    outcome = SendCommands({}, strFolder);
     CURL* pCurl = m_pHandle->pCurl;
-    if (!outcome.bOk || pCurl == nullptr) {
+    if (pCurl == nullptr) {
+        outcome.strError = QStringLiteral("The internet client could not be started.");
         return false;
     }
     m_pHandle->SetQuote({});
     m_pHandle->SetCustomRequest({});
-    const QString strUrl = ServerUrl() + QString::fromLatin1(QUrl::toPercentEncoding(strName));
+    // The file is named by its full path ("%2F" is the leading "/" of an absolute one), so that a connection
+    // replaced on the way cannot make it land in another folder.
+    QString strPath = strFolder;
+    if (!strPath.endsWith(QLatin1Char('/'))) {
+        strPath += QLatin1Char('/');
+    }
+    strPath += strName;
+    const QByteArray encoded = strPath.startsWith(QLatin1Char('/'))
+        ? "%2F" + QUrl::toPercentEncoding(strPath.mid(1), "/")
+        : QUrl::toPercentEncoding(strPath, "/");
+    const QString strUrl = ServerUrl() + QString::fromLatin1(encoded);
     curl_easy_setopt(pCurl, CURLOPT_URL, strUrl.toUtf8().constData());
     curl_easy_setopt(pCurl, CURLOPT_NOBODY, 0L);
     return true;
@@ -562,7 +698,6 @@ bool CCurlConnection::SeemsClosed() const
 
 void CCurlConnection::Close()
 {
-    m_strCurrentFolder.clear();
     // libcurl says QUIT itself when it closes a connection that is still up.
     delete m_pHandle;
     m_pHandle = new CHandle;

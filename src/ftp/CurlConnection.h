@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <functional>
+#include <vector>
 
 #include <QByteArray>
 #include <QString>
@@ -37,7 +38,10 @@ struct [[nodiscard]] CurlOutcome
     bool bCancelled = false;
     bool bLoginDenied = false;
     bool bTooLarge = false;
+    bool bForeignDataPeer = false; // an active-mode data connection came from another address
+    bool bOutOfStep = false; // the server's replies could no longer be matched to the commands
     int nReplyCode = 0; // of the refusal, when the server refused
+    QString strRefusedCommand; // the command the server refused, the password masked
     QString strError;
 
     // A refusal that asking again will not change (5xx: wrong password, no such folder).
@@ -65,24 +69,26 @@ public:
     // Connects and logs on, and changes to strFolder. Polls *pCancel (when given) while it waits.
     CurlOutcome Connect(const QString& strFolder, const std::atomic<bool>* pCancel = nullptr);
 
-    // Sends commands that open no data connection, after changing to strFolder (none when empty). Stops at
-    // the first command the server refuses.
-    CurlOutcome SendCommands(const QStringList& commands, const QString& strFolder);
+    // Sends commands that open no data connection, in one request, so that all of them reach the same
+    // connection even when libcurl has to open a new one on the way. Where the commands depend on a folder,
+    // strFolder is changed to first and nothing else is sent unless the server accepted that; otherwise
+    // commands name their paths in full. Each command is sent; the outcome is the first one refused.
+    CurlOutcome SendCommands(const QStringList& commands, const QString& strFolder = {});
 
-    // Sends one command that answers over a data connection (LIST, NLST, MLSD, RETR ...) in strFolder, and
-    // collects what arrives there.
+    // Sends one command that answers over a data connection (LIST, NLST, MLSD ...) in strFolder, changed to
+    // in the same request and checked by its reply, and collects what arrives there.
     CurlOutcome SendDataCommand(const QString& strCommand, const QString& strFolder, QByteArray& data,
         const std::atomic<bool>* pCancel = nullptr);
 
-    // Receives the file strName of strFolder in binary, handing each piece to sink; a sink that returns
-    // false stops the transfer. Polls *pCancel (when given). Sizes the server announces (SIZE, "150 ...
-    // (n bytes)") are not trusted: the transfer runs until the server's final reply, which judges it.
+    // Receives the file strName of strFolder in binary, named by its full path, handing each piece to sink;
+    // a sink that returns false stops the transfer. Polls *pCancel (when given). Sizes the server announces
+    // (SIZE, "150 ... (n bytes)") are not trusted: the transfer runs until the server's final reply.
     using DataSink = std::function<bool(const char* pData, size_t nSize)>;
     CurlOutcome Download(const QString& strFolder, const QString& strName, const DataSink& sink,
         const std::atomic<bool>* pCancel = nullptr);
 
     // Sends nSize bytes, asked for piece by piece from source (which returns how many it put in the buffer,
-    // or -1 to stop), as the file strName of strFolder. Polls *pCancel (when given).
+    // or -1 to stop), as the file strName of strFolder, named by its full path. Polls *pCancel (when given).
     using DataSource = std::function<qint64(char* pBuffer, size_t nMax)>;
     CurlOutcome Upload(const QString& strFolder, const QString& strName, qint64 nSize, const DataSource& source,
         const std::atomic<bool>* pCancel = nullptr);
@@ -96,6 +102,9 @@ public:
 
     // Whether the last request had to open a new connection: libcurl quietly replaces a dropped one.
     [[nodiscard]] bool LastRequestReconnected() const { return m_bReconnected; }
+
+    // The address of the server this connection reached, as the data connections must come from it.
+    [[nodiscard]] QString PeerAddress() const;
 
     [[nodiscard]] bool IsLoggedOn() const { return m_bLoggedOn; }
 
@@ -115,14 +124,26 @@ public:
 private:
     class CHandle;
 
+    // A command of the current request and the reply matched to it.
+    struct Exchange
+    {
+        QString strCommand;
+        int nReplyCode = 0; // 0 while unanswered
+        QString strReply;
+    };
+
     void Configure();
-    // Changes to the folder and points the handle at the file; false (with the outcome) when it cannot.
+    // Points the handle at the file by its full path; false (with the outcome) when it cannot.
     bool PrepareFileTransfer(const QString& strFolder, const QString& strName, CurlOutcome& outcome);
     CurlOutcome Perform(const std::atomic<bool>* pCancel);
     void OnDebug(int nType, const char* pData, size_t nSize);
+    void OnReplyLine(const QString& strLine);
+    bool AcceptDataPeer(int nSocket);
     QString ServerUrl() const;
-    void Prepare(const QString& strCommand, bool bNoBody, const QString& strDataCommand);
-    CurlOutcome SendOne(const QString& strCommand, const std::atomic<bool>* pCancel);
+    // quote: the commands sent before the request's own, a leading "*" letting one fail without stopping it.
+    void Prepare(const QStringList& quote, bool bNoBody, const QString& strDataCommand);
+    // The first of the request's commands (of quote) that the server refused, as the outcome says it.
+    void JudgeReplies(CurlOutcome& outcome, const QStringList& quote) const;
 
     FtpEndpoint m_endpoint;
     CurlObservers m_observers;
@@ -134,8 +155,11 @@ private:
     int m_nControlConnections = 0;
     bool m_bDataConnecting = false;
     QString m_strLastCommand;
-    QString m_strCurrentFolder;
     QString m_strReplyInProgress;
+    QString m_strOpeningCode; // of a reply of several lines, until its last line
+    std::vector<Exchange> m_exchanges;
+    bool m_bOutOfStep = false;
+    bool m_bForeignDataPeer = false;
     QStringList m_lastReplyLines;
     QStringList m_replyLinesInProgress;
     QByteArray m_received;

@@ -282,7 +282,7 @@ QString CFtpSession::CommandError(
     } else if (outcome.bServerRefused) {
         // The server said no: its reply is the message, naming the command it refused.
         const QString strRefused
-            = connection.LastCommand().startsWith(QLatin1String("CWD ")) ? connection.LastCommand() : strCommand;
+            = outcome.strRefusedCommand.startsWith(QLatin1String("CWD ")) ? outcome.strRefusedCommand : strCommand;
         strResult = FormatText("ERROR: %s Error: %s\n", MaskSecrets(strRefused), WithoutLineBreaks(outcome.strError));
     } else if (bDataCommand && strReply.contains(QLatin1String("350"))) {
         strResult = QStringLiteral("ERROR: ") + strReply;
@@ -356,7 +356,7 @@ QString CFtpSession::FTPSend2FtpCommands(
     }
     if (!outcome.bOk) {
         m_bLastFolderRefused = outcome.bServerRefused && outcome.nReplyCode >= 500
-            && m_pConnection->LastCommand().startsWith(QLatin1String("CWD "));
+            && outcome.strRefusedCommand.startsWith(QLatin1String("CWD "));
         return CommandError(strSecond, outcome, *m_pConnection, bData);
     }
     Log("FTPSend2FtpCommands::[%ld] executed: %s", CurrentThreadId(), MaskSecrets(strSecond));
@@ -376,7 +376,9 @@ QString CFtpSession::FTPSend2FtpCommands(const QStringList& commands)
     }
     const CurlOutcome outcome = m_pConnection->SendCommands(commands, QString());
     if (!outcome.bOk) {
-        return CommandError(m_pConnection->LastCommand(), outcome, *m_pConnection, false);
+        return CommandError(
+            outcome.strRefusedCommand.isEmpty() ? m_pConnection->LastCommand() : outcome.strRefusedCommand, outcome,
+            *m_pConnection, false);
     }
     Log("FTPSend2FtpCommands::[%ld] executed: %s", CurrentThreadId(),
         MaskSecrets(commands.isEmpty() ? QString() : commands.last()));

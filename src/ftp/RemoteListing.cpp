@@ -12,6 +12,7 @@
 #include "ftp/MirrorRoot.h"
 #include "ftp/TraceBuffer.h"
 #include "support/DiagnosticLog.h"
+#include "support/SettingsStore.h"
 #include "support/ThreadId.h"
 #include "tree/FileTexts.h"
 
@@ -245,6 +246,9 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
             return false;
         }
         ++nDone;
+        if (!entry.isDirectory && !entry.isLink && ++m_nEntriesSeen > m_nMaxEntries && !WithinBounds()) {
+            return false;
+        }
         if (LeaveOut(strFolder, entry)) {
             ++m_counts.nRejected;
             bLeftOut = true;
@@ -257,7 +261,29 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
             continue;
         }
 
+        const QString strChild = JoinRemote(strFolder, entry.name);
+        if (entry.isLink) {
+            const LinkKind kind = ProbeLink(strChild);
+            if (kind == LinkKind::Unknown) {
+                bComplete = false;
+                continue;
+            }
+            if (kind == LinkKind::File) {
+                // A link the server will not enter is a link to a file: it is mirrored as that file.
+                mirror->RemoveEntry(entry.name);
+                MirrorFile(strFolder, folder, LinkAsFile(entry, parsed.entries), options, pCancel);
+                continue;
+            }
+        }
         ++m_counts.nFolders;
+        if (!WithinBounds()) {
+            return false;
+        }
+        if (entry.isLink) {
+            MirrorLink(*mirror, strChild, entry);
+            reportProgress(entry.name);
+            continue;
+        }
         const std::optional<CMirrorDir> child = mirror->Child(entry.name, true);
         if (!child) {
             m_trace.AddTraceLine(
@@ -273,19 +299,14 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
         if (!options.bRecursive) {
             continue;
         }
-        const bool bSubfolderDone = DownloadDir(JoinRemote(strFolder, entry.name), options, pCancel);
-        if (IsCancelled(pCancel)) {
+        const bool bSubfolderDone = DownloadDir(strChild, options, pCancel);
+        if (IsCancelled(pCancel) || m_bBoundReached) {
             return false;
         }
-        if (!bSubfolderDone && entry.isLink && m_bLastFolderRefused) {
-            // A link the server will not enter is a link to a file: it is mirrored as that file.
-            --m_counts.nFolders;
-            mirror->RemoveEntry(entry.name);
-            MirrorFile(strFolder, folder, LinkAsFile(entry, parsed.entries), options, pCancel);
-            continue;
+        if (!bSubfolderDone) {
+            // The rest of the tree is still worth having; this folder stands in the mirror as unknown.
+            MarkListingFailed(*child, strChild);
         }
-        // The folder is not whole without it, but the rest of it is still worth having.
-        bComplete = bComplete && bSubfolderDone;
     }
     if (IsCancelled(pCancel)) {
         return false;
@@ -313,6 +334,64 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
     return true;
 }
 
+CRemoteListing::LinkKind CRemoteListing::ProbeLink(const QString& strPath)
+{
+    CCurlConnection* pConnection = m_session.Connection();
+    if (pConnection == nullptr) {
+        return LinkKind::Unknown;
+    }
+    // Entering a link says what it leads to without listing it: a folder, or (refused) a file.
+    const CurlOutcome outcome = pConnection->SendCommands({ QStringLiteral("CWD ") + strPath });
+    if (outcome.bOk) {
+        return LinkKind::Folder;
+    }
+    if (outcome.bServerRefused && outcome.nReplyCode >= 500) {
+        return LinkKind::File;
+    }
+    m_trace.AddTraceLine(TRACE_ERROR, "What the link \"%s\" leads to could not be found out: %s", Printable(strPath),
+        outcome.strError.trimmed());
+    return LinkKind::Unknown;
+}
+
+void CRemoteListing::MirrorLink(const CMirrorDir& mirror, const QString& strPath, const FtpListEntry& entry)
+{
+    // A link is shown and removed as a link, never followed: what it leads to is compared under its own path
+    // when it lies in the compared folder, and is not this comparison's when it does not (or leads back up).
+    mirror.RemoveEntry(entry.name);
+    const std::optional<CMirrorDir> child = mirror.Child(entry.name, true);
+    if (!child || !child->CreateEmptyFile(QString::fromLatin1(kLinkMarker))) {
+        m_trace.AddTraceLine(TRACE_ERROR, "The mirror folder for \"%s\" cannot be made.", Printable(strPath));
+        return;
+    }
+    m_trace.AddTraceLine(TRACE_STATUS, "\"%s\" is a link on the server (to \"%s\"); it is shown, not followed.",
+        Printable(strPath), Printable(entry.strLinkTarget));
+}
+
+void CRemoteListing::MarkListingFailed(const CMirrorDir& folder, const QString& strPath)
+{
+    for (const QString& strName : folder.Names()) {
+        folder.RemoveEntry(strName);
+    }
+    folder.CreateEmptyFile(QString::fromLatin1(kFailedListingMarker));
+    Warn(FormatText(
+        "The folder \"%s\" could not be listed; nothing in it is compared, copied or deleted.", Printable(strPath)));
+}
+
+bool CRemoteListing::WithinBounds()
+{
+    if (m_counts.nFolders <= m_nMaxFolders && m_nEntriesSeen <= m_nMaxEntries) {
+        return true;
+    }
+    if (!m_bBoundReached) {
+        m_bBoundReached = true;
+        Warn(FormatText("The server's tree holds more than %lld folders or %lld files, the bounds of one comparison "
+                        "(\"MaxListedFolders\", \"MaxListedEntries\"); listing stopped there. Compare a folder further "
+                        "down, or raise the bounds.",
+            m_nMaxFolders, m_nMaxEntries));
+    }
+    return false;
+}
+
 bool CRemoteListing::LeaveOut(const QString& strFolder, const FtpListEntry& entry)
 {
     if (!IsSafeEntryName(entry.name)) {
@@ -323,7 +402,8 @@ bool CRemoteListing::LeaveOut(const QString& strFolder, const FtpListEntry& entr
     }
     const char* pWhy = nullptr;
     if (IsWorkingName(entry.name)) {
-        pWhy = "names holding \"$quorvel\" or \"$diffundo\" are kept for this program's own working files";
+        pWhy = "names holding \"$quorvel\" or \"$diffundo\", and names beginning \".quorvel-upload-\", are this "
+               "program's own working files";
     } else if (!entry.isDirectory && !entry.isLink
         && !IsSafeEntryName(MakeMarkerName(entry.name, MarkerSafe(entry.sizeText), MarkerSafe(entry.dateKey)))) {
         pWhy = "its name is too long for the marker that must stand beside it in the mirror";
@@ -466,8 +546,11 @@ bool CRemoteListing::DownloadDir(
     const QString& strFolder, const MirrorOptions& options, const std::atomic<bool>* pCancel)
 {
     if (m_ancestorListings.size() >= kMaxRemoteDepth) {
-        m_trace.AddTraceLine(
-            TRACE_ERROR, "\"%s\" lies more than %d folders deep; it is not listed.", strFolder, kMaxRemoteDepth);
+        // Not listed, so not known: the mirror says so, and nothing is deleted on its strength.
+        if (const std::optional<CMirrorDir> mirror = OpenMirrorFolder(strFolder, true)) {
+            mirror->CreateEmptyFile(QString::fromLatin1(kPartialListingMarker));
+        }
+        Warn(FormatText("\"%s\" lies more than %d folders deep; it is not listed.", strFolder, kMaxRemoteDepth));
         return true;
     }
     if (IsCancelled(pCancel)) {
@@ -502,6 +585,11 @@ bool CRemoteListing::RemoteScan(
     bool bDone = true;
     if (!IsMirrorFolderCurrent(strFolder)) {
         m_ancestorListings.clear();
+        m_bBoundReached = false;
+        m_nEntriesSeen = 0;
+        const CSettingsStore store;
+        m_nMaxFolders = std::max(1LL, store.ReadInt("Settings", "MaxListedFolders"));
+        m_nMaxEntries = std::max(1LL, store.ReadInt("Settings", "MaxListedEntries"));
         bDone = DownloadDir(strFolder, options, pCancel);
     }
     m_trace.AddTraceText(TRACE_STATUS, QStringLiteral("Ready for new command."));

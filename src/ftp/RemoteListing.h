@@ -90,7 +90,22 @@ private:
         QSet<QString> keptMarkers;
     };
 
+    enum class LinkKind
+    {
+        Folder,
+        File,
+        Unknown // the server could not be asked
+    };
+
     static bool IsCancelled(const std::atomic<bool>* pCancel);
+    // What a link on the server leads to, found by entering it (and going no further).
+    LinkKind ProbeLink(const QString& strPath);
+    // A link to a folder stands in the mirror as a folder holding only the link marker.
+    void MirrorLink(const CMirrorDir& mirror, const QString& strPath, const FtpListEntry& entry);
+    // A sub-folder whose listing failed stands in the mirror as unknown: emptied, with the failure marker.
+    void MarkListingFailed(const CMirrorDir& folder, const QString& strPath);
+    // False (and said once) past the bounds on folders and entries of one comparison.
+    bool WithinBounds();
     // Whether an entry must stay out of the mirror (a name that cannot be stored, one of this program's
     // working names, one too long for a marker); says why in the trace when it must.
     bool LeaveOut(const QString& strFolder, const FtpListEntry& entry);
@@ -111,6 +126,10 @@ private:
     QString m_strLastListing;
     bool m_bLastListingEmpty = false;
     bool m_bLastFolderRefused = false;
+    bool m_bBoundReached = false;
+    long long m_nEntriesSeen = 0;
+    long long m_nMaxFolders = 200000;
+    long long m_nMaxEntries = 5000000;
     MirrorCounts m_counts;
     QStringList m_warnings;
     // Listings of the folders above the one being mirrored: a link back up lists one of them again.

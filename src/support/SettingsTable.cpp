@@ -53,6 +53,11 @@ constexpr std::array kTable {
     Int(kSettings, "ConnectionTimeout", 30),
     Text(kSettings, "DefaultLocalPath", ""),
     Int(kSettings, "CacheDownloadSizeKB", 10),
+    // A download whose size the server did not list stops past this many MiB (0: no bound).
+    Int(kSettings, "UnknownSizeDownloadLimitMB", 4096),
+    // A comparison stops with a clear message past this many folders or entries listed on the server.
+    Int(kSettings, "MaxListedFolders", 200000),
+    Int(kSettings, "MaxListedEntries", 5000000),
     // Connections open to one site at once, the view's own included; transfers beyond it wait.
     Int(kSettings, "MaxFtpConnections", 4),
     // Uploads go to a working name and are renamed into place; 0 for servers that refuse renames.

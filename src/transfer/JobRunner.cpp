@@ -5,6 +5,7 @@
 #include "ftp/CurlConnection.h"
 #include "ftp/FtpSession.h"
 #include "ftp/TraceBuffer.h"
+#include "support/SettingsStore.h"
 #include "transfer/TransferList.h"
 #include "transfer/TransferRoutines.h"
 
@@ -12,7 +13,10 @@ CJobRunner::CJobRunner(CFtpSession& session, CTraceBuffer& trace, CTransferListV
     : m_session(session)
     , m_trace(trace)
     , m_list(list)
-{ }
+{
+    const long long nLimitMb = CSettingsStore().ReadInt("Settings", "UnknownSizeDownloadLimitMB");
+    m_nUnknownSizeLimit = nLimitMb > 0 ? nLimitMb * 1024 * 1024 : -1;
+}
 
 std::unique_ptr<CCurlConnection> CJobRunner::ConnectionIfFree(bool& bBusy)
 {
@@ -46,28 +50,28 @@ int CJobRunner::RunTransfer(
             m_nBytesMoved += nBytes;
             m_list.AdvanceProgress(nJobId, nBytes);
         },
-        pCancel, m_bUploadThroughWorkingName, {} };
+        pCancel, m_bUploadThroughWorkingName, {}, m_localRoots, m_nUnknownSizeLimit };
     int nResult = TRANSFER_FAILED;
     switch (job.operation) {
     case TransferOperation::Upload:
-        nResult = job.bFolder ? UploadFolder(context, job.strLocalPath, RemotePathOf(job))
+        nResult = job.bFolder ? UploadFolder(context, job.strLocalPath, RemotePathOf(job), job.plan)
                               : UploadFile(context, job.strLocalPath, job.strRemoteFolder, job.strName);
         break;
     case TransferOperation::Download:
         nResult = job.bFolder
-            ? DownloadFolder(context, RemotePathOf(job), job.strLocalPath)
+            ? DownloadFolder(context, RemotePathOf(job), job.strLocalPath, job.plan)
             : DownloadFile(context, job.strRemoteFolder, job.strName, job.strLocalPath, job.nExpectedSize);
         break;
     case TransferOperation::Delete:
-        nResult = DeleteRemote(context, job.strRemoteFolder, job.strName, job.bFolder);
+        nResult = DeleteRemote(context, job.strRemoteFolder, job.strName, job.bFolder, job.bLink, job.plan);
         break;
     case TransferOperation::Rename:
         nResult = RenameRemote(context, job.strRemoteFolder, job.strName,
             job.strTargetRemotePath.mid(job.strTargetRemotePath.lastIndexOf(QLatin1Char('/')) + 1));
         break;
     case TransferOperation::Copy:
-        nResult = CopyRemote(
-            context, job.strRemoteFolder, job.strName, job.bFolder, job.strTargetRemotePath, job.nExpectedSize);
+        nResult = CopyRemote(context, job.strRemoteFolder, job.strName, job.bFolder, job.strTargetRemotePath,
+            job.nExpectedSize, job.plan);
         break;
     }
     strFailure = context.strFailure;

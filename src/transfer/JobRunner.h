@@ -5,6 +5,7 @@
 #include <memory>
 
 #include <QString>
+#include <QStringList>
 
 #include "transfer/TransferJob.h"
 
@@ -23,6 +24,8 @@ public:
 
     // Some servers refuse renames: uploads then go straight to their names.
     void SetUploadThroughWorkingName(bool bOn) { m_bUploadThroughWorkingName = bOn; }
+    // The local folders below which no job writes through a link; set before any job runs.
+    void SetLocalRoots(const QStringList& roots) { m_localRoots = roots; }
 
     // The transfer alone: 1 done, 0 cancelled, other failed (strFailure then says why, when it can). It
     // runs on pConnection when given, otherwise on one borrowed for it.
@@ -46,5 +49,7 @@ private:
     CTraceBuffer& m_trace;
     CTransferListView& m_list;
     std::atomic<bool> m_bUploadThroughWorkingName { true };
+    QStringList m_localRoots;
+    std::int64_t m_nUnknownSizeLimit = -1;
     std::atomic<std::int64_t> m_nBytesMoved { 0 };
 };

@@ -5,21 +5,24 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
+#include <QSet>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
+#include <unistd.h>
+
 #include "ftp/CurlConnection.h"
 #include "ftp/TraceBuffer.h"
+#include "support/FolderRemoval.h"
+#include "support/LocalLinks.h"
 #include "support/TextFormat.h"
+#include "tree/FileTexts.h"
 
 namespace {
-
-constexpr qint64 kMaxListingBytes = 64LL * 1024 * 1024;
-constexpr int kMaxDepth = 32;
-const QString kWorkingPrefix = QStringLiteral(".quorvel-upload-");
 
 bool Cancelled(const TransferContext& context)
 {
@@ -46,41 +49,53 @@ bool CheckName(TransferContext& context, const QString& strName)
     return false;
 }
 
-int FolderDownload(TransferContext& context, const QString& strRemoteFolder, const QString& strLocalFolder, int nDepth)
+// A folder and a name from a path relative to a job's folder: "a/b/c.txt" below "/www" is "/www/a/b", "c.txt".
+std::pair<QString, QString> SplitBelow(const QString& strFolder, const QString& strRelative)
 {
-    if (nDepth > kMaxDepth) {
-        return Fail(context,
-            FormatText("\"%s\" lies more than %d folders deep; it was not downloaded.", strRemoteFolder, kMaxDepth));
+    const qsizetype nCut = strRelative.lastIndexOf(QLatin1Char('/'));
+    return { nCut < 0 ? strFolder : JoinRemotePath(strFolder, strRelative.left(nCut)), strRelative.mid(nCut + 1) };
+}
+
+// Makes a local folder, never through a link below one of the roots.
+QString MakeLocalFolder(const QString& strFolder, const QStringList& localRoots)
+{
+    if (const QString strLink = LinkOnTheWay(localRoots, strFolder); !strLink.isEmpty()) {
+        return RefusedThroughLink(strFolder, strLink);
     }
-    const std::optional<std::vector<FtpListEntry>> entries = ListRemoteFolder(context, strRemoteFolder);
-    if (!entries) {
-        return TRANSFER_FAILED;
+    return QDir().mkpath(strFolder) ? QString() : FormatText("The folder %s cannot be made.", strFolder);
+}
+
+// The reason a local write failed, in words ("No space left on device").
+QString WriteErrorText(int nError, const QString& strFallback)
+{
+    return nError != 0 ? QString::fromLocal8Bit(std::strerror(nError)) : strFallback;
+}
+
+// A command with a remote path as its argument; the path is checked first.
+CurlOutcome SendPathCommand(TransferContext& context, const QString& strVerb, const QString& strPath)
+{
+    return context.connection.SendCommands({ strVerb + QLatin1Char(' ') + strPath });
+}
+
+// Removes a remote link as a link: DELE names the link itself on every server that keeps links; RMD is for
+// the few that list a link to a folder as a folder and remove it only that way. Neither enters it.
+int RemoveRemoteLink(TransferContext& context, const QString& strPath)
+{
+    const CurlOutcome deleted = SendPathCommand(context, QStringLiteral("DELE"), strPath);
+    if (deleted.bOk) {
+        return TRANSFER_DONE;
     }
-    if (!QDir().mkpath(strLocalFolder)) {
-        return Fail(context, FormatText("The folder %s cannot be made.", strLocalFolder));
+    if (!deleted.bServerRefused) {
+        return Fail(context, FormatText("The link %s was not deleted: %s", strPath, deleted.strError.trimmed()));
     }
-    int nResult = TRANSFER_DONE;
-    for (const FtpListEntry& entry : *entries) {
-        if (Cancelled(context)) {
-            return TRANSFER_CANCELLED;
-        }
-        if (!IsSafeEntryName(entry.name)) {
-            context.trace.AddTraceLine(
-                TRACE_ERROR, "\"%s\" in %s cannot be a local name; it was left out.", entry.name, strRemoteFolder);
-            continue;
-        }
-        const QString strLocal = QDir(strLocalFolder).filePath(entry.name);
-        const int nEntryResult = entry.isDirectory || entry.isLink
-            ? FolderDownload(context, JoinRemotePath(strRemoteFolder, entry.name), strLocal, nDepth + 1)
-            : DownloadFile(context, strRemoteFolder, entry.name, strLocal, entry.size < INT32_MAX ? entry.size : -1);
-        if (nEntryResult == TRANSFER_CANCELLED) {
-            return TRANSFER_CANCELLED;
-        }
-        if (nEntryResult != TRANSFER_DONE) {
-            nResult = nEntryResult;
-        }
+    const CurlOutcome removed = SendPathCommand(context, QStringLiteral("RMD"), strPath);
+    if (removed.bOk) {
+        return TRANSFER_DONE;
     }
-    return nResult;
+    return Fail(context,
+        FormatText("The link %s was left in place: the server would not remove it as a link (%s), and it is never "
+                   "deleted through.",
+            strPath, deleted.strError.trimmed()));
 }
 
 } // namespace
@@ -88,6 +103,18 @@ int FolderDownload(TransferContext& context, const QString& strRemoteFolder, con
 bool IsSendableName(const QString& strName)
 {
     return !strName.contains(QLatin1Char('\n')) && !strName.contains(QLatin1Char('\r')) && !strName.contains(QChar(0));
+}
+
+QString UploadWorkingName(const QString& strName)
+{
+    // Unique per upload; the name's own end is kept short enough that the whole fits in 255 bytes.
+    const QString strUnique
+        = kUploadWorkingPrefix + QString::number(QRandomGenerator::global()->generate64(), 16) + QLatin1Char('-');
+    QString strTail = strName;
+    while (!strTail.isEmpty() && QFile::encodeName(strUnique + strTail).size() > 255) {
+        strTail.chop(1);
+    }
+    return strUnique + strTail;
 }
 
 QString JoinRemotePath(const QString& strFolder, const QString& strName)
@@ -111,26 +138,6 @@ std::int64_t LocalSize(const QString& strPath)
     return nTotal;
 }
 
-std::optional<std::vector<FtpListEntry>> ListRemoteFolder(TransferContext& context, const QString& strRemoteFolder)
-{
-    QByteArray data;
-    context.connection.SetReceiveLimit(kMaxListingBytes);
-    const CurlOutcome outcome = context.connection.SendDataCommand(QStringLiteral("LIST"), strRemoteFolder, data);
-    context.connection.SetReceiveLimit(0);
-    if (!outcome.bOk) {
-        Fail(context, FormatText("The listing of %s failed: %s", strRemoteFolder, outcome.strError.trimmed()));
-        return std::nullopt;
-    }
-    ParsedListing parsed = ParseListing(QString::fromLocal8Bit(data), ListingYears::Now());
-    if (parsed.UnreadLines() > 0) {
-        Fail(context,
-            FormatText("The listing of %s held %d lines that could not be read; the folder is not worked on from it.",
-                strRemoteFolder, static_cast<int>(parsed.UnreadLines())));
-        return std::nullopt;
-    }
-    return std::move(parsed.entries);
-}
-
 int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const QString& strName,
     const QString& strLocalPath, std::int64_t nExpectedSize)
 {
@@ -141,8 +148,8 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
     // target by a rename only when whole. No fsync per file: it serialises parallel downloads on the
     // file system's journal, and ext4 and its kin flush a file renamed over another before the rename.
     const QFileInfo target(strLocalPath);
-    if (!QDir().mkpath(target.path())) {
-        return Fail(context, FormatText("The folder %s cannot be made.", target.path()));
+    if (const QString strError = MakeLocalFolder(target.path(), context.localRoots); !strError.isEmpty()) {
+        return Fail(context, strError);
     }
     QFile file(target.dir().filePath(
         QStringLiteral("$quorvelpart-%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'))));
@@ -153,18 +160,23 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
         file.close();
         file.remove();
     };
+    // What the listing did not size is bounded all the same: a server that never stops cannot fill the disk.
+    const std::int64_t nLimit = nExpectedSize >= 0 ? nExpectedSize : context.nUnknownSizeLimit;
     std::int64_t nReceived = 0;
     bool bTooLong = false;
     bool bWriteFailed = false;
+    int nWriteError = 0;
     const CurlOutcome outcome = context.connection.Download(
         strRemoteFolder, strName,
         [&](const char* pData, size_t nSize) {
             nReceived += static_cast<std::int64_t>(nSize);
-            if (nExpectedSize >= 0 && nReceived > nExpectedSize) {
+            if (nLimit >= 0 && nReceived > nLimit) {
                 bTooLong = true;
                 return false;
             }
+            errno = 0;
             if (file.write(pData, static_cast<qint64>(nSize)) != static_cast<qint64>(nSize)) {
+                nWriteError = errno;
                 bWriteFailed = true;
                 return false;
             }
@@ -180,16 +192,23 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
         return TRANSFER_CANCELLED;
     }
     if (bWriteFailed) {
-        const QString strError = file.errorString();
+        const QString strError = WriteErrorText(nWriteError, file.errorString());
         discard();
         return Fail(
             context, FormatText("%s could not be written (%s); %s is as it was.", strRemote, strError, strLocalPath));
     }
-    if (bTooLong) {
+    if (bTooLong && nExpectedSize >= 0) {
         discard();
         return Fail(context,
             FormatText("The server sent more of %s than the %lld bytes it listed; the download was stopped.", strRemote,
                 static_cast<long long>(nExpectedSize)));
+    }
+    if (bTooLong) {
+        discard();
+        return Fail(context,
+            FormatText("The server listed no size for %s and sent more than %lld bytes of it, the bound on such "
+                       "downloads (\"UnknownSizeDownloadLimitMB\"); the download was stopped and %s is as it was.",
+                strRemote, static_cast<long long>(nLimit), strLocalPath));
     }
     if (!outcome.bOk) {
         discard();
@@ -221,7 +240,7 @@ int UploadFile(
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return Fail(context, FormatText("%s cannot be read: %s.", strLocalPath, file.errorString()));
     }
-    const QString strTarget = context.bUploadThroughWorkingName ? kWorkingPrefix + strName : strName;
+    const QString strTarget = context.bUploadThroughWorkingName ? UploadWorkingName(strName) : strName;
     bool bReadFailed = false;
     const CurlOutcome outcome = context.connection.Upload(
         strRemoteFolder, strTarget, file.size(),
@@ -238,9 +257,10 @@ int UploadFile(
         },
         context.pCancel);
     const QString strRemote = JoinRemotePath(strRemoteFolder, strName);
+    const QString strWorking = JoinRemotePath(strRemoteFolder, strTarget);
     auto removeWorking = [&] {
         if (context.bUploadThroughWorkingName) {
-            (void)context.connection.SendCommands({ QStringLiteral("DELE ") + strTarget }, strRemoteFolder);
+            (void)SendPathCommand(context, QStringLiteral("DELE"), strWorking);
         }
     };
     if (outcome.bCancelled || Cancelled(context)) {
@@ -255,24 +275,53 @@ int UploadFile(
     }
     if (context.bUploadThroughWorkingName) {
         const CurlOutcome renamed = context.connection.SendCommands(
-            { QStringLiteral("RNFR ") + strTarget, QStringLiteral("RNTO ") + strName }, strRemoteFolder);
+            { QStringLiteral("RNFR ") + strWorking, QStringLiteral("RNTO ") + strRemote });
         if (!renamed.bOk) {
             removeWorking();
             return Fail(context,
-                FormatText("The uploaded %s could not be renamed into place: %s (turn off uploading "
-                           "through a working name for this server).",
+                FormatText("The uploaded %s could not be renamed into place: %s (if this server refuses every "
+                           "rename, turn off uploading through a working name for it).",
                     strRemote, renamed.strError.trimmed()));
         }
     }
     return TRANSFER_DONE;
 }
 
-int DownloadFolder(TransferContext& context, const QString& strRemoteFolder, const QString& strLocalFolder)
+int DownloadFolder(
+    TransferContext& context, const QString& strRemoteFolder, const QString& strLocalFolder, const FolderPlan& plan)
 {
-    return FolderDownload(context, strRemoteFolder, strLocalFolder, 0);
+    if (const QString strError = MakeLocalFolder(strLocalFolder, context.localRoots); !strError.isEmpty()) {
+        return Fail(context, strError);
+    }
+    int nResult = TRANSFER_DONE;
+    for (const PlannedEntry& entry : plan) {
+        if (Cancelled(context)) {
+            return TRANSFER_CANCELLED;
+        }
+        if (entry.bLink) {
+            continue;
+        }
+        const QString strLocal = QDir(strLocalFolder).filePath(entry.strRelative);
+        int nEntryResult = TRANSFER_DONE;
+        if (entry.bFolder) {
+            const QString strError = MakeLocalFolder(strLocal, context.localRoots);
+            nEntryResult = strError.isEmpty() ? TRANSFER_DONE : Fail(context, strError);
+        } else {
+            const auto [strFolder, strName] = SplitBelow(strRemoteFolder, entry.strRelative);
+            nEntryResult = DownloadFile(context, strFolder, strName, strLocal, entry.nSize);
+        }
+        if (nEntryResult == TRANSFER_CANCELLED) {
+            return TRANSFER_CANCELLED;
+        }
+        if (nEntryResult != TRANSFER_DONE) {
+            nResult = nEntryResult;
+        }
+    }
+    return nResult;
 }
 
-int UploadFolder(TransferContext& context, const QString& strLocalFolder, const QString& strRemoteFolder)
+int UploadFolder(
+    TransferContext& context, const QString& strLocalFolder, const QString& strRemoteFolder, const FolderPlan& plan)
 {
     const qsizetype nCut = strRemoteFolder.lastIndexOf(QLatin1Char('/'));
     const QString strParent = nCut <= 0 ? QStringLiteral("/") : strRemoteFolder.left(nCut);
@@ -281,15 +330,17 @@ int UploadFolder(TransferContext& context, const QString& strLocalFolder, const 
         return nMade;
     }
     int nResult = TRANSFER_DONE;
-    const QFileInfoList entries
-        = QDir(strLocalFolder).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
-    for (const QFileInfo& entry : entries) {
+    for (const PlannedEntry& entry : plan) {
         if (Cancelled(context)) {
             return TRANSFER_CANCELLED;
         }
-        const int nEntryResult = entry.isDir()
-            ? UploadFolder(context, entry.filePath(), JoinRemotePath(strRemoteFolder, entry.fileName()))
-            : UploadFile(context, entry.filePath(), strRemoteFolder, entry.fileName());
+        if (entry.bLink && entry.bFolder) {
+            continue;
+        }
+        const auto [strFolder, strName] = SplitBelow(strRemoteFolder, entry.strRelative);
+        const int nEntryResult = entry.bFolder
+            ? MakeRemoteFolder(context, strFolder, strName)
+            : UploadFile(context, QDir(strLocalFolder).filePath(entry.strRelative), strFolder, strName);
         if (nEntryResult == TRANSFER_CANCELLED) {
             return TRANSFER_CANCELLED;
         }
@@ -305,50 +356,78 @@ int MakeRemoteFolder(TransferContext& context, const QString& strRemoteFolder, c
     if (!CheckName(context, strName)) {
         return TRANSFER_FAILED;
     }
+    const QString strPath = JoinRemotePath(strRemoteFolder, strName);
     // A folder that is there already is what was wanted.
-    if (context.connection.SendCommands({}, JoinRemotePath(strRemoteFolder, strName)).bOk) {
+    if (SendPathCommand(context, QStringLiteral("CWD"), strPath).bOk) {
         return TRANSFER_DONE;
     }
-    const CurlOutcome outcome = context.connection.SendCommands({ QStringLiteral("MKD ") + strName }, strRemoteFolder);
+    const CurlOutcome outcome = SendPathCommand(context, QStringLiteral("MKD"), strPath);
     if (!outcome.bOk) {
-        return Fail(context,
-            FormatText("The folder %s cannot be made: %s", JoinRemotePath(strRemoteFolder, strName),
-                outcome.strError.trimmed()));
+        return Fail(context, FormatText("The folder %s cannot be made: %s", strPath, outcome.strError.trimmed()));
     }
     return TRANSFER_DONE;
 }
 
-int DeleteRemote(TransferContext& context, const QString& strRemoteFolder, const QString& strName, bool bFolder)
+int DeleteRemote(TransferContext& context, const QString& strRemoteFolder, const QString& strName, bool bFolder,
+    bool bLink, const FolderPlan& plan)
 {
     if (!CheckName(context, strName)) {
         return TRANSFER_FAILED;
     }
     const QString strPath = JoinRemotePath(strRemoteFolder, strName);
-    if (bFolder) {
-        const std::optional<std::vector<FtpListEntry>> entries = ListRemoteFolder(context, strPath);
-        if (!entries) {
-            return Fail(context, FormatText("%s was not deleted: it could not be listed in full.", strPath));
+    if (bLink) {
+        return RemoveRemoteLink(context, strPath);
+    }
+    if (!bFolder) {
+        const CurlOutcome outcome = SendPathCommand(context, QStringLiteral("DELE"), strPath);
+        return outcome.bOk ? TRANSFER_DONE
+                           : Fail(context, FormatText("%s was not deleted: %s", strPath, outcome.strError.trimmed()));
+    }
+    // Bottom up, exactly what the comparison saw: a folder goes only once everything planned in it went,
+    // and the server refuses to remove one that still holds what the plan did not know.
+    QSet<QString> keptFolders;
+    const auto keepParents = [&keptFolders](const QString& strRelative) {
+        for (qsizetype nCut = strRelative.lastIndexOf(QLatin1Char('/')); nCut > 0;
+             nCut = strRelative.lastIndexOf(QLatin1Char('/'), nCut - 1)) {
+            keptFolders.insert(strRelative.left(nCut));
         }
-        for (const FtpListEntry& entry : *entries) {
-            if (Cancelled(context)) {
-                return TRANSFER_CANCELLED;
+        keptFolders.insert(QString());
+    };
+    int nResult = TRANSFER_DONE;
+    for (auto it = plan.rbegin(); it != plan.rend(); ++it) {
+        if (Cancelled(context)) {
+            return TRANSFER_CANCELLED;
+        }
+        const QString strEntry = JoinRemotePath(strPath, it->strRelative);
+        if (it->bFolder && !it->bLink && keptFolders.contains(it->strRelative)) {
+            continue;
+        }
+        int nEntryResult = TRANSFER_DONE;
+        if (it->bLink) {
+            nEntryResult = RemoveRemoteLink(context, strEntry);
+        } else {
+            const CurlOutcome outcome
+                = SendPathCommand(context, it->bFolder ? QStringLiteral("RMD") : QStringLiteral("DELE"), strEntry);
+            if (!outcome.bOk) {
+                nEntryResult
+                    = Fail(context, FormatText("%s was not deleted: %s", strEntry, outcome.strError.trimmed()));
             }
-            if (!IsSafeEntryName(entry.name)) {
-                return Fail(context,
-                    FormatText("%s was not deleted: it holds an entry whose name cannot be handled.", strPath));
-            }
-            const int nResult = DeleteRemote(context, strPath, entry.name, entry.isDirectory);
-            if (nResult != TRANSFER_DONE) {
-                return nResult;
-            }
+        }
+        if (nEntryResult != TRANSFER_DONE) {
+            nResult = nEntryResult;
+            keepParents(it->strRelative);
         }
     }
-    const CurlOutcome outcome = context.connection.SendCommands(
-        { (bFolder ? QStringLiteral("RMD ") : QStringLiteral("DELE ")) + strName }, strRemoteFolder);
-    if (!outcome.bOk) {
-        return Fail(context, FormatText("%s was not deleted: %s", strPath, outcome.strError.trimmed()));
+    if (keptFolders.contains(QString())) {
+        return Fail(context, FormatText("%s was kept: not everything in it could be deleted (see above).", strPath));
     }
-    return TRANSFER_DONE;
+    const CurlOutcome removed = SendPathCommand(context, QStringLiteral("RMD"), strPath);
+    if (!removed.bOk) {
+        return Fail(context,
+            FormatText("%s was not deleted: %s (what the comparison did not see in it is kept).", strPath,
+                removed.strError.trimmed()));
+    }
+    return nResult;
 }
 
 int RenameRemote(TransferContext& context, const QString& strRemoteFolder, const QString& strFrom, const QString& strTo)
@@ -356,8 +435,9 @@ int RenameRemote(TransferContext& context, const QString& strRemoteFolder, const
     if (!CheckName(context, strFrom) || !CheckName(context, strTo)) {
         return TRANSFER_FAILED;
     }
-    const CurlOutcome outcome = context.connection.SendCommands(
-        { QStringLiteral("RNFR ") + strFrom, QStringLiteral("RNTO ") + strTo }, strRemoteFolder);
+    const CurlOutcome outcome
+        = context.connection.SendCommands({ QStringLiteral("RNFR ") + JoinRemotePath(strRemoteFolder, strFrom),
+            QStringLiteral("RNTO ") + JoinRemotePath(strRemoteFolder, strTo) });
     if (!outcome.bOk) {
         return Fail(context,
             FormatText("%s could not be renamed to %s: %s", JoinRemotePath(strRemoteFolder, strFrom), strTo,
@@ -367,7 +447,7 @@ int RenameRemote(TransferContext& context, const QString& strRemoteFolder, const
 }
 
 int CopyRemote(TransferContext& context, const QString& strRemoteFolder, const QString& strName, bool bFolder,
-    const QString& strTargetPath, std::int64_t nExpectedSize)
+    const QString& strTargetPath, std::int64_t nExpectedSize, const FolderPlan& plan)
 {
     if (!CheckName(context, strName) || !CheckName(context, strTargetPath)) {
         return TRANSFER_FAILED;
@@ -381,8 +461,7 @@ int CopyRemote(TransferContext& context, const QString& strRemoteFolder, const Q
     const QString strTargetName = strTargetPath.mid(nCut + 1);
     // Copying on the server moves no bytes over the network; servers without it refuse the first command.
     if (context.connection
-            .SendCommands({ QStringLiteral("SITE CPFR ") + strSource, QStringLiteral("SITE CPTO ") + strTargetPath },
-                strRemoteFolder)
+            .SendCommands({ QStringLiteral("SITE CPFR ") + strSource, QStringLiteral("SITE CPTO ") + strTargetPath })
             .bOk) {
         if (context.progress && nExpectedSize > 0) {
             context.progress(nExpectedSize);
@@ -402,21 +481,21 @@ int CopyRemote(TransferContext& context, const QString& strRemoteFolder, const Q
             progress(nBytes / 2);
         }
     };
-    int nResult = bFolder ? DownloadFolder(context, strSource, strLocal)
+    int nResult = bFolder ? DownloadFolder(context, strSource, strLocal, plan)
                           : DownloadFile(context, strRemoteFolder, strName, strLocal, nExpectedSize);
     if (nResult == TRANSFER_DONE) {
-        nResult = bFolder ? UploadFolder(context, strLocal, strTargetPath)
+        nResult = bFolder ? UploadFolder(context, strLocal, strTargetPath, plan)
                           : UploadFile(context, strLocal, strTargetFolder, strTargetName);
     }
     context.progress = progress;
     return nResult;
 }
 
-QString CopyLocalFile(const QString& strSourcePath, const QString& strTargetPath)
+QString CopyLocalFile(const QString& strSourcePath, const QString& strTargetPath, const QStringList& localRoots)
 {
     const QFileInfo target(strTargetPath);
-    if (!QDir().mkpath(target.path())) {
-        return FormatText("The folder %s cannot be made.", target.path());
+    if (const QString strError = MakeLocalFolder(target.path(), localRoots); !strError.isEmpty()) {
+        return strError;
     }
     const QString strWorking = target.dir().filePath(
         QStringLiteral("$quorvelpart-%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0')));
@@ -434,28 +513,95 @@ QString CopyLocalFile(const QString& strSourcePath, const QString& strTargetPath
     return {};
 }
 
-QString CopyLocalFolder(const QString& strSourceFolder, const QString& strTargetFolder)
+QString CopyLocalFolder(const QString& strSourceFolder, const QString& strTargetFolder, const QStringList& localRoots)
 {
-    const QDir source(strSourceFolder);
     if (QString(QDir::cleanPath(strTargetFolder) + QLatin1Char('/'))
             .startsWith(QDir::cleanPath(strSourceFolder) + QLatin1Char('/'))) {
         return FormatText("%s cannot be copied into itself.", strSourceFolder);
     }
-    if (!QDir().mkpath(strTargetFolder)) {
-        return FormatText("The folder %s cannot be made.", strTargetFolder);
+    if (const QString strError = MakeLocalFolder(strTargetFolder, localRoots); !strError.isEmpty()) {
+        return strError;
     }
-    QDirIterator entries(
-        strSourceFolder, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        entries.next();
-        const QFileInfo entry = entries.fileInfo();
-        const QString strTarget = QDir(strTargetFolder).filePath(source.relativeFilePath(entry.filePath()));
-        const QString strError = entry.isDir()
-            ? (QDir().mkpath(strTarget) ? QString() : FormatText("The folder %s cannot be made.", strTarget))
-            : CopyLocalFile(entry.filePath(), strTarget);
+    for (const PlannedEntry& entry : PlanLocalFolder(strSourceFolder)) {
+        const QString strTarget = QDir(strTargetFolder).filePath(entry.strRelative);
+        const QString strError = entry.bFolder
+            ? MakeLocalFolder(strTarget, localRoots)
+            : CopyLocalFile(QDir(strSourceFolder).filePath(entry.strRelative), strTarget, localRoots);
         if (!strError.isEmpty()) {
             return strError;
         }
     }
     return {};
+}
+
+QString DeleteLocal(const QString& strPath, bool bFolder, bool bLink, const FolderPlan& plan)
+{
+    if (!bFolder || bLink) {
+        return RemoveLocalEntry(strPath);
+    }
+    QSet<QString> keptFolders;
+    QStringList failures;
+    for (auto it = plan.rbegin(); it != plan.rend(); ++it) {
+        if (it->bFolder && !it->bLink && keptFolders.contains(it->strRelative)) {
+            continue;
+        }
+        const QByteArray path = QFile::encodeName(QDir(strPath).filePath(it->strRelative));
+        // unlink never follows a link; rmdir refuses a folder that still holds what the plan did not know.
+        const bool bRemoved = it->bFolder && !it->bLink ? ::rmdir(path.constData()) == 0 || errno == ENOENT
+                                                        : ::unlink(path.constData()) == 0 || errno == ENOENT;
+        if (!bRemoved) {
+            failures.append(FormatText(
+                "%s (%s)", QDir(strPath).filePath(it->strRelative), QString::fromLocal8Bit(std::strerror(errno))));
+            for (qsizetype nCut = it->strRelative.lastIndexOf(QLatin1Char('/')); nCut > 0;
+                 nCut = it->strRelative.lastIndexOf(QLatin1Char('/'), nCut - 1)) {
+                keptFolders.insert(it->strRelative.left(nCut));
+            }
+            keptFolders.insert(QString());
+        }
+    }
+    if (!keptFolders.contains(QString()) && ::rmdir(QFile::encodeName(strPath).constData()) != 0 && errno != ENOENT) {
+        failures.append(FormatText("%s (%s)", strPath, QString::fromLocal8Bit(std::strerror(errno))));
+    }
+    if (failures.isEmpty()) {
+        return {};
+    }
+    return FormatText("\"%s\" was not deleted completely; what the comparison did not see in it is kept: %s.", strPath,
+        failures.join(QStringLiteral("; ")));
+}
+
+FolderPlan PlanLocalFolder(const QString& strFolder, QStringList* pSkipped)
+{
+    FolderPlan plan;
+    std::vector<QString> pending { QString() };
+    while (!pending.empty()) {
+        const QString strRelative = pending.back();
+        pending.pop_back();
+        const QDir folder(strRelative.isEmpty() ? strFolder : QDir(strFolder).filePath(strRelative));
+        const QFileInfoList entries
+            = folder.entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
+        for (const QFileInfo& entry : entries) {
+            const QString strChild
+                = strRelative.isEmpty() ? entry.fileName() : strRelative + QLatin1Char('/') + entry.fileName();
+            if (IsWorkingName(entry.fileName())) {
+                continue;
+            }
+            if (entry.isSymLink() && entry.isDir()) {
+                // What a link to a folder leads to is not this folder's to copy.
+                if (pSkipped != nullptr) {
+                    pSkipped->append(entry.filePath());
+                }
+                continue;
+            }
+            if (entry.isDir()) {
+                plan.push_back({ strChild, true, false, -1 });
+                pending.push_back(strChild);
+            } else if (entry.isFile()) {
+                plan.push_back({ strChild, false, false, entry.size() });
+            }
+        }
+    }
+    // Folders come before what they hold: sorting the relative paths puts every folder before its contents.
+    std::sort(plan.begin(), plan.end(),
+        [](const PlannedEntry& a, const PlannedEntry& b) { return a.strRelative < b.strRelative; });
+    return plan;
 }

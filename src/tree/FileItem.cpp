@@ -40,6 +40,7 @@ CFileItemPtr CloneItem(const CFileItem& item)
         pCopy->strSize[side] = item.strSize[side];
         pCopy->bExpanded[side] = item.bExpanded[side];
         pCopy->bListed[side] = item.bListed[side];
+        pCopy->bLink[side] = item.bLink[side];
         pCopy->nRead[side] = item.nRead[side];
     }
     return pCopy;

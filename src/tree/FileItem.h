@@ -60,9 +60,10 @@ enum class SideRead : unsigned char
 {
     Full,
     Unreadable, // the folder or file could not be read (permission denied, an I/O error)
-    LinkNotFollowed, // a link to a folder outside the compared folder, or back into one above it
+    LinkNotFollowed, // a link to a folder: on the server always, locally when it leads outside or back up
     ListingEmpty, // the server's listing gave no entry, which a failed listing does as well
-    ListingPartial // the server's listing held lines that could not be read, or names that were left out
+    ListingPartial, // the server's listing held lines that could not be read, or names that were left out
+    ListingFailed // the server refused to list the folder, or the listing broke off
 };
 
 // One item of the merged tree: a file or folder that exists on the left (local) side, the right (FTP,
@@ -112,6 +113,8 @@ struct CFileItem
     std::int8_t nAttrReserved = -1;
     bool bExpanded[2] = { false, false };
     bool bListed[2] = { false, false };
+    // A folder that is a link on that side: never entered by a copy or a deletion, removed as a link.
+    bool bLink[2] = { false, false };
     bool bKnownCrc[2] = { false, false };
     SideRead nRead[2] = { SideRead::Full, SideRead::Full };
     VerdictBasis nBasis = VerdictBasis::None;

@@ -106,7 +106,10 @@ QString MarkerTimeText(const MarkerInfo& marker)
 
 bool IsWorkingName(const QString& strName)
 {
-    // Every name of a scan is asked: the one character both holds rules out almost all of them at once.
+    // Every name of a scan is asked: the one character each holds rules out almost all of them at once.
+    if (strName.startsWith(QLatin1String(".quorvel-upload-"))) {
+        return true;
+    }
     return strName.contains(QLatin1Char('$'))
         && (strName.contains(QLatin1String("$diffundo")) || strName.contains(kMarkerPrefix));
 }

@@ -48,5 +48,13 @@ inline const QString kUnknownVersion = QStringLiteral("UNKNOWN");
 inline constexpr char kEmptyListingMarker[] = "$quorvelemptylisting";
 inline constexpr char kPartialListingMarker[] = "$quorvelpartiallisting";
 
-// Names of the program's own working files, never shown in the tree.
+// The marker in a mirror folder whose listing failed: nothing in it is known.
+inline constexpr char kFailedListingMarker[] = "$quorvellistingfailed";
+
+// The marker inside a mirror folder that stands for a link on the server to a folder: the link is shown,
+// never followed, and removed only as a link.
+inline constexpr char kLinkMarker[] = "$quorvelquorvellink";
+
+// Names of the program's own working files, never shown in the tree: markers and "$quorvel..." working
+// files, "$diffundo" backups, and the ".quorvel-upload-..." names uploads go to before they are in place.
 bool IsWorkingName(const QString& strName);

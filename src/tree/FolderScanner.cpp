@@ -215,7 +215,8 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
             if (nSide == SIDE_LEFT) {
                 const QString strPath = pathOf(entry.strName);
                 Notice(nullptr, SideRead::Full, nSide, strPath,
-                    FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\" are kept for this "
+                    FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\", and names beginning "
+                               "\".quorvel-upload-\", are kept for this "
                                "program's own working files.",
                         strPath));
                 continue;
@@ -230,8 +231,10 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
                 }
             } else if (std::strcmp(pName, kEmptyListingMarker) == 0 && nFolderRead == SideRead::Full) {
                 nFolderRead = SideRead::ListingEmpty;
-            } else if (std::strcmp(pName, kPartialListingMarker) == 0) {
+            } else if (std::strcmp(pName, kPartialListingMarker) == 0 && nFolderRead != SideRead::ListingFailed) {
                 nFolderRead = SideRead::ListingPartial;
+            } else if (std::strcmp(pName, kFailedListingMarker) == 0) {
+                nFolderRead = SideRead::ListingFailed;
             }
             continue;
         }
@@ -308,6 +311,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
         }
 
         record.bFolder = true;
+        record.bLink = entry.bLink;
         const QString strPath = pathOf(record.strName);
         if (entry.bLink && !IsInsideRoot(strPath)) {
             // Whatever lies outside the compared folder is not the user's to compare, copy or delete here.
@@ -324,6 +328,14 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
         if (nChildFd < 0) {
             Notice(&record.nRead, SideRead::Unreadable, nSide, strPath,
                 FormatText("The folder \"%s\" cannot be read: %s.", strPath, ErrorText(nOpenError)));
+            continue;
+        }
+        if (nSide == SIDE_RIGHT && ::faccessat(nChildFd, kLinkMarker, F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
+            // A link on the server: what it leads to is either compared under its own path or not ours.
+            record.bLink = true;
+            record.bExpanded = false;
+            record.nRead = SideRead::LinkNotFollowed;
+            ::close(nChildFd);
             continue;
         }
         struct stat childInfo

@@ -76,6 +76,7 @@ void AddEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFold
         } else {
             item.status = nSide == SIDE_LEFT ? DIR_LEFT_ONLY : DIR_RIGHT_ONLY;
             item.bListed[nSide] = entry.bListed;
+            item.bLink[nSide] = entry.bLink;
             item.bExpanded[nSide] = entry.bExpanded;
         }
         CFileItem* pChild = pNew ? LinkChild(std::move(pNew), pFolder, place, cursor)

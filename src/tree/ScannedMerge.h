@@ -29,6 +29,7 @@ struct ScannedEntry
     bool bFolder = false;
     bool bKnownCrc = false;
     bool bListed = false;
+    bool bLink = false; // a folder reached through a link
     bool bExpanded = false;
     std::int8_t nAttrSource = ATTR_FROM_FILE;
     SideRead nRead = SideRead::Full;

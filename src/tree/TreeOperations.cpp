@@ -26,6 +26,7 @@ void MergeFolder(CFileItem* pExisting, CFileItem& incoming)
         pExisting->strShowPaths[SIDE_RIGHT] = std::move(incoming.strShowPaths[SIDE_RIGHT]);
         pExisting->bExpanded[SIDE_RIGHT] = incoming.bExpanded[SIDE_RIGHT];
         pExisting->bListed[SIDE_RIGHT] = incoming.bListed[SIDE_RIGHT];
+        pExisting->bLink[SIDE_RIGHT] = incoming.bLink[SIDE_RIGHT];
         pExisting->nRead[SIDE_RIGHT] = incoming.nRead[SIDE_RIGHT];
         RenameItem(pExisting, incoming.strName);
         break;
@@ -37,6 +38,7 @@ void MergeFolder(CFileItem* pExisting, CFileItem& incoming)
         pExisting->strShowPaths[SIDE_LEFT] = std::move(incoming.strShowPaths[SIDE_LEFT]);
         pExisting->bExpanded[SIDE_LEFT] = incoming.bExpanded[SIDE_LEFT];
         pExisting->bListed[SIDE_LEFT] = incoming.bListed[SIDE_LEFT];
+        pExisting->bLink[SIDE_LEFT] = incoming.bLink[SIDE_LEFT];
         pExisting->nRead[SIDE_LEFT] = incoming.nRead[SIDE_LEFT];
         break;
     case DIR_BOTH:

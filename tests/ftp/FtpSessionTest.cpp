@@ -190,7 +190,10 @@ TEST_F(FtpSession, RefusedCommandsCarryTheServersOwnWords)
     EXPECT_THAT(strNoFolder.toStdString(), testing::StartsWith("ERROR: CWD /missing Error: 550 "));
     const QString strNoList = session.FTPSend2FtpCommands(QStringLiteral("/missing/"), QStringLiteral("LIST"));
     EXPECT_THAT(strNoList.toStdString(), testing::StartsWith("ERROR: CWD /missing Error: 550 "));
-    EXPECT_TRUE(session.IsFtpConnectionAlive()) << "a refusal leaves the connection usable";
+    // A folder that cannot be entered stops its request, and libcurl gives up that connection: the session
+    // opens another and goes on.
+    ASSERT_TRUE(session.EnsureFtpConnected());
+    EXPECT_THAT(session.FTPSendFtpCommand(QStringLiteral("PWD"), false).toStdString(), testing::StartsWith("257"));
 }
 
 TEST_F(FtpSession, ActiveModeTransfersData)
