@@ -29,9 +29,10 @@ QString UnreadableBelow(const CFileItem& item, int nSide)
 class CPlanner
 {
 public:
-    CPlanner(bool bUpload, bool bDelete)
+    CPlanner(bool bUpload, bool bDelete, bool bHiddenDotNames)
         : m_nSource(bUpload ? SIDE_LEFT : SIDE_RIGHT)
         , m_bDelete(bDelete)
+        , m_bHiddenDotNames(bHiddenDotNames)
     { }
 
     // strKeepWhy: why the source side of this folder was not read in full, or empty.
@@ -48,14 +49,33 @@ public:
                 }
                 if (!strKeepWhy.isEmpty()) {
                     m_steps.push_back({ pChild, SyncAction::Keep, strRelative, strKeepWhy });
+                } else if (m_bHiddenDotNames && nTarget == SIDE_LEFT && pChild->strName.startsWith(QLatin1Char('.'))) {
+                    m_steps.push_back({ pChild, SyncAction::Keep, strRelative,
+                        QStringLiteral("the server may hide names beginning with a dot from its listings") });
                 } else {
                     m_steps.push_back(
                         { pChild, SyncAction::Delete, strRelative, QStringLiteral("only on the target") });
                 }
                 continue;
             }
+            if (IsLink(*pChild, m_nSource)) {
+                m_steps.push_back({ pChild, SyncAction::Skip, strRelative,
+                    QStringLiteral("it is a link, which is not copied as what it leads to") });
+                continue;
+            }
+            if (bTargetHasIt && IsLink(*pChild, nTarget)) {
+                m_steps.push_back({ pChild, SyncAction::Skip, strRelative,
+                    QStringLiteral("it is a link on the target side, and nothing is written through a link") });
+                continue;
+            }
+            if (m_bHiddenDotNames && !bTargetHasIt && nTarget == SIDE_RIGHT
+                && pChild->strName.startsWith(QLatin1Char('.'))) {
+                m_steps.push_back({ pChild, SyncAction::Skip, strRelative,
+                    QStringLiteral("the server may hide names beginning with a dot, so it may be there already") });
+                continue;
+            }
             if (const QString strUnreadable = UnreadableBelow(*pChild, m_nSource);
-                !strUnreadable.isEmpty() && (pChild->kind == KIND_FILE || !bTargetHasIt)) {
+                !strUnreadable.isEmpty() && pChild->kind == KIND_FILE) {
                 m_steps.push_back({ pChild, SyncAction::Skip, strRelative, strUnreadable });
                 continue;
             }
@@ -74,7 +94,15 @@ public:
                 continue;
             }
             if (!bTargetHasIt) {
+                if (pChild->nRead[m_nSource] == SideRead::Unreadable
+                    || pChild->nRead[m_nSource] == SideRead::ListingFailed) {
+                    m_steps.push_back(
+                        { pChild, SyncAction::Skip, strRelative, NotReadInFullReason(*pChild, m_nSource) });
+                    continue;
+                }
+                // The folder is copied with what was read of it; what was not is named, never guessed at.
                 m_steps.push_back({ pChild, SyncAction::Copy, strRelative, QStringLiteral("missing") });
+                SkipUnreadBelow(*pChild, strRelative);
                 continue;
             }
             QString strChildKeepWhy = strKeepWhy;
@@ -88,8 +116,35 @@ public:
     std::vector<SyncStep> Take() { return std::move(m_steps); }
 
 private:
+    static bool IsLink(const CFileItem& item, int nSide)
+    {
+        return item.kind == KIND_DIR && (item.bLink[nSide] || item.nRead[nSide] == SideRead::LinkNotFollowed);
+    }
+
+    // Names what a copy of a new folder leaves out: links, and what could not be read.
+    void SkipUnreadBelow(const CFileItem& folder, const QString& strPrefix)
+    {
+        for (const CFileItem* pChild = folder.pFirstChild; pChild != nullptr; pChild = pChild->pNext) {
+            if (pChild->strPaths[m_nSource].IsEmpty()) {
+                continue;
+            }
+            const QString strRelative = RelativeName(strPrefix, pChild->strName);
+            if (IsLink(*pChild, m_nSource)) {
+                m_steps.push_back({ const_cast<CFileItem*>(pChild), SyncAction::Skip, strRelative,
+                    QStringLiteral("it is a link, which is not copied as what it leads to") });
+            } else if (pChild->nRead[m_nSource] != SideRead::Full
+                && pChild->nRead[m_nSource] != SideRead::ListingEmpty) {
+                m_steps.push_back({ const_cast<CFileItem*>(pChild), SyncAction::Skip, strRelative,
+                    NotReadInFullReason(*pChild, m_nSource) });
+            } else if (pChild->kind == KIND_DIR) {
+                SkipUnreadBelow(*pChild, strRelative);
+            }
+        }
+    }
+
     int m_nSource;
     bool m_bDelete;
+    bool m_bHiddenDotNames;
     std::vector<SyncStep> m_steps;
 };
 
@@ -122,9 +177,9 @@ QString NotReadInFullReason(const CFileItem& folder, int nSide)
     return {};
 }
 
-std::vector<SyncStep> MakeSyncPlan(CFileItem* pRoot, bool bUpload, bool bDelete)
+std::vector<SyncStep> MakeSyncPlan(CFileItem* pRoot, bool bUpload, bool bDelete, bool bServerHidesDotNames)
 {
-    CPlanner planner(bUpload, bDelete);
+    CPlanner planner(bUpload, bDelete, bServerHidesDotNames);
     planner.Walk(pRoot, QString(), NotReadInFullReason(*pRoot, bUpload ? SIDE_LEFT : SIDE_RIGHT));
     return planner.Take();
 }

@@ -26,8 +26,10 @@ struct SyncStep
 // The steps that bring the target side in step with the source side (bUpload: the local folder is the
 // source). Deletions come only with bDelete, and only below folders whose source side was read in full: a
 // listing that was empty or held lines that could not be read, a folder that could not be read and a
-// link that was not followed never make anything on the other side look superfluous.
-std::vector<SyncStep> MakeSyncPlan(CFileItem* pRoot, bool bUpload, bool bDelete);
+// link that was not followed never make anything on the other side look superfluous. Links are neither
+// copied as what they lead to nor written through. bServerHidesDotNames: the server's listings may leave
+// out names beginning with a dot, so such a name is neither deleted locally nor sent as if missing there.
+std::vector<SyncStep> MakeSyncPlan(CFileItem* pRoot, bool bUpload, bool bDelete, bool bServerHidesDotNames = false);
 
 // Why a side of a folder was not read in full, as the end of a sentence; empty when it was.
 QString NotReadInFullReason(const CFileItem& folder, int nSide);

@@ -7,6 +7,7 @@
 #include "support/SettingsTable.h"
 #include "support/TextFormat.h"
 #include "support/ThreadId.h"
+#include "tree/FileItem.h"
 #include "tree/FolderComparison.h"
 
 namespace {
@@ -57,6 +58,27 @@ void PrintNotices(const QStringList& remoteWarnings, const CFolderComparison& co
     for (const ScanNotice& notice : comparison.Notices()) {
         PrintError((notice.bError ? QStringLiteral("error: ") : QStringLiteral("warning: ")) + notice.strText);
     }
+}
+
+int ReportUnreadRemoteFolders(const CFileItem* pRoot)
+{
+    int nUnread = 0;
+    for (const CFileItem* pItem = pRoot; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
+        const SideRead nRead = pItem->nRead[SIDE_RIGHT];
+        if (pItem->kind != KIND_DIR || pItem->strPaths[SIDE_RIGHT].IsEmpty()
+            || (nRead != SideRead::ListingPartial && nRead != SideRead::ListingFailed)) {
+            continue;
+        }
+        ++nUnread;
+        const QString strFolder = pItem == pRoot ? pRoot->strShowPaths[SIDE_RIGHT].Text()
+                                                 : JoinPath(pItem->strShowPaths[SIDE_RIGHT].Text(), pItem->strName);
+        PrintError(FormatText("error: the server's folder \"%s\" was not read in full (%s); the comparison does not "
+                              "cover all of it.",
+            strFolder,
+            nRead == SideRead::ListingFailed ? "its listing failed"
+                                             : "its listing held lines or names that could not be read"));
+    }
+    return nUnread;
 }
 
 int RunSysinfo(const QStringList& arguments)

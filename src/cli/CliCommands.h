@@ -21,10 +21,15 @@ int RunReport(const QStringList& arguments);
 int RunRename(const QStringList& arguments);
 
 class CFolderComparison;
+struct CFileItem;
 
 // Writes to standard error what the listing left out (remoteWarnings) and what the scan could not read or
 // left out, one line each.
 void PrintNotices(const QStringList& remoteWarnings, const CFolderComparison& comparison);
+
+// Names each folder on the server that was not read in full (a listing that failed, or held lines or names
+// that could not be taken); how many there were. Such a comparison is never "the same", nor "in step".
+int ReportUnreadRemoteFolders(const CFileItem* pRoot);
 
 // Writes a line to standard output, or standard error.
 void PrintLine(const QString& text);

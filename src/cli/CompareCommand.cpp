@@ -294,5 +294,15 @@ int RunCompare(const QStringList& arguments)
                                   "comparison is not whole."));
         return kExitError;
     }
+    // A folder the server did not list in full is never reported as the same: what was not read may differ.
+    if (ReportUnreadRemoteFolders(pRoot) > 0) {
+        const SideRead nRootRead = pRoot->nRead[SIDE_RIGHT];
+        if (nRootRead == SideRead::ListingPartial || nRootRead == SideRead::ListingFailed) {
+            PrintError(QStringLiteral("quorvel-cli compare: the FTP folder itself was not read in full; the "
+                                      "comparison is not whole."));
+            return kExitError;
+        }
+        return kExitDifferences;
+    }
     return summary.HasDifferences() ? kExitDifferences : kExitOk;
 }

@@ -152,7 +152,8 @@ int RunSync(const QStringList& arguments)
     std::vector<CFileItem*> copies;
     std::vector<CFileItem*> deletions;
     int nKept = 0;
-    for (const SyncStep& step : MakeSyncPlan(view.Tree().Root(), bUpload, options.bDelete)) {
+    const bool bHidesDotNames = !remote.Session().ListsHiddenNames().value_or(false);
+    for (const SyncStep& step : MakeSyncPlan(view.Tree().Root(), bUpload, options.bDelete, bHidesDotNames)) {
         switch (step.action) {
         case SyncAction::Keep:
             ++nKept;
@@ -174,8 +175,9 @@ int RunSync(const QStringList& arguments)
             continue;
         }
     }
+    const int nUnread = ReportUnreadRemoteFolders(view.Tree().Root());
     if (copies.empty() && deletions.empty()) {
-        const bool bInStep = nKept == 0 && !view.Comparison().HasReadErrors();
+        const bool bInStep = nKept == 0 && nUnread == 0 && !view.Comparison().HasReadErrors();
         PrintLine(bInStep ? QStringLiteral("Nothing to do: the two sides are in step.")
                           : QStringLiteral("Nothing was changed."));
         return bInStep ? kExitOk : kExitDifferences;
@@ -189,9 +191,9 @@ int RunSync(const QStringList& arguments)
     CReplaceAll replaceAll;
     view.SetConflictPrompt(&replaceAll);
     const int nSourceSide = bUpload ? SIDE_LEFT : SIDE_RIGHT;
+    // Named by their paths now: the copies' refreshes replace items of the tree as they end.
+    const std::vector<ItemPath> deletionPaths = PathsOfItems(deletions);
     const int nJobs = view.CopySelectedItems(PathsOfItems(copies), nSourceSide);
-    const int nDeleted = view.DeleteSelectedItems(PathsOfItems(deletions), 1 - nSourceSide);
-    const int nDeleteFailures = static_cast<int>(deletions.size()) - nDeleted;
     const bool bTerminal = ::isatty(STDERR_FILENO) != 0 && !options.remote.bTrace;
     QElapsedTimer clock;
     clock.start();
@@ -214,6 +216,23 @@ int RunSync(const QStringList& arguments)
     if (bTerminal) {
         std::fputs("\r\033[K", stderr);
     }
+    // Deletions come last, and only after every copy went through: a deletion never follows a copy that
+    // failed, since what it removes may be the only copy left of what the failed one was to carry.
+    const JobTotals copied = view.Totals();
+    int nDeleted = 0;
+    int nDeleteFailures = 0;
+    if (copied.nFailed + copied.nCancelled > 0 || WasInterrupted()) {
+        for (const ItemPath& path : deletionPaths) {
+            PrintLine(FormatText("%-12s %s (a copy failed or was cancelled, and nothing is deleted after that: not "
+                                 "deleted)",
+                QStringLiteral("KEEP"), path.strRelative));
+        }
+        nKept += static_cast<int>(deletionPaths.size());
+    } else if (!deletionPaths.empty()) {
+        nDeleted = view.DeleteSelectedItems(deletionPaths, 1 - nSourceSide);
+        nDeleteFailures = static_cast<int>(deletionPaths.size()) - nDeleted;
+        view.WaitForJobs();
+    }
     for (const TransferRow& row : list.Rows()) {
         if (row.columns[COL_STATUS] == QStringLiteral("Failed")) {
             PrintError(FormatText("Failed: %s: %s", row.columns[COL_FTP_PATH], row.columns[COL_MESSAGE]));
@@ -225,6 +244,6 @@ int RunSync(const QStringList& arguments)
     PrintLine(FormatText("%d copied, %d deleted, %d failed, %d cancelled; %s moved.", nCopied, nDeleted,
         bUpload ? totals.nFailed : totals.nFailed + nDeleteFailures, totals.nCancelled,
         Bytes(view.Runner().BytesMoved())));
-    const bool bWhole = !view.Comparison().HasReadErrors();
+    const bool bWhole = !view.Comparison().HasReadErrors() && nUnread == 0;
     return totals.nFailed + totals.nCancelled + nDeleteFailures + nKept == 0 && bWhole ? kExitOk : kExitDifferences;
 }

@@ -141,6 +141,7 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
     m_endpoint.nTimeoutSeconds = nTimeoutSeconds > 0 ? nTimeoutSeconds : 30;
     m_endpoint.strPinnedPublicKey = site.strPinnedPublicKey;
     m_strRemoteRoot = url->strFolder;
+    m_bListsHiddenNames.reset();
     m_bHaveSite = true;
     m_pPool = std::make_unique<CConnectionPool>(std::max(1, nMaxConnections - 1));
 

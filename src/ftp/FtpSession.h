@@ -64,6 +64,11 @@ public:
     [[nodiscard]] std::optional<std::optional<ChecksumMethod>> ChecksumOffer() const;
     void SetChecksumOffer(std::optional<ChecksumMethod> method);
 
+    // Whether the server lists names beginning with a dot when asked with "LIST -a" (found out once per
+    // session, by the first listing that names anything); nothing while not known.
+    [[nodiscard]] std::optional<bool> ListsHiddenNames() const { return m_bListsHiddenNames; }
+    void SetListsHiddenNames(bool bListsThem) { m_bListsHiddenNames = bListsThem; }
+
     [[nodiscard]] bool IsConnected() const { return m_pConnection != nullptr; }
     // Whether a site has been opened: workers, which never touch the view's own connection, ask this.
     [[nodiscard]] bool HasSite() const { return m_bHaveSite; }
@@ -104,6 +109,7 @@ private:
     long long m_nCacheDownloadLimit = 10 * 1024;
     QString m_strLastError;
     bool m_bLastFolderRefused = false;
+    std::optional<bool> m_bListsHiddenNames;
     std::atomic<int> m_nNextContext { 1 };
     mutable std::mutex m_offerMutex;
     std::optional<std::optional<ChecksumMethod>> m_checksumOffer;

@@ -1,5 +1,6 @@
 #include "ftp/ListingParser.h"
 
+#include <algorithm>
 #include <array>
 #include <climits>
 
@@ -55,6 +56,36 @@ int MonthIndex(const QString& strMonth)
 bool StartsWithDigit(const QString& text)
 {
     return !text.isEmpty() && text.at(0).isDigit();
+}
+
+bool IsDecimal(QStringView text)
+{
+    return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](QChar ch) {
+        return ch >= QLatin1Char('0') && ch <= QLatin1Char('9');
+    });
+}
+
+// "1" to "31", as a day of the month is listed.
+bool IsDayOfMonth(QStringView text)
+{
+    if (text.size() > 2 || !IsDecimal(text)) {
+        return false;
+    }
+    const int nDay = text.toInt();
+    return nDay >= 1 && nDay <= 31;
+}
+
+// "10:30" or "9:05" (a time of this year), or a four-digit year.
+bool IsTimeOrYear(QStringView text)
+{
+    const qsizetype nColon = text.indexOf(QLatin1Char(':'));
+    if (nColon < 0) {
+        return text.size() == 4 && IsDecimal(text) && text.toInt() >= 1900;
+    }
+    const QStringView hour = text.left(nColon);
+    const QStringView minute = text.mid(nColon + 1);
+    return (hour.size() == 1 || hour.size() == 2) && IsDecimal(hour) && hour.toInt() <= 23 && minute.size() == 2
+        && IsDecimal(minute) && minute.toInt() <= 59;
 }
 
 // "total 12", the first line of a Unix listing, which counts blocks and names nothing.
@@ -156,9 +187,13 @@ QString DateKeyFromListing(
 
 bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEntry& entry)
 {
-    QString fields[8];
+    // The fields up to the date, with where each ends: a name is whatever follows the date.
+    constexpr int kMaxFields = 12;
+    std::array<QStringView, kMaxFields> fields;
+    std::array<qsizetype, kMaxFields> ends {};
+    int nFields = 0;
     qsizetype nPos = 0;
-    for (QString& field : fields) {
+    while (nFields < kMaxFields) {
         while (nPos < strLine.size() && strLine.at(nPos) == QLatin1Char(' ')) {
             ++nPos;
         }
@@ -167,30 +202,57 @@ bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEnt
             ++nPos;
         }
         if (nPos == nStart) {
-            return false;
+            break;
         }
-        field = strLine.mid(nStart, nPos - nStart);
+        fields[static_cast<size_t>(nFields)] = QStringView(strLine).mid(nStart, nPos - nStart);
+        ends[static_cast<size_t>(nFields)] = nPos;
+        ++nFields;
     }
+    if (nFields < 7 || !IsPermissionText(fields[0].toString()) || !IsDecimal(fields[1])) {
+        return false;
+    }
+    // The size and the date are found after the owner (and group, which some servers leave out, and which may
+    // hold a space): the first place where a size, a month, a day and a time or year follow one another.
+    int nSizeAt = -1;
+    for (int i = 3; i <= 6 && i + 3 < nFields; ++i) {
+        const auto at = [&fields, i](int nOffset) { return fields[static_cast<size_t>(i + nOffset)]; };
+        if (IsDecimal(at(0)) && MonthIndex(at(1).toString()) >= 0 && IsDayOfMonth(at(2)) && IsTimeOrYear(at(3))
+            && ends[static_cast<size_t>(i + 3)] + 1 < strLine.size()) {
+            nSizeAt = i;
+            break;
+        }
+    }
+    if (nSizeAt < 0) {
+        return false;
+    }
+    const auto field = [&fields](int nIndex) { return fields[static_cast<size_t>(nIndex)].toString(); };
     entry = FtpListEntry {};
-    entry.permissions = fields[0];
+    entry.permissions = field(0);
     entry.isDirectory = entry.permissions.startsWith(QLatin1Char('d'));
     entry.isLink = entry.permissions.startsWith(QLatin1Char('l'));
-    entry.linkCount = fields[1];
-    entry.owner = fields[2];
-    entry.group = fields[3];
-    entry.sizeText = fields[4];
+    entry.linkCount = field(1);
+    entry.owner = field(2);
+    QStringList group;
+    for (int i = 3; i < nSizeAt; ++i) {
+        group.append(field(i));
+    }
+    entry.group = group.join(QLatin1Char(' '));
+    entry.sizeText = field(nSizeAt);
     entry.size = SizeFromListing(entry.sizeText);
     entry.nExactSize = ExactSizeFromText(entry.sizeText);
-    entry.monthText = fields[5];
-    entry.dayText = fields[6];
-    entry.timeOrYearText = fields[7];
-    entry.name = strLine.mid(nPos + 1);
+    entry.monthText = field(nSizeAt + 1);
+    entry.dayText = field(nSizeAt + 2);
+    entry.timeOrYearText = field(nSizeAt + 3);
+    entry.name = strLine.mid(ends[static_cast<size_t>(nSizeAt + 3)] + 1);
     if (entry.isLink) {
         const qsizetype nArrow = entry.name.indexOf(QLatin1String(" ->"));
         if (nArrow >= 0) {
             entry.strLinkTarget = entry.name.mid(nArrow + 3).trimmed();
             entry.name.truncate(nArrow);
         }
+    }
+    if (entry.name.isEmpty()) {
+        return false;
     }
     entry.modifiedTime = DateFromListing(entry.monthText, entry.dayText, entry.timeOrYearText, years);
     entry.dateKey = DateKeyFromListing(entry.monthText, entry.dayText, entry.timeOrYearText, years);

@@ -59,7 +59,9 @@ inline constexpr qsizetype kMaxListingLine = 64 * 1024;
 // text, as in an MS-DOS style listing) goes to unparsedLines.
 ParsedListing ParseListing(const QString& strText, const ListingYears& years);
 
-// One line; false when it has fewer than eight fields.
+// One line of the Unix long layout; false unless every field before the name is what its place claims: a
+// permission text, a link count, an owner (and a group, which may be missing or hold a space), a decimal size,
+// a month name, a day, and a time or a year. A wrong name is worse than a missing one.
 bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEntry& entry);
 
 // Whether a field reads as the permissions of a Unix long listing ("drwxr-xr-x", "-rw-r--r--+").

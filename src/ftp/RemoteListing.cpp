@@ -146,8 +146,13 @@ bool CRemoteListing::GetListing(const QString& strFolder, QString& strText, cons
         strPath.append(QLatin1Char('/'));
     }
     m_session.Connection()->SetReceiveLimit(kMaxListingBytes);
-    const QString strResult = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("LIST"), pCancel);
+    const std::optional<bool> bListsHidden = m_session.ListsHiddenNames();
+    QString strResult = m_session.FTPSend2FtpCommands(
+        strPath, bListsHidden.value_or(false) ? QStringLiteral("LIST -a") : QStringLiteral("LIST"), pCancel);
     m_bLastFolderRefused = m_session.LastFolderRefused();
+    if (!bListsHidden && !strResult.startsWith(QLatin1String("ERROR")) && m_session.Connection() != nullptr) {
+        strResult = ProbeHiddenNames(strPath, strResult, pCancel);
+    }
     if (m_session.Connection() != nullptr) {
         m_session.Connection()->SetReceiveLimit(0);
     }
@@ -163,6 +168,36 @@ bool CRemoteListing::GetListing(const QString& strFolder, QString& strText, cons
     m_trace.AddTraceLine(TRACE_STATUS, "listing of \"%s\".", strFolder);
     strText = strResult;
     return true;
+}
+
+QString CRemoteListing::ProbeHiddenNames(
+    const QString& strPath, const QString& strPlain, const std::atomic<bool>* pCancel)
+{
+    // Many servers leave names beginning with a dot (.htaccess) out of a plain LIST. "LIST -a" shows them where
+    // it is understood; where it is not, it may list a file named "-a", an error, or nothing. It is trusted only
+    // when it lists everything the plain listing does, and decided on a listing that names something.
+    const ParsedListing plain = ParseListing(strPlain, m_years);
+    if (plain.entries.empty()) {
+        return strPlain;
+    }
+    const QString strAll = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("LIST -a"), pCancel);
+    const ParsedListing all
+        = strAll.startsWith(QLatin1String("ERROR")) ? ParsedListing {} : ParseListing(strAll, m_years);
+    QSet<QString> allNames;
+    for (const FtpListEntry& entry : all.entries) {
+        allNames.insert(entry.name);
+    }
+    const bool bSuperset = all.UnreadLines() <= plain.UnreadLines()
+        && std::all_of(plain.entries.begin(), plain.entries.end(),
+            [&allNames](const FtpListEntry& entry) { return allNames.contains(entry.name); });
+    m_session.SetListsHiddenNames(bSuperset);
+    if (bSuperset) {
+        m_trace.AddTraceText(TRACE_STATUS, QStringLiteral("The server lists hidden names with \"LIST -a\"."));
+        return strAll;
+    }
+    Warn(QStringLiteral("The server does not take \"LIST -a\": names beginning with a dot may be missing from its "
+                        "listings, so no local one is deleted, nor one sent over the server's, on their strength."));
+    return strPlain;
 }
 
 void CRemoteListing::Warn(const QString& strText)
@@ -251,7 +286,8 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
         }
         if (LeaveOut(strFolder, entry)) {
             ++m_counts.nRejected;
-            bLeftOut = true;
+            // This program's own working files are no part of the user's folder: it is whole without them.
+            bLeftOut = bLeftOut || !IsWorkingName(entry.name);
             continue;
         }
         listedNames.insert(entry.name);

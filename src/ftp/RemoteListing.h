@@ -98,6 +98,8 @@ private:
     };
 
     static bool IsCancelled(const std::atomic<bool>* pCancel);
+    // The listing to use of the session's first folder that names anything, and whether "LIST -a" is taken.
+    QString ProbeHiddenNames(const QString& strPath, const QString& strPlain, const std::atomic<bool>* pCancel);
     // What a link on the server leads to, found by entering it (and going no further).
     LinkKind ProbeLink(const QString& strPath);
     // A link to a folder stands in the mirror as a folder holding only the link marker.

@@ -1,6 +1,7 @@
 #include "tree/CrcCache.h"
 
 #include <chrono>
+#include <cstdint>
 #include <vector>
 
 #include <QCryptographicHash>
@@ -29,9 +30,19 @@ constexpr const char* kSchema = "PRAGMA page_size = 65536;"
                                 " written INTEGER NOT NULL, crc INTEGER, version TEXT,"
                                 " PRIMARY KEY(device, inode)) WITHOUT ROWID;";
 
+// A time that nanoseconds since 1970 cannot hold (a listing dated in the year 9999) has no key: such a file
+// is never taken as known, rather than wrapping into another file's key.
+constexpr std::int64_t kNoTime = INT64_MIN;
+
 std::int64_t Nanoseconds(const struct timespec& time)
 {
-    return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+    std::int64_t nNanoseconds = 0;
+    if (__builtin_mul_overflow(static_cast<std::int64_t>(time.tv_sec), std::int64_t { 1'000'000'000 }, &nNanoseconds)
+        || __builtin_add_overflow(nNanoseconds, static_cast<std::int64_t>(time.tv_nsec), &nNanoseconds)
+        || nNanoseconds == kNoTime) {
+        return kNoTime;
+    }
+    return nNanoseconds;
 }
 
 std::int64_t Now()
@@ -261,7 +272,8 @@ CCrcCache::Entry* CCrcCache::Loaded(const Key& key)
 
 bool CCrcCache::Describes(const Entry& entry, const FileStamp& stamp)
 {
-    return entry.nSize == stamp.nSize && entry.nModified == stamp.nModified && entry.nChanged == stamp.nChanged
+    return stamp.nModified != kNoTime && stamp.nChanged != kNoTime && entry.nSize == stamp.nSize
+        && entry.nModified == stamp.nModified && entry.nChanged == stamp.nChanged
         && std::max(stamp.nModified, stamp.nChanged) + kDistrustNs < entry.nWritten;
 }
 

@@ -117,35 +117,32 @@ TEST_F(SyncSafety, UnreadableListingLinesAreTracedAndProtectTheirFolder)
     EXPECT_THAT(run.strOut.toStdString(), HasSubstr("KEEP         b.txt"));
 }
 
-TEST_F(SyncSafety, SizesThatAreNotPlainNumbersDownloadWholeFiles)
+TEST_F(SyncSafety, LinesWhoseSizeIsNoPlainNumberAreNoEntriesAndKeepTheirFolder)
 {
-    // 19 bytes each, listed with sizes a number parser reads as 5, 1 and 0; SIZE answers with a lie as well.
+    // Sizes a number parser reads as 5, 1 and 0: such a line is not what it claims, and names nothing.
     const QByteArray listing = "-rw-r--r-- 1 u g -5 Jan 5 2020 minus.txt\r\n"
                                "-rw-r--r-- 1 u g 1e3 Jan 5 2020 exp.txt\r\n"
-                               "-rw-r--r-- 1 u g 0x13 Jan 5 2020 hex.txt\r\n";
-    Start({ QStringLiteral("--refuse"), QStringLiteral("SIZE:213 3") }, listing);
-    for (const char* pName : { "/minus.txt", "/exp.txt", "/hex.txt" }) {
+                               "-rw-r--r-- 1 u g 19 Jan 5 2020 plain.txt\r\n";
+    Start({}, listing);
+    for (const char* pName : { "/minus.txt", "/exp.txt", "/plain.txt" }) {
         WriteFileBytes(Remote(QString::fromLatin1(pName)), "nineteen bytes long");
     }
-    for (const QString& strCacheKb : { QStringLiteral("0"), QStringLiteral("10") }) {
-        QDir(m_strLocal).removeRecursively();
-        QDir().mkpath(m_strLocal);
-        const CliRun run
-            = Run(QStringLiteral("sync"), { QStringLiteral("--download"), QStringLiteral("--cache-kb"), strCacheKb });
-        EXPECT_EQ(run.nExit, 0) << run.strErr.toStdString() << run.strOut.toStdString();
-        for (const char* pName : { "/minus.txt", "/exp.txt", "/hex.txt" }) {
-            EXPECT_EQ(ReadFileBytes(Local(QString::fromLatin1(pName))), QByteArray("nineteen bytes long"))
-                << pName << " with --cache-kb " << strCacheKb.toStdString();
-        }
-    }
+    WriteFileBytes(Local(QStringLiteral("/minus.txt")), "mine");
+    const CliRun run = Run(QStringLiteral("sync"), { QStringLiteral("--download"), QStringLiteral("--delete") });
+    EXPECT_EQ(run.nExit, 1) << run.strErr.toStdString() << run.strOut.toStdString();
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/minus.txt"))), QByteArray("mine"));
+    EXPECT_FALSE(QFile::exists(Local(QStringLiteral("/exp.txt"))));
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/plain.txt"))), QByteArray("nineteen bytes long"));
+    EXPECT_THAT(run.strOut.toStdString(), HasSubstr("KEEP         minus.txt"));
 }
 
-TEST_F(SyncSafety, AFileOfUnknownSizeNeverFillsTheMirror)
+TEST_F(SyncSafety, AFileOfUnknownSizeNeverFillsTheMirrorNorTheDisk)
 {
-    Start({}, "-rw-r--r-- 1 u g many Jan 5 2020 big.bin\r\n");
-    WriteFileBytes(Remote(QStringLiteral("/big.bin")), QByteArray(300 * 1024, 'x'));
-    const CliRun run = Run(QStringLiteral("compare"), { QStringLiteral("--trace") });
-    EXPECT_THAT(run.strErr.toStdString(), HasSubstr("larger than the download limit of 10240 bytes"));
+    // A link to a file whose target is not listed beside it has no size the listing can vouch for.
+    Start({}, "lrwxrwxrwx 1 u g 9 Jan 5 2020 big.bin -> /far/away\r\n");
+    WriteFileBytes(Remote(QStringLiteral("/big.bin")), QByteArray(1536 * 1024, 'x'));
+    const CliRun compare = Run(QStringLiteral("compare"), { QStringLiteral("--trace") });
+    EXPECT_THAT(compare.strErr.toStdString(), HasSubstr("larger than the download limit of 10240 bytes"));
     QDirIterator files(
         m_strCache + QStringLiteral("/Quorvel/mirrors"), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
     int nFiles = 0;
@@ -155,7 +152,18 @@ TEST_F(SyncSafety, AFileOfUnknownSizeNeverFillsTheMirror)
         ++nFiles;
     }
     EXPECT_GT(nFiles, 0) << "the mirror was written";
-    EXPECT_THAT(run.strOut.toStdString(), HasSubstr("big.bin"));
+    EXPECT_THAT(compare.strOut.toStdString(), HasSubstr("big.bin"));
+
+    // Outside the mirror a download of unknown size is bounded too: once gigabytes were taken as copied.
+    QDir().mkpath(TestRoot() + QStringLiteral("/cli-profile"));
+    WriteFileBytes(
+        TestRoot() + QStringLiteral("/cli-profile/Quorvel.ini"), "[Settings]\nUnknownSizeDownloadLimitMB=1\n");
+    WriteFileBytes(Local(QStringLiteral("/big.bin")), "my own");
+    const CliRun sync = Run(QStringLiteral("sync"), { QStringLiteral("--download") });
+    QFile::remove(TestRoot() + QStringLiteral("/cli-profile/Quorvel.ini"));
+    EXPECT_EQ(sync.nExit, 1) << sync.strOut.toStdString();
+    EXPECT_THAT(sync.strErr.toStdString(), HasSubstr("UnknownSizeDownloadLimitMB"));
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/big.bin"))), QByteArray("my own"));
 }
 
 TEST_F(SyncSafety, ARemoteLinkToAFileIsCopiedAsThatFile)
