@@ -44,8 +44,12 @@ struct [[nodiscard]] CurlOutcome
     QString strRefusedCommand; // the command the server refused, the password masked
     QString strError;
 
-    // A refusal that asking again will not change (5xx: wrong password, no such folder).
-    [[nodiscard]] bool IsPermanent() const { return bLoginDenied || (bServerRefused && nReplyCode >= 500); }
+    // A failure that asking again will not change (5xx: wrong password, no such folder; a server whose replies
+    // cannot be read in step).
+    [[nodiscard]] bool IsPermanent() const
+    {
+        return bLoginDenied || bOutOfStep || (bServerRefused && nReplyCode >= 500);
+    }
 };
 
 // What the connection reports as it works: protocol lines for the trace, and the status events of the

@@ -14,7 +14,7 @@ import time
 import zlib
 
 from pyftpdlib.authorizers import DummyAuthorizer
-from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler, TLS_DTPHandler, TLS_FTPHandler
+from pyftpdlib.handlers import BufferedIteratorProducer, FTPHandler, ThrottledDTPHandler, TLS_DTPHandler, TLS_FTPHandler
 from pyftpdlib.servers import FTPServer
 
 
@@ -94,7 +94,18 @@ def fault_mixin(options):
                 if cmd == name and (not argument or arg == argument or arg.endswith("/" + argument)):
                     self.respond(reply)
                     return
+            if cmd == "LIST":
+                self.list_all = arg.strip() == "-a"
+                if self.list_all:
+                    arg = ""
             super().pre_process_command(line, cmd, arg)
+
+        def handle_timeout(self):
+            if options.silent_idle_close:
+                # As a restarted server's connections end: no reply, just gone.
+                self.close()
+                return
+            super().handle_timeout()
 
         def ftp_SITE_CPFR(self, path):
             source = self.fs.ftp2fs(path)
@@ -157,10 +168,41 @@ def fault_mixin(options):
                 self.respond("250 " + result[1].upper())
 
         def ftp_LIST(self, path):
-            if canned is None:
+            if canned is not None:
+                self.push_dtp_data(canned, isproducer=False, cmd="LIST")
+                return path
+            if not options.hide_dot_files:
                 return super().ftp_LIST(path)
-            self.push_dtp_data(canned, isproducer=False, cmd="LIST")
+            # As vsftpd, ProFTPD and Pure-FTPd do: names beginning with a dot only for "LIST -a".
+            show_all = getattr(self, "list_all", False)
+            listing = [name for name in self.run_as_current_user(self.fs.listdir, path)
+                       if show_all or not name.startswith(".")]
+            producer = BufferedIteratorProducer(self.fs.format_list(path, listing))
+            self.push_dtp_data(producer, isproducer=True, cmd="LIST")
             return path
+
+        def ftp_PORT(self, line):
+            if options.rogue_active:
+                self.send_rogue(line.split(","))
+            return super().ftp_PORT(line)
+
+        def ftp_EPRT(self, line):
+            if options.rogue_active:
+                parts = line.split(line[0])
+                self.send_rogue(parts[2].split(".") + [str(int(parts[3]) // 256), str(int(parts[3]) % 256)])
+            return super().ftp_EPRT(line)
+
+        def send_rogue(self, fields):
+            """A stranger on another address reaches the client's data port before the server does."""
+            import socket
+            port = int(fields[4]) * 256 + int(fields[5])
+            try:
+                rogue = socket.create_connection((".".join(fields[:4]), port), timeout=2,
+                                                 source_address=("127.0.0.2", 0))
+                rogue.sendall(b"-rw-r--r-- 1 u g 5 Jan 5 2020 ROGUE_INJECTED.txt\r\n")
+                rogue.close()
+            except OSError:
+                pass
 
     return Faults
 
@@ -175,6 +217,7 @@ def main():
                         help="close each control connection, unanswered, when its command N+1 arrives")
     parser.add_argument("--drop-once", action="store_true", help="--drop-after hits the first connection only")
     parser.add_argument("--idle-timeout", type=float, default=0, help="say 421 and close an idle connection")
+    parser.add_argument("--silent-idle-close", action="store_true", help="close an idle connection without a word")
     parser.add_argument("--delay", action="append", help="CMD:SECONDS before answering CMD")
     parser.add_argument("--greeting-delay", type=float, default=0, help="seconds before the 220 greeting")
     parser.add_argument("--refuse", action="append",
@@ -186,6 +229,11 @@ def main():
     parser.add_argument("--hash-algorithms", default="SHA-256;SHA-1;MD5;CRC32",
                         help="what HASH offers, the first being its default")
     parser.add_argument("--throttle", type=int, default=0, help="bytes a second each data connection may move")
+    parser.add_argument("--hide-dot-files", action="store_true", help="list names beginning with a dot for LIST -a only")
+    parser.add_argument("--rogue-active", action="store_true",
+                        help="a stranger from 127.0.0.2 connects to each active-mode data port first")
+    parser.add_argument("--banner", help="the greeting's text; pyftpdlib sends one longer than 75 characters "
+                                         "as a reply of several lines")
     options = parser.parse_args()
     options.implicit_tls = options.tls == "implicit"
 
@@ -220,6 +268,8 @@ def main():
         features += [name for name in offered if name != "HASH"]
         handler.checksum_feats = features
     handler.passive_ports = None
+    if options.banner:
+        handler.banner = options.banner.replace("\\r\\n", "\r\n")
     if options.idle_timeout:
         handler.timeout = options.idle_timeout
     handler.permit_foreign_addresses = False
