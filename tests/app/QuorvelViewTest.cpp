@@ -287,6 +287,32 @@ TEST_F(Views, ADeleteTheServerRefusesHalfWayKeepsWhatRemainsAndSaysWhy)
     EXPECT_EQ(m_list.Rows().back().columns[COL_STATUS], QStringLiteral("Completed"));
 }
 
+// A folder's deletion once listed the folder again and deleted whatever that showed, another upload's working
+// file among it. It removes what the comparison saw, bottom up, and keeps the rest with the folders above it.
+TEST_F(Views, DeletingAFolderOnEitherSideRemovesOnlyWhatTheComparisonSaw)
+{
+    ASSERT_TRUE(Start());
+    for (const QString& strBase : QStringList { Remote(QStringLiteral("/pub/tree")), m_strLocal + QStringLiteral("/tree") }) {
+        WriteFileBytes(strBase + QStringLiteral("/a.txt"), "a");
+        WriteFileBytes(strBase + QStringLiteral("/deep/b.txt"), "b");
+        WriteFileBytes(strBase + QStringLiteral("/gone/c.txt"), "c");
+    }
+    ASSERT_TRUE(Compare());
+    WriteFileBytes(Remote(QStringLiteral("/pub/tree/deep/arrived-since.txt")), "new");
+    WriteFileBytes(m_strLocal + QStringLiteral("/tree/deep/arrived-since.txt"), "new");
+
+    for (const int nSide : { SIDE_RIGHT, SIDE_LEFT }) {
+        EXPECT_EQ(m_pView->DeleteSelectedItems(PathsOfItems({ Item(QStringLiteral("tree"), KIND_DIR) }), nSide), 0);
+        const QString strBase
+            = nSide == SIDE_RIGHT ? Remote(QStringLiteral("/pub/tree")) : QString(m_strLocal + QStringLiteral("/tree"));
+        EXPECT_EQ(ReadFileBytes(strBase + QStringLiteral("/deep/arrived-since.txt")), QByteArray("new")) << nSide;
+        EXPECT_FALSE(QFile::exists(strBase + QStringLiteral("/a.txt"))) << nSide;
+        EXPECT_FALSE(QFile::exists(strBase + QStringLiteral("/deep/b.txt"))) << nSide;
+        EXPECT_FALSE(QFileInfo::exists(strBase + QStringLiteral("/gone"))) << "a folder whose contents all went, goes";
+    }
+    EXPECT_THAT(TraceTexts().join(QLatin1Char('\n')), QHasSubstr("what the comparison did not see in it is kept"));
+}
+
 TEST_F(Views, AnInServerCopyWorksWithoutAServerCopyCommand)
 {
     ASSERT_TRUE(Start());

@@ -133,6 +133,17 @@ TEST_F(SyncSafety, AnotherRunsUploadInFlightIsLeftAlone)
     EXPECT_THAT(run.strOut.toStdString(), Not(HasSubstr("DELETE")));
 }
 
+TEST_F(SyncSafety, NothingIsDeletedAfterACopyFailed)
+{
+    Start({ QStringLiteral("--refuse"), QStringLiteral("RETR /site/new.txt:550 Not now") });
+    WriteFileBytes(Remote(QStringLiteral("/new.txt")), "new on the server");
+    WriteFileBytes(Local(QStringLiteral("/only-here.txt")), "mine");
+    const CliRun run = Run(QStringLiteral("sync"), { QStringLiteral("--download"), QStringLiteral("--delete") });
+    EXPECT_EQ(run.nExit, 1);
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/only-here.txt"))), QByteArray("mine"));
+    EXPECT_THAT(run.strOut.toStdString(), HasSubstr("KEEP         only-here.txt (a copy failed"));
+}
+
 TEST_F(SyncSafety, FolderListingsThatFailAreNeverCalledTheSame)
 {
     Start({ QStringLiteral("--refuse"), QStringLiteral("LIST:450 Cannot list now") });

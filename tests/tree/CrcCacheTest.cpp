@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -119,6 +120,24 @@ TEST_F(CrcCache, EntriesHoldAcrossOpeningsAndGoneFilesAreDropped)
     ASSERT_TRUE(pCache->Save(true));
     pCache = CCrcCache::Open(m_strCache, m_strLeft);
     EXPECT_FALSE(pCache->RecallCrc(StatOf(strFile)));
+}
+
+// A mirror copy dated "Dec 31 9999" by its listing once overflowed the time key, which the release build wrapped
+// into another file's key: such a file is simply never known.
+TEST_F(CrcCache, ATimeBeyondWhatTheKeyCanHoldIsNeverTakenAsKnown)
+{
+    const QString strFile = m_strLeft + QStringLiteral("/far-future.txt");
+    WriteFileBytes(strFile, "from the year 9999");
+    const struct timespec times[2] = { { 253402214400, 0 }, { 253402214400, 0 } };
+    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(strFile).constData(), times, 0), 0);
+    LetTheFilesSettle();
+    {
+        std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+        ASSERT_TRUE(pCache);
+        pCache->RememberCrc(StatOf(strFile), 0x1234U);
+        ASSERT_TRUE(pCache->Save(true));
+    }
+    EXPECT_FALSE(CCrcCache::Open(m_strCache, m_strLeft)->RecallCrc(StatOf(strFile)));
 }
 
 TEST_F(CrcCache, AFileMetTwiceKeepsAllItLearntAndAChecksumReadTooSoonIsNeverVouchedFor)
