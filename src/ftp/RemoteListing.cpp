@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include <QCryptographicHash>
 
@@ -517,9 +518,12 @@ void CRemoteListing::WritePlaceholder(const CMirrorDir& mirror, const FtpListEnt
     if (mirror.IsFolder(entry.name)) {
         mirror.RemoveEntry(entry.name);
     }
+    errno = 0;
     if (!IsSafeEntryName(strMarker) || !mirror.CreateEmptyFile(entry.name) || !mirror.CreateEmptyFile(strMarker)) {
-        m_trace.AddTraceLine(
-            TRACE_ERROR, "The placeholder for \"%s\" cannot be written in the mirror.", Printable(entry.name));
+        const int nError = errno;
+        Warn(FormatText("The placeholder for \"%s\" cannot be written in the mirror folder %s: %s.",
+            Printable(entry.name), m_session.MirrorRoot(),
+            nError != 0 ? QString::fromLocal8Bit(std::strerror(nError)) : QStringLiteral("its name cannot be stored")));
     }
 }
 
@@ -533,11 +537,13 @@ int CRemoteListing::DownloadToMirror(const QString& strFolder, const FtpListEntr
     QString strWork;
     const int fd = mirror.CreateWorkFile(strWork);
     if (fd < 0) {
-        m_trace.AddTraceLine(TRACE_ERROR, "No file can be written in the mirror folder of \"%s\".", strFolder);
+        Warn(FormatText("No file can be written in the mirror folder of \"%s\" (%s): %s.", strFolder,
+            m_session.MirrorRoot(), QString::fromLocal8Bit(std::strerror(errno))));
         return 0;
     }
     long long nReceived = 0;
     bool bWriteFailed = false;
+    int nWriteError = 0;
     bool bOverLimit = false;
     const CurlOutcome outcome = pConnection->Download(
         strFolder, entry.name,
@@ -549,6 +555,7 @@ int CRemoteListing::DownloadToMirror(const QString& strFolder, const FtpListEntr
                 return false;
             }
             bWriteFailed = !WriteAll(fd, pData, nSize);
+            nWriteError = bWriteFailed ? errno : 0;
             return !bWriteFailed;
         },
         pCancel);
@@ -558,7 +565,8 @@ int CRemoteListing::DownloadToMirror(const QString& strFolder, const FtpListEntr
         mirror.DiscardWorkFile(strWork);
         const QString strWhy = bOverLimit
             ? FormatText("it is larger than the download limit of %lld bytes; it stands as a placeholder", nSizeLimit)
-            : bWriteFailed || !bClosed ? QStringLiteral("the mirror folder could not take it (is the disk full?)")
+            : bWriteFailed || !bClosed ? FormatText("the mirror folder could not take it (%s)",
+                  QString::fromLocal8Bit(std::strerror(nWriteError != 0 ? nWriteError : EIO)))
             : outcome.bOk
             ? FormatText("%lld bytes arrived of %lld listed", nReceived, static_cast<long long>(entry.nExactSize))
             : outcome.strError;

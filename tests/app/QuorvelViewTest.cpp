@@ -292,7 +292,8 @@ TEST_F(Views, ADeleteTheServerRefusesHalfWayKeepsWhatRemainsAndSaysWhy)
 TEST_F(Views, DeletingAFolderOnEitherSideRemovesOnlyWhatTheComparisonSaw)
 {
     ASSERT_TRUE(Start());
-    for (const QString& strBase : QStringList { Remote(QStringLiteral("/pub/tree")), m_strLocal + QStringLiteral("/tree") }) {
+    for (const QString& strBase :
+        QStringList { Remote(QStringLiteral("/pub/tree")), m_strLocal + QStringLiteral("/tree") }) {
         WriteFileBytes(strBase + QStringLiteral("/a.txt"), "a");
         WriteFileBytes(strBase + QStringLiteral("/deep/b.txt"), "b");
         WriteFileBytes(strBase + QStringLiteral("/gone/c.txt"), "c");
