@@ -112,6 +112,30 @@ QColor CComparisonModel::ColorOf(const SnapshotNode& node) const
     return ReadableOn(ColorFromRef(m_settings.ColourOf(node)), m_background);
 }
 
+namespace {
+
+// What the user should know of how much of a side was read; null when all of it was.
+const char* HowReadText(SideRead nRead)
+{
+    switch (nRead) {
+    case SideRead::Full:
+        break;
+    case SideRead::Unreadable:
+        return "could not be read";
+    case SideRead::LinkNotFollowed:
+        return "a link: shown, never followed, copied into or deleted through";
+    case SideRead::ListingEmpty:
+        return "listed as empty, which a failed listing looks like too";
+    case SideRead::ListingPartial:
+        return "not listed in full: nothing is deleted on its strength";
+    case SideRead::ListingFailed:
+        return "its listing failed: nothing in it is known";
+    }
+    return nullptr;
+}
+
+} // namespace
+
 QString CComparisonModel::ToolTipOf(int nNode) const
 {
     const SnapshotNode& node = m_pSnapshot->Node(nNode);
@@ -127,6 +151,9 @@ QString CComparisonModel::ToolTipOf(int nNode) const
             continue;
         }
         strTip += m_pSnapshot->FullPath(nNode, nSide).toHtmlEscaped();
+        if (const char* pHow = HowReadText(node.nRead[nSide]); pHow != nullptr) {
+            strTip += QStringLiteral("<br>&nbsp;&nbsp;<i>") + QLatin1String(pHow) + QStringLiteral("</i>");
+        }
         if (node.nKind == KIND_FILE) {
             strTip += QStringLiteral("<br>&nbsp;&nbsp;") + node.strSize[nSide].toHtmlEscaped()
                 + QStringLiteral(" bytes, ") + node.strTime[nSide].toHtmlEscaped();
