@@ -65,18 +65,22 @@ int ReportUnreadRemoteFolders(const CFileItem* pRoot)
     int nUnread = 0;
     for (const CFileItem* pItem = pRoot; pItem != nullptr; pItem = NextInPreOrder(pItem, pRoot)) {
         const SideRead nRead = pItem->nRead[SIDE_RIGHT];
-        if (pItem->kind != KIND_DIR || pItem->strPaths[SIDE_RIGHT].IsEmpty()
+        if (pItem->kind != KIND_DIR || (pItem != pRoot && pItem->strPaths[SIDE_RIGHT].IsEmpty())
             || (nRead != SideRead::ListingPartial && nRead != SideRead::ListingFailed)) {
             continue;
         }
         ++nUnread;
-        const QString strFolder = pItem == pRoot ? pRoot->strShowPaths[SIDE_RIGHT].Text()
-                                                 : JoinPath(pItem->strShowPaths[SIDE_RIGHT].Text(), pItem->strName);
+        const char* pWhy = nRead == SideRead::ListingFailed ? "its listing failed"
+                                                            : "its listing held lines or names that could not be read";
+        if (pItem == pRoot) {
+            PrintError(FormatText("error: the compared FTP folder was not read in full (%s); the comparison does not "
+                                  "cover all of it.",
+                pWhy));
+            continue;
+        }
         PrintError(FormatText("error: the server's folder \"%s\" was not read in full (%s); the comparison does not "
                               "cover all of it.",
-            strFolder,
-            nRead == SideRead::ListingFailed ? "its listing failed"
-                                             : "its listing held lines or names that could not be read"));
+            JoinPath(pItem->strShowPaths[SIDE_RIGHT].Text(), pItem->strName), pWhy));
     }
     return nUnread;
 }

@@ -147,6 +147,9 @@ QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
         return QStringLiteral("cancelled while the FTP folder was being listed; nothing was changed.");
     }
     if (!bListed) {
+        for (const QString& strWarning : m_warnings) {
+            PrintError(QStringLiteral("warning: ") + strWarning);
+        }
         return FormatText("the FTP folder %s could not be listed completely (run with --trace to see why).",
             m_pSession->RemoteRoot());
     }

@@ -133,6 +133,20 @@ TEST_F(SyncSafety, AnotherRunsUploadInFlightIsLeftAlone)
     EXPECT_THAT(run.strOut.toStdString(), Not(HasSubstr("DELETE")));
 }
 
+TEST_F(SyncSafety, AServerTreeWithoutEndStopsAtTheBoundsOfOneComparison)
+{
+    Start();
+    for (int i = 0; i < 6; ++i) {
+        QDir().mkpath(Remote(QStringLiteral("/wide%1/deeper").arg(i)));
+    }
+    QDir().mkpath(TestRoot() + QStringLiteral("/cli-profile"));
+    WriteFileBytes(TestRoot() + QStringLiteral("/cli-profile/Quorvel.ini"), "[Settings]\nMaxListedFolders=4\n");
+    const CliRun run = Run(QStringLiteral("compare"), {});
+    QFile::remove(TestRoot() + QStringLiteral("/cli-profile/Quorvel.ini"));
+    EXPECT_EQ(run.nExit, 2);
+    EXPECT_THAT(run.strErr.toStdString(), HasSubstr("the bounds of one comparison"));
+}
+
 TEST_F(SyncSafety, NothingIsDeletedAfterACopyFailed)
 {
     Start({ QStringLiteral("--refuse"), QStringLiteral("RETR /site/new.txt:550 Not now") });
@@ -153,6 +167,13 @@ TEST_F(SyncSafety, FolderListingsThatFailAreNeverCalledTheSame)
     run = Run(QStringLiteral("sync"), { QStringLiteral("--download") });
     EXPECT_EQ(run.nExit, 2);
     EXPECT_THAT(run.strOut.toStdString(), Not(HasSubstr("in step")));
+
+    // A listing of nothing but lines that cannot be read, against an empty local folder, is no "same".
+    m_server.Stop();
+    Start({}, "01-05-20  10:31AM                 1234 index.html\r\n");
+    run = Run(QStringLiteral("compare"), {});
+    EXPECT_EQ(run.nExit, 2) << run.strOut.toStdString();
+    EXPECT_THAT(run.strErr.toStdString(), HasSubstr("was not read in full"));
 
     m_server.Stop();
     Start({ QStringLiteral("--refuse"), QStringLiteral("CWD locked:550 Permission denied") });
