@@ -16,6 +16,7 @@
 
 #include "ftp/TraceBuffer.h"
 #include "support/DiagnosticLog.h"
+#include "support/NameBytes.h"
 #include "support/TextFormat.h"
 #include "support/ThreadId.h"
 
@@ -108,7 +109,7 @@ public:
 
     void SetCustomRequest(const QString& strCommand)
     {
-        customRequest = strCommand.toUtf8();
+        customRequest = NameToBytes(strCommand);
         if (pCurl != nullptr) {
             curl_easy_setopt(pCurl, CURLOPT_CUSTOMREQUEST, strCommand.isEmpty() ? nullptr : customRequest.constData());
         }
@@ -121,7 +122,7 @@ public:
             pQuote = nullptr;
         }
         for (const QString& command : commands) {
-            pQuote = curl_slist_append(pQuote, command.toUtf8().constData());
+            pQuote = curl_slist_append(pQuote, NameToBytes(command).constData());
         }
         if (pCurl != nullptr) {
             curl_easy_setopt(pCurl, CURLOPT_QUOTE, pQuote);
@@ -403,7 +404,7 @@ void CCurlConnection::OnDebug(int nType, const char* pData, size_t nSize)
     if (nType != CURLINFO_TEXT && nType != CURLINFO_HEADER_IN && nType != CURLINFO_HEADER_OUT) {
         return;
     }
-    QString strText = QString::fromUtf8(pData, static_cast<qsizetype>(nSize));
+    QString strText = NameFromBytes(QByteArrayView(pData, static_cast<qsizetype>(nSize)));
     while (strText.endsWith(QLatin1Char('\n')) || strText.endsWith(QLatin1Char('\r'))) {
         strText.chop(1);
     }
@@ -640,11 +641,10 @@ bool CCurlConnection::PrepareFileTransfer(const QString& strFolder, const QStrin
         strPath += QLatin1Char('/');
     }
     strPath += strName;
-    const QByteArray encoded = strPath.startsWith(QLatin1Char('/'))
-        ? "%2F" + QUrl::toPercentEncoding(strPath.mid(1), "/")
-        : QUrl::toPercentEncoding(strPath, "/");
-    const QString strUrl = ServerUrl() + QString::fromLatin1(encoded);
-    curl_easy_setopt(pCurl, CURLOPT_URL, strUrl.toUtf8().constData());
+    const QByteArray path = NameToBytes(strPath);
+    const QByteArray encoded
+        = path.startsWith('/') ? "%2F" + path.mid(1).toPercentEncoding("/") : path.toPercentEncoding("/");
+    curl_easy_setopt(pCurl, CURLOPT_URL, QByteArray(ServerUrl().toUtf8() + encoded).constData());
     curl_easy_setopt(pCurl, CURLOPT_NOBODY, 0L);
     return true;
 }

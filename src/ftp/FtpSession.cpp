@@ -8,6 +8,7 @@
 #include "ftp/MirrorRoot.h"
 #include "ftp/TraceBuffer.h"
 #include "support/DiagnosticLog.h"
+#include "support/NameBytes.h"
 #include "support/SettingsStore.h"
 #include "support/ThreadId.h"
 
@@ -323,7 +324,7 @@ QString CFtpSession::FTPSendFtpCommand(const QString& strCommand, bool bResponse
     }
     QByteArray data;
     const CurlOutcome outcome = m_pConnection->SendDataCommand(strCommand, QString(), data);
-    return outcome.bOk ? QString::fromLocal8Bit(data) : CommandError(strCommand, outcome, *m_pConnection, true);
+    return outcome.bOk ? NameFromBytes(data) : CommandError(strCommand, outcome, *m_pConnection, true);
 }
 
 QString CFtpSession::FTPSend2FtpCommands(
@@ -350,7 +351,7 @@ QString CFtpSession::FTPSend2FtpCommands(
     if (bData) {
         QByteArray data;
         outcome = m_pConnection->SendDataCommand(strSecond, strFolder, data, pCancel);
-        strResult = QString::fromLocal8Bit(data);
+        strResult = NameFromBytes(data);
     } else {
         outcome = m_pConnection->SendCommands({ strSecond }, strFolder);
         strResult = m_pConnection->LastReply();

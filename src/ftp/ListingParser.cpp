@@ -6,6 +6,7 @@
 
 #include <QFile>
 
+#include "support/NameBytes.h"
 #include "support/TextFormat.h"
 
 namespace {
@@ -298,5 +299,5 @@ bool IsSafeEntryName(const QString& strName)
             return false;
         }
     }
-    return QFile::encodeName(strName).size() <= kMaxNameBytes;
+    return NameToBytes(strName).size() <= kMaxNameBytes;
 }

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "support/FolderRemoval.h"
+#include "support/NameBytes.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 QByteArray Encoded(const QString& strName)
 {
-    return QFile::encodeName(strName);
+    return NameToBytes(strName);
 }
 
 } // namespace
@@ -92,7 +93,7 @@ QStringList CMirrorDir::Names() const
 {
     QStringList names;
     for (const QByteArray& name : ListFolderNames(m_fd)) {
-        names.append(QFile::decodeName(name));
+        names.append(NameFromBytes(name));
     }
     return names;
 }

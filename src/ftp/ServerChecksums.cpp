@@ -2,9 +2,12 @@
 
 #include <QCryptographicHash>
 #include <QFile>
+
 #include <QRegularExpression>
 #include <QStringList>
+#include <fcntl.h>
 
+#include "support/NameBytes.h"
 #include "support/TextFormat.h"
 #include "tree/FileContents.h"
 
@@ -156,8 +159,8 @@ std::optional<QString> LocalChecksum(const QString& strPath, ChecksumAlgorithm a
         }
         return QStringLiteral("%1").arg(nCrc, 8, 16, QLatin1Char('0'));
     }
-    QFile file(strPath);
-    if (!file.open(QIODevice::ReadOnly)) {
+    QFile file;
+    if (!OpenLocalFile(file, strPath, O_RDONLY, QIODevice::ReadOnly)) {
         return std::nullopt;
     }
     QCryptographicHash hash(algorithm == ChecksumAlgorithm::Sha256 ? QCryptographicHash::Sha256

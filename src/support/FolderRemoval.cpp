@@ -1,4 +1,5 @@
 #include "support/FolderRemoval.h"
+#include "support/NameBytes.h"
 
 #include <cerrno>
 #include <cstring>
@@ -65,12 +66,12 @@ QString RemoveLocalEntry(const QString& strPath)
     if (strName.isEmpty() || strName == QLatin1String(".") || strName == QLatin1String("..")) {
         return QStringLiteral("\"") + strPath + QStringLiteral("\" names no file or folder that can be deleted.");
     }
-    const int nParentFd = ::open(QFile::encodeName(info.path()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int nParentFd = ::open(NameToBytes(info.path()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (nParentFd < 0) {
         return QStringLiteral("The folder of \"") + strPath + QStringLiteral("\" cannot be opened: ")
             + QString::fromLocal8Bit(std::strerror(errno)) + QLatin1Char('.');
     }
-    const bool bRemoved = RemoveTreeAt(nParentFd, QFile::encodeName(strName));
+    const bool bRemoved = RemoveTreeAt(nParentFd, NameToBytes(strName));
     const int nError = errno;
     ::close(nParentFd);
     if (!bRemoved) {

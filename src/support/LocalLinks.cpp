@@ -1,4 +1,5 @@
 #include "support/LocalLinks.h"
+#include "support/NameBytes.h"
 
 #include <cerrno>
 
@@ -28,7 +29,7 @@ QString LinkOnTheWay(const QStringList& roots, const QString& strPath)
             strSoFar += strPart;
             struct stat info
             { };
-            if (::lstat(QFile::encodeName(strSoFar).constData(), &info) != 0) {
+            if (::lstat(NameToBytes(strSoFar).constData(), &info) != 0) {
                 return {};
             }
             if (S_ISLNK(info.st_mode)) {

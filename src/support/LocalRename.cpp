@@ -9,12 +9,13 @@
 
 #include <QFile>
 
+#include "support/NameBytes.h"
 #include "support/TextFormat.h"
 
 QString RenameLocalEntry(const QString& strFrom, const QString& strTo)
 {
-    const QByteArray from = QFile::encodeName(strFrom);
-    const QByteArray to = QFile::encodeName(strTo);
+    const QByteArray from = NameToBytes(strFrom);
+    const QByteArray to = NameToBytes(strTo);
 #ifdef __linux__
     // The kernel refuses for us when the target exists, so nothing can slip in between.
     const bool bRenamed = ::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0;
@@ -41,7 +42,7 @@ QString RenameLocalEntry(const QString& strFrom, const QString& strTo)
 
 QString MakeLocalFolder(const QString& strPath)
 {
-    if (::mkdir(QFile::encodeName(strPath).constData(), 0777) == 0) {
+    if (::mkdir(NameToBytes(strPath).constData(), 0777) == 0) {
         return {};
     }
     const int nError = errno;

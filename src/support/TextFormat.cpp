@@ -215,6 +215,9 @@ QString EscapeControlCharacters(QStringView text)
         const char16_t code = ch.unicode();
         if (code < 0x20 || (code >= 0x7F && code <= 0x9F)) {
             strShown += QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'));
+        } else if (code >= 0xDC80 && code <= 0xDCFF) {
+            // A byte of a name that is not UTF-8, kept as it is: shown as the byte it stands for.
+            strShown += QStringLiteral("\\x%1").arg(code - 0xDC00, 2, 16, QLatin1Char('0'));
         } else {
             strShown += ch;
         }

@@ -13,12 +13,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "ftp/CurlConnection.h"
 #include "ftp/TraceBuffer.h"
 #include "support/FolderRemoval.h"
 #include "support/LocalLinks.h"
+#include "support/NameBytes.h"
 #include "support/TextFormat.h"
 #include "tree/FileTexts.h"
 
@@ -62,13 +64,41 @@ QString MakeLocalFolder(const QString& strFolder, const QStringList& localRoots)
     if (const QString strLink = LinkOnTheWay(localRoots, strFolder); !strLink.isEmpty()) {
         return RefusedThroughLink(strFolder, strLink);
     }
-    return QDir().mkpath(strFolder) ? QString() : FormatText("The folder %s cannot be made.", strFolder);
+    return MakeLocalFolders(strFolder)
+        ? QString()
+        : FormatText("The folder %s cannot be made: %s.", strFolder, QString::fromLocal8Bit(std::strerror(errno)));
 }
 
 // The reason a local write failed, in words ("No space left on device").
 QString WriteErrorText(int nError, const QString& strFallback)
 {
     return nError != 0 ? QString::fromLocal8Bit(std::strerror(nError)) : strFallback;
+}
+
+// Copies a local file's bytes into a new file; an error text, or empty.
+QString CopyBytes(const QString& strSource, const QString& strTarget)
+{
+    QFile source;
+    QFile target;
+    if (!OpenLocalFile(source, strSource, O_RDONLY, QIODevice::ReadOnly | QIODevice::Unbuffered)
+        || !OpenLocalFile(
+            target, strTarget, O_WRONLY | O_CREAT | O_EXCL, QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+        return QString::fromLocal8Bit(std::strerror(errno));
+    }
+    QByteArray buffer(1024 * 1024, Qt::Uninitialized);
+    for (;;) {
+        const qint64 nRead = source.read(buffer.data(), buffer.size());
+        if (nRead < 0) {
+            return source.errorString();
+        }
+        if (nRead == 0) {
+            return {};
+        }
+        errno = 0;
+        if (target.write(buffer.constData(), nRead) != nRead) {
+            return WriteErrorText(errno, target.errorString());
+        }
+    }
 }
 
 // A command with a remote path as its argument; the path is checked first.
@@ -111,7 +141,7 @@ QString UploadWorkingName(const QString& strName)
     const QString strUnique
         = kUploadWorkingPrefix + QString::number(QRandomGenerator::global()->generate64(), 16) + QLatin1Char('-');
     QString strTail = strName;
-    while (!strTail.isEmpty() && QFile::encodeName(strUnique + strTail).size() > 255) {
+    while (!strTail.isEmpty() && NameToBytes(strUnique + strTail).size() > 255) {
         strTail.chop(1);
     }
     return strUnique + strTail;
@@ -151,14 +181,16 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
     if (const QString strError = MakeLocalFolder(target.path(), context.localRoots); !strError.isEmpty()) {
         return Fail(context, strError);
     }
-    QFile file(target.dir().filePath(
-        QStringLiteral("$quorvelpart-%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'))));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
-        return Fail(context, FormatText("%s cannot be written: %s.", strLocalPath, file.errorString()));
+    const QString strWorking = target.dir().filePath(
+        QStringLiteral("$quorvelpart-%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0')));
+    QFile file;
+    if (!OpenLocalFile(file, strWorking, O_WRONLY | O_CREAT | O_EXCL, QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+        return Fail(context,
+            FormatText("%s cannot be written: %s.", strLocalPath, QString::fromLocal8Bit(std::strerror(errno))));
     }
-    auto discard = [&file] {
+    auto discard = [&file, &strWorking] {
         file.close();
-        file.remove();
+        ::unlink(NameToBytes(strWorking).constData());
     };
     // What the listing did not size is bounded all the same: a server that never stops cannot fill the disk.
     const std::int64_t nLimit = nExpectedSize >= 0 ? nExpectedSize : context.nUnknownSizeLimit;
@@ -192,7 +224,7 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
         return TRANSFER_CANCELLED;
     }
     if (bWriteFailed) {
-        const QString strError = WriteErrorText(nWriteError, file.errorString());
+        const QString strError = WriteErrorText(nWriteError, QStringLiteral("an input/output error"));
         discard();
         return Fail(
             context, FormatText("%s could not be written (%s); %s is as it was.", strRemote, strError, strLocalPath));
@@ -221,9 +253,9 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
                 static_cast<long long>(nExpectedSize), strRemote, strLocalPath));
     }
     file.close();
-    if (::rename(QFile::encodeName(file.fileName()).constData(), QFile::encodeName(strLocalPath).constData()) != 0) {
+    if (::rename(NameToBytes(strWorking).constData(), NameToBytes(strLocalPath).constData()) != 0) {
         const QString strError = QString::fromLocal8Bit(std::strerror(errno));
-        file.remove();
+        ::unlink(NameToBytes(strWorking).constData());
         return Fail(context, FormatText("%s cannot be put in place: %s.", strLocalPath, strError));
     }
     return TRANSFER_DONE;
@@ -235,10 +267,11 @@ int UploadFile(
     if (!CheckName(context, strName)) {
         return TRANSFER_FAILED;
     }
-    QFile file(strLocalPath);
+    QFile file;
     // libcurl asks for large pieces; a buffer of our own in between would only copy them once more.
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        return Fail(context, FormatText("%s cannot be read: %s.", strLocalPath, file.errorString()));
+    if (!OpenLocalFile(file, strLocalPath, O_RDONLY, QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return Fail(
+            context, FormatText("%s cannot be read: %s.", strLocalPath, QString::fromLocal8Bit(std::strerror(errno))));
     }
     const QString strTarget = context.bUploadThroughWorkingName ? UploadWorkingName(strName) : strName;
     bool bReadFailed = false;
@@ -499,15 +532,13 @@ QString CopyLocalFile(const QString& strSourcePath, const QString& strTargetPath
     }
     const QString strWorking = target.dir().filePath(
         QStringLiteral("$quorvelpart-%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0')));
-    QFile source(strSourcePath);
-    if (!source.copy(strWorking)) {
-        const QString strError = source.errorString();
-        QFile::remove(strWorking);
+    if (const QString strError = CopyBytes(strSourcePath, strWorking); !strError.isEmpty()) {
+        ::unlink(NameToBytes(strWorking).constData());
         return FormatText("%s could not be copied to %s: %s.", strSourcePath, strTargetPath, strError);
     }
-    if (::rename(QFile::encodeName(strWorking).constData(), QFile::encodeName(strTargetPath).constData()) != 0) {
+    if (::rename(NameToBytes(strWorking).constData(), NameToBytes(strTargetPath).constData()) != 0) {
         const QString strError = QString::fromLocal8Bit(std::strerror(errno));
-        QFile::remove(strWorking);
+        ::unlink(NameToBytes(strWorking).constData());
         return FormatText("%s cannot be put in place: %s.", strTargetPath, strError);
     }
     return {};
@@ -545,7 +576,7 @@ QString DeleteLocal(const QString& strPath, bool bFolder, bool bLink, const Fold
         if (it->bFolder && !it->bLink && keptFolders.contains(it->strRelative)) {
             continue;
         }
-        const QByteArray path = QFile::encodeName(QDir(strPath).filePath(it->strRelative));
+        const QByteArray path = NameToBytes(QDir(strPath).filePath(it->strRelative));
         // unlink never follows a link; rmdir refuses a folder that still holds what the plan did not know.
         const bool bRemoved = it->bFolder && !it->bLink ? ::rmdir(path.constData()) == 0 || errno == ENOENT
                                                         : ::unlink(path.constData()) == 0 || errno == ENOENT;
@@ -559,7 +590,7 @@ QString DeleteLocal(const QString& strPath, bool bFolder, bool bLink, const Fold
             keptFolders.insert(QString());
         }
     }
-    if (!keptFolders.contains(QString()) && ::rmdir(QFile::encodeName(strPath).constData()) != 0 && errno != ENOENT) {
+    if (!keptFolders.contains(QString()) && ::rmdir(NameToBytes(strPath).constData()) != 0 && errno != ENOENT) {
         failures.append(FormatText("%s (%s)", strPath, QString::fromLocal8Bit(std::strerror(errno))));
     }
     if (failures.isEmpty()) {

@@ -12,6 +12,7 @@
 #include <sqlite3.h>
 
 #include "support/DiagnosticLog.h"
+#include "support/NameBytes.h"
 #include "support/ThreadId.h"
 
 namespace {
@@ -101,7 +102,7 @@ bool InsertMeta(sqlite3_stmt* pInsert, const QString& strKey, const QString& str
 sqlite3* OpenDatabase(const QString& strPath)
 {
     sqlite3* pDatabase = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(strPath).constData(), &pDatabase,
+    if (sqlite3_open_v2(NameToBytes(strPath).constData(), &pDatabase,
             SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW, nullptr)
         != SQLITE_OK) {
         sqlite3_close(pDatabase);

@@ -1,4 +1,5 @@
 #include "tree/FileContents.h"
+#include "support/NameBytes.h"
 
 #include <cerrno>
 #include <memory>
@@ -119,7 +120,7 @@ struct OpenedFile
 int OpenForSequentialRead(const QString& strPath)
 {
     // Non-blocking, so that opening a pipe that stands where a file stood cannot hang the comparison.
-    const int fd = ::open(QFile::encodeName(strPath).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int fd = ::open(NameToBytes(strPath).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     return fd < 0 ? -errno : fd;
 }
 

@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 
 #include "support/DiagnosticLog.h"
+#include "support/NameBytes.h"
 #include "support/TextFormat.h"
 #include "support/ThreadId.h"
 #include "tree/CrcCache.h"
@@ -25,7 +26,7 @@ QString CheckFolder(const QString& strFolder, const char* pSideName)
 {
     struct stat info
     { };
-    if (::stat(QFile::encodeName(strFolder).constData(), &info) != 0) {
+    if (::stat(NameToBytes(strFolder).constData(), &info) != 0) {
         const int nError = errno;
         if (nError == ENOENT || nError == ENOTDIR) {
             return FormatText("The %s folder \"%s\" does not exist.", pSideName, strFolder);
@@ -36,7 +37,7 @@ QString CheckFolder(const QString& strFolder, const char* pSideName)
     if (!S_ISDIR(info.st_mode)) {
         return FormatText("The %s folder \"%s\" is a file, not a folder.", pSideName, strFolder);
     }
-    DIR* pDir = ::opendir(QFile::encodeName(strFolder).constData());
+    DIR* pDir = ::opendir(NameToBytes(strFolder).constData());
     if (pDir == nullptr) {
         return FormatText("The %s folder \"%s\" cannot be read: %s.", pSideName, strFolder,
             QString::fromLocal8Bit(std::strerror(errno)));

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "support/DiagnosticLog.h"
+#include "support/NameBytes.h"
 #include "support/TextFormat.h"
 #include "support/ThreadId.h"
 #include "tree/CrcCache.h"
@@ -41,11 +42,11 @@ bool IsListed(int nFolderFd)
 // The path with every link resolved; empty when it leads nowhere.
 QString RealPath(const QString& strPath)
 {
-    char* pReal = ::realpath(QFile::encodeName(strPath).constData(), nullptr);
+    char* pReal = ::realpath(NameToBytes(strPath).constData(), nullptr);
     if (pReal == nullptr) {
         return {};
     }
-    QString strReal = QFile::decodeName(pReal);
+    QString strReal = NameFromBytes(pReal);
     std::free(pReal);
     return strReal;
 }
@@ -145,7 +146,7 @@ bool CFolderScanner::ScanFolder(CFileItem* pFolder, const QString& strFolderPath
 std::optional<ScannedFolder> CFolderScanner::ScanEntries(
     const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive)
 {
-    const int nFd = ::open(QFile::encodeName(strFolderPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int nFd = ::open(NameToBytes(strFolderPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (nFd < 0) {
         LogError(errno, "ScanFolder::[%ld] cannot open %s", CurrentThreadId(), strFolderPath);
         return std::nullopt;
@@ -210,7 +211,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
             continue;
         }
         ReadEntry entry;
-        entry.strName = QFile::decodeName(pName);
+        entry.strName = NameFromBytes(pName);
         if (IsWorkingName(entry.strName)) {
             if (nSide == SIDE_LEFT) {
                 const QString strPath = pathOf(entry.strName);
@@ -319,7 +320,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
                 FormatText("\"%s\" is a link to a folder outside the compared folder; it is not followed.", strPath));
             continue;
         }
-        const QByteArray encodedName = QFile::encodeName(record.strName);
+        const QByteArray encodedName = NameToBytes(record.strName);
         const int nChildFd = ::openat(nFolderFd, encodedName.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         const int nOpenError = errno;
         record.bListed = nChildFd >= 0 && IsListed(nChildFd);

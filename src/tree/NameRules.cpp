@@ -1,4 +1,5 @@
 #include "tree/NameRules.h"
+#include "support/NameBytes.h"
 
 #include <atomic>
 
@@ -66,7 +67,7 @@ QString WhyNameIsRefused(const QString& strName)
                               "files.");
     }
     // 255 bytes is the limit of the common Linux, macOS and Windows file systems.
-    if (QFile::encodeName(strName).size() > 255) {
+    if (NameToBytes(strName).size() > 255) {
         return QStringLiteral("The name is too long for a file system (more than 255 bytes).");
     }
     return {};

@@ -6,6 +6,9 @@
 
 #include <QFile>
 
+#include <fcntl.h>
+
+#include "support/NameBytes.h"
 #include "support/TextFormat.h"
 
 namespace {
@@ -211,8 +214,8 @@ bool MayHaveVersionResource(const QString& strFileName)
 
 QString ReadVersionText(const QString& strPath)
 {
-    QFile file(strPath);
-    if (!file.open(QIODevice::ReadOnly)) {
+    QFile file;
+    if (!OpenLocalFile(file, strPath, O_RDONLY, QIODevice::ReadOnly)) {
         return {};
     }
     const qint64 nFileSize = file.size();

@@ -3,7 +3,11 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "cli/SyncFixture.h"
+#include "support/NameBytes.h"
 
 namespace {
 
@@ -145,6 +149,36 @@ TEST_F(SyncSafety, AServerTreeWithoutEndStopsAtTheBoundsOfOneComparison)
     QFile::remove(TestRoot() + QStringLiteral("/cli-profile/Quorvel.ini"));
     EXPECT_EQ(run.nExit, 2);
     EXPECT_THAT(run.strErr.toStdString(), HasSubstr("the bounds of one comparison"));
+}
+
+// Names that are not UTF-8 once became U+FFFD and could be neither copied nor deleted on either side.
+TEST_F(SyncSafety, NamesThatAreNotUtf8TravelAsTheBytesTheyAre)
+{
+    Start();
+    const auto path = [](const QString& strFolder, const char* pName) -> QByteArray {
+        return NameToBytes(strFolder) + '/' + QByteArray(pName);
+    };
+    const auto write = [](const QByteArray& file, const QByteArray& contents) {
+        QFile out;
+        ASSERT_TRUE(OpenLocalFile(out, NameFromBytes(file), O_WRONLY | O_CREAT | O_TRUNC, QIODevice::WriteOnly));
+        out.write(contents);
+    };
+    const auto exists = [](const QByteArray& file) { return ::access(file.constData(), F_OK) == 0; };
+    write(path(Remote(QString()), "caf\xe9.txt"), "from the server");
+    write(path(m_strLocal, "new\xfe\xfe.txt"), "from here");
+
+    CliRun run = Run(QStringLiteral("sync"), { QStringLiteral("--download") });
+    EXPECT_EQ(run.nExit, 0) << run.strErr.toStdString() << run.strOut.toStdString();
+    EXPECT_TRUE(exists(path(m_strLocal, "caf\xe9.txt")));
+    EXPECT_THAT(run.strOut.toStdString(), HasSubstr("caf\\xe9.txt")) << "shown escaped";
+
+    write(path(Remote(QString()), "gone\xff.txt"), "only on the server");
+
+    run = Run(QStringLiteral("sync"), { QStringLiteral("--upload"), QStringLiteral("--delete") });
+    EXPECT_EQ(run.nExit, 0) << run.strErr.toStdString() << run.strOut.toStdString();
+    EXPECT_TRUE(exists(path(Remote(QString()), "new\xfe\xfe.txt")));
+    EXPECT_FALSE(exists(path(Remote(QString()), "gone\xff.txt"))) << "deleted by its own bytes";
+    EXPECT_TRUE(exists(path(Remote(QString()), "caf\xe9.txt")));
 }
 
 TEST_F(SyncSafety, NothingIsDeletedAfterACopyFailed)

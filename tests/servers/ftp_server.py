@@ -268,6 +268,8 @@ def main():
         features += [name for name in offered if name != "HASH"]
         handler.checksum_feats = features
     handler.passive_ports = None
+    # Names are bytes on a Unix server: those that are not UTF-8 travel as they are, as real servers send them.
+    handler.unicode_errors = "surrogateescape"
     if options.banner:
         handler.banner = options.banner.replace("\\r\\n", "\r\n")
     if options.idle_timeout:
