@@ -5,6 +5,7 @@
 #include <climits>
 
 #include <QFile>
+#include <QRegularExpression>
 
 #include "support/NameBytes.h"
 #include "support/TextFormat.h"
@@ -260,6 +261,60 @@ bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEnt
     return true;
 }
 
+bool ParseMsDosLine(const QString& strLine, FtpListEntry& entry)
+{
+    // "01-05-20  12:00PM       <DIR>          sub", "04-27-2000  21:09   1,234 a name.txt": the layout of the
+    // FTP server built into Windows, with two- or four-digit years and 12- or 24-hour times.
+    static const QRegularExpression kLine(
+        QStringLiteral("^(\\d{2})-(\\d{2})-(\\d{2}|\\d{4}) +(\\d{1,2}):(\\d{2}) ?([AaPp][Mm])? "
+                       "+(<DIR>|\\d{1,3}(?:,\\d{3})+|\\d+) +(\\S.*)$"));
+    const QRegularExpressionMatch match = kLine.match(strLine);
+    if (!match.hasMatch()) {
+        return false;
+    }
+    const int nMonth = match.capturedView(1).toInt();
+    const int nDay = match.capturedView(2).toInt();
+    int nYear = match.capturedView(3).toInt();
+    int nHour = match.capturedView(4).toInt();
+    const int nMinute = match.capturedView(5).toInt();
+    const QString strHalf = match.captured(6).toUpper();
+    if (match.capturedView(3).size() == 2) {
+        nYear += nYear < 70 ? 2000 : 1900;
+    }
+    if (!strHalf.isEmpty()) {
+        if (nHour < 1 || nHour > 12) {
+            return false;
+        }
+        nHour = nHour % 12 + (strHalf == QLatin1String("PM") ? 12 : 0);
+    }
+    if (nMonth < 1 || nMonth > 12 || nDay < 1 || nDay > 31 || nHour > 23 || nMinute > 59) {
+        return false;
+    }
+    entry = FtpListEntry {};
+    entry.isDirectory = match.capturedView(7) == QLatin1String("<DIR>");
+    if (!entry.isDirectory) {
+        entry.sizeText = match.captured(7).remove(QLatin1Char(','));
+        entry.size = SizeFromListing(entry.sizeText);
+        entry.nExactSize = ExactSizeFromText(entry.sizeText);
+    }
+    entry.name = match.captured(8);
+    entry.monthText = QLatin1String(kMonths[static_cast<size_t>(nMonth - 1)]);
+    entry.dayText = QString::number(nDay);
+    entry.timeOrYearText = FormatText("%02d:%02d", nHour, nMinute);
+    // A time of day with its own date: the server's clock, read as it stands.
+    std::tm when {};
+    when.tm_year = nYear - 1900;
+    when.tm_mon = nMonth - 1;
+    when.tm_mday = nDay;
+    when.tm_hour = nHour;
+    when.tm_min = nMinute;
+    when.tm_isdst = -1;
+    const std::time_t nSeconds = std::mktime(&when);
+    entry.modifiedTime = nSeconds == static_cast<std::time_t>(-1) ? 0 : static_cast<std::int64_t>(nSeconds);
+    entry.dateKey = FormatText("%02d%02d%04d%02d%02d", nMonth, nDay, nYear, nHour, nMinute);
+    return true;
+}
+
 ParsedListing ParseListing(const QString& strText, const ListingYears& years)
 {
     ParsedListing parsed;
@@ -276,7 +331,7 @@ ParsedListing ParseListing(const QString& strText, const ListingYears& years)
         } else if (nLength > 0) {
             const QString strLine = strText.mid(nStart, nLength);
             FtpListEntry entry;
-            if (!ParseListLine(strLine, years, entry) || !IsPermissionText(entry.permissions)) {
+            if (!ParseListLine(strLine, years, entry) && !ParseMsDosLine(strLine, entry)) {
                 if (!IsTotalLine(strLine) && !strLine.trimmed().isEmpty()) {
                     parsed.unparsedLines.push_back(strLine.left(200));
                 }

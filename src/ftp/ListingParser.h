@@ -54,15 +54,18 @@ struct ParsedListing
 // Lines longer than this are not listing lines; they are reported and skipped.
 inline constexpr qsizetype kMaxListingLine = 64 * 1024;
 
-// Cuts a listing into lines and each line into an entry. "total N" and "." and ".." give nothing; a line
-// that is not of the Unix long layout (fewer than eight fields, or a first field that is no permission
-// text, as in an MS-DOS style listing) goes to unparsedLines.
+// Cuts a listing into lines and each line into an entry, of the Unix long layout or the MS-DOS one. "total N"
+// and "." and ".." give nothing; a line of neither layout goes to unparsedLines.
 ParsedListing ParseListing(const QString& strText, const ListingYears& years);
 
 // One line of the Unix long layout; false unless every field before the name is what its place claims: a
 // permission text, a link count, an owner (and a group, which may be missing or hold a space), a decimal size,
 // a month name, a day, and a time or a year. A wrong name is worse than a missing one.
 bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEntry& entry);
+
+// One line of the MS-DOS layout (the Windows FTP server's default): date, time, "<DIR>" or a size (with or
+// without thousands separators), name. False for anything else, or a date or time that cannot be.
+bool ParseMsDosLine(const QString& strLine, FtpListEntry& entry);
 
 // Whether a field reads as the permissions of a Unix long listing ("drwxr-xr-x", "-rw-r--r--+").
 bool IsPermissionText(const QString& strField);

@@ -181,6 +181,23 @@ TEST_F(SyncSafety, NamesThatAreNotUtf8TravelAsTheBytesTheyAre)
     EXPECT_TRUE(exists(path(Remote(QString()), "caf\xe9.txt")));
 }
 
+// The layout of the FTP server built into Windows once read as an empty server that was "the same".
+TEST_F(SyncSafety, AServerListingInTheMsDosLayoutComparesAndSyncs)
+{
+    Start({ QStringLiteral("--msdos-listing") });
+    WriteFileBytes(Remote(QStringLiteral("/ok.txt")), "nineteen bytes long");
+    WriteFileBytes(Remote(QStringLiteral("/sub folder/a name.txt")), QByteArray(20000, 'a'));
+    WriteFileBytes(Local(QStringLiteral("/ok.txt")), "nineteen bytes long");
+    CliRun run = Run(QStringLiteral("compare"), {});
+    EXPECT_EQ(run.nExit, 1) << run.strErr.toStdString();
+    EXPECT_THAT(run.strOut.toStdString(), HasSubstr("1 same, 0 different, 0 only on the left, 1 only on the right"));
+    run = Run(QStringLiteral("sync"), { QStringLiteral("--download"), QStringLiteral("--delete") });
+    EXPECT_EQ(run.nExit, 0) << run.strErr.toStdString() << run.strOut.toStdString();
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/sub folder/a name.txt"))), QByteArray(20000, 'a'));
+    run = Run(QStringLiteral("compare"), { QStringLiteral("--cache-kb"), QStringLiteral("100") });
+    EXPECT_EQ(run.nExit, 0) << run.strOut.toStdString();
+}
+
 TEST_F(SyncSafety, NothingIsDeletedAfterACopyFailed)
 {
     Start({ QStringLiteral("--refuse"), QStringLiteral("RETR /site/new.txt:550 Not now") });
@@ -204,7 +221,7 @@ TEST_F(SyncSafety, FolderListingsThatFailAreNeverCalledTheSame)
 
     // A listing of nothing but lines that cannot be read, against an empty local folder, is no "same".
     m_server.Stop();
-    Start({}, "01-05-20  10:31AM                 1234 index.html\r\n");
+    Start({}, "2020-01-05  10:31  1234 index.html\r\n");
     run = Run(QStringLiteral("compare"), {});
     EXPECT_EQ(run.nExit, 2) << run.strOut.toStdString();
     EXPECT_THAT(run.strErr.toStdString(), HasSubstr("was not read in full"));

@@ -21,7 +21,7 @@ TEST_F(SyncSafety, ListingsWithoutAUsableEntryNeverDeleteLocalFiles)
     const QByteArray listings[] = {
         "total 0\r\n",
         "drwxr-xr-x 2 u g 4096 Jan 5 10:30 .\r\ndrwxr-xr-x 2 u g 4096 Jan 5 10:30 ..\r\n",
-        "01-05-20  10:30AM       <DIR>          images\r\n01-05-20  10:31AM                 1234 index.html\r\n",
+        "2020-01-05 10:30 <DIR> images\r\n2020-01-05 10:31 1234 index.html\r\n",
         "garbage\r\n",
     };
     for (const QByteArray& listing : listings) {
@@ -39,7 +39,7 @@ TEST_F(SyncSafety, UnreadableListingLinesAreTracedAndProtectTheirFolder)
 {
     QByteArray listing = "total 8\r\n-rw-r--r-- 1 u g 4 Jan 5 2020 a.txt\r\n";
     for (int i = 0; i < 8; ++i) {
-        listing += "01-05-20  10:31AM   1234 dos file " + QByteArray::number(i) + "\r\n";
+        listing += "-rw-r--r-- 1 u g 1234 2020-01-05 10:31 iso file " + QByteArray::number(i) + "\r\n";
     }
     Start({}, listing);
     WriteFileBytes(Remote(QStringLiteral("/a.txt")), "aaaa");
@@ -49,7 +49,8 @@ TEST_F(SyncSafety, UnreadableListingLinesAreTracedAndProtectTheirFolder)
     EXPECT_TRUE(QFile::exists(Local(QStringLiteral("/b.txt"))));
     EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/a.txt"))), QByteArray("aaaa")) << "the lines that were read count";
     const std::string strErr = run.strErr.toStdString();
-    EXPECT_EQ(run.strErr.count(QStringLiteral("could not be read: 01-05-20")), 5) << "a few lines, then a count";
+    EXPECT_EQ(run.strErr.count(QStringLiteral("could not be read: -rw-r--r-- 1 u g 1234 2020")), 5)
+        << "a few lines, then a count";
     EXPECT_THAT(strErr, HasSubstr("3 more lines of the listing"));
     EXPECT_THAT(strErr, Not(HasSubstr("could not be read: total 8")));
     EXPECT_THAT(run.strOut.toStdString(), HasSubstr("KEEP         b.txt"));

@@ -65,6 +65,42 @@ TEST(ListingParser, RealServerLinesGiveTheirEntries)
     }
 }
 
+struct DosCase
+{
+    const char* line;
+    const char* name;
+    bool bDirectory;
+    std::int64_t nSize;
+    const char* dateKey;
+};
+
+// The layout of the FTP server built into Windows: once read as nothing, so a whole server looked empty.
+TEST(ListingParser, MsDosLinesGiveTheirEntries)
+{
+    const DosCase cases[] = {
+        { "01-05-20  12:00PM       <DIR>          sub", "sub", true, -1, "010520201200" },
+        { "01-05-20  12:00PM                   19 ok.txt", "ok.txt", false, 19, "010520201200" },
+        { "04-27-2000  09:09PM             1,234,567 a name with  spaces.txt", "a name with  spaces.txt", false,
+            1234567, "042720002109" },
+        { "10-23-98  12:15AM  5000000000 big.iso", "big.iso", false, 5000000000LL, "102319980015" },
+        { "10-23-2006  13:45       <DIR>          24 hour clock", "24 hour clock", true, -1, "102320061345" },
+    };
+    for (const DosCase& c : cases) {
+        const ParsedListing parsed = ParseListing(QString::fromUtf8(c.line), kYears);
+        ASSERT_EQ(parsed.entries.size(), 1u) << c.line;
+        const FtpListEntry& entry = parsed.entries[0];
+        EXPECT_EQ(entry.name, QString::fromUtf8(c.name)) << c.line;
+        EXPECT_EQ(entry.isDirectory, c.bDirectory) << c.line;
+        EXPECT_EQ(entry.nExactSize, c.nSize) << c.line;
+        EXPECT_EQ(entry.dateKey, QString::fromUtf8(c.dateKey)) << c.line;
+    }
+    for (const char* line : { "13-05-20  12:00PM  19 no such month", "01-05-20  13:00PM  19 no such hour",
+             "01-05-20  12:00PM  1,23 a broken size", "01-05-20  12:00PM  <DIR>", "01-05-20 12:00PM" }) {
+        FtpListEntry entry;
+        EXPECT_FALSE(ParseMsDosLine(QString::fromUtf8(line), entry)) << line;
+    }
+}
+
 // Lines whose fields are not what their places claim once gave a plausible but wrong name, which a sync
 // then deleted or copied under: they give no entry at all, and so keep their folder from any deletion.
 TEST(ListingParser, LinesWhoseFieldsAreNotWhatTheyClaimGiveNoEntry)
@@ -174,8 +210,9 @@ TEST(ListingParser, LinesOfOtherLayoutsAreSetApartNotTakenForFiles)
         { "total 0\r\n", 0, 0 },
         { "TOTAL 12\n-rw-r--r-- 1 u g 3 Jan 5 10:30 a.txt\n", 1, 0 },
         { "drwxr-xr-x 2 u g 4096 Jan 5 10:30 .\r\ndrwxr-xr-x 2 u g 4096 Jan 5 10:30 ..\r\n", 0, 0 },
-        { "01-05-20  10:30AM       <DIR>          images\r\n", 0, 1 },
-        { "01-05-20  10:31AM                 1234 an ms-dos file name with words\r\n", 0, 1 },
+        { "01-05-20  10:30AM       <DIR>          images\r\n", 1, 0 },
+        { "01-05-20  10:31AM                 1234 an ms-dos file name with words\r\n", 1, 0 },
+        { "2020-01-05  10:31  1234 an ISO date\r\n", 0, 1 },
         { "garbage\r\n", 0, 1 },
         { "-rw-r--r-- 1 u g 3 Jan 5 10:30 a.txt\r\nthis line is not one\r\n", 1, 1 },
         { "drwxr-xr-x+ 2 u g 4096 Jan 5 10:30 acl\r\n-rw-r--r--@ 1 u g 1 Jan 5 10:30 mac\r\n", 2, 0 },

@@ -171,6 +171,8 @@ def fault_mixin(options):
             if canned is not None:
                 self.push_dtp_data(canned, isproducer=False, cmd="LIST")
                 return path
+            if options.msdos_listing:
+                return self.list_msdos(path)
             if not options.hide_dot_files:
                 return super().ftp_LIST(path)
             # As vsftpd, ProFTPD and Pure-FTPd do: names beginning with a dot only for "LIST -a".
@@ -179,6 +181,21 @@ def fault_mixin(options):
                        if show_all or not name.startswith(".")]
             producer = BufferedIteratorProducer(self.fs.format_list(path, listing))
             self.push_dtp_data(producer, isproducer=True, cmd="LIST")
+            return path
+
+        def list_msdos(self, path):
+            """The listing of the FTP server built into Windows: date, 12-hour time, <DIR> or a size with
+            thousands separators, name."""
+            lines = []
+            for name in sorted(self.run_as_current_user(self.fs.listdir, path)):
+                status = os.stat(os.path.join(path, name))
+                stamp = time.strftime("%m-%d-%y  %I:%M%p", time.localtime(status.st_mtime))
+                if os.path.isdir(os.path.join(path, name)):
+                    lines.append("%s       <DIR>          %s" % (stamp, name))
+                else:
+                    lines.append("%s %20s %s" % (stamp, "{:,}".format(status.st_size), name))
+            data = "".join(line + "\r\n" for line in lines).encode("utf8", "surrogateescape")
+            self.push_dtp_data(data, isproducer=False, cmd="LIST")
             return path
 
         def ftp_PORT(self, line):
@@ -229,6 +246,7 @@ def main():
     parser.add_argument("--hash-algorithms", default="SHA-256;SHA-1;MD5;CRC32",
                         help="what HASH offers, the first being its default")
     parser.add_argument("--throttle", type=int, default=0, help="bytes a second each data connection may move")
+    parser.add_argument("--msdos-listing", action="store_true", help="LIST answers in the MS-DOS layout")
     parser.add_argument("--hide-dot-files", action="store_true", help="list names beginning with a dot for LIST -a only")
     parser.add_argument("--rogue-active", action="store_true",
                         help="a stranger from 127.0.0.2 connects to each active-mode data port first")
