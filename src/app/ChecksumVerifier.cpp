@@ -140,6 +140,14 @@ public:
     [[nodiscard]] int Asked() const { return m_nAsked; }
 
 private:
+    void SayNoneOffered()
+    {
+        if (m_bFirst) {
+            m_trace.AddTraceText(TRACE_STATUS,
+                QStringLiteral("The server offers no checksum of its files: files not downloaded stay undecided."));
+        }
+    }
+
     // Borrows the connection, learns what the server offers (once per session) and picks the algorithm.
     bool Prepare()
     {
@@ -149,6 +157,7 @@ private:
         m_bUsable = false;
         std::optional<std::optional<ChecksumMethod>> offer = m_session.ChecksumOffer();
         if (offer && !*offer) {
+            SayNoneOffered();
             return false;
         }
         m_pConnection = m_session.AcquireConnection(&m_bGiveUp, [this] { m_bGiveUp = true; });
@@ -169,8 +178,7 @@ private:
             m_session.SetChecksumOffer(*offer);
         }
         if (!*offer) {
-            m_trace.AddTraceText(TRACE_STATUS,
-                QStringLiteral("The server offers no checksum of its files: files not downloaded stay undecided."));
+            SayNoneOffered();
             return false;
         }
         m_method = **offer;

@@ -79,6 +79,8 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
         node.nStatus = static_cast<std::int8_t>(item.status);
         node.nAttrSource = static_cast<std::int8_t>(item.nAttrSource);
         node.nBasis = item.nBasis;
+        node.nListedBy = ListingOf(item);
+        node.pMinuteNote = MinuteTimeNote(item);
         node.nClass = ClassOf(item.kind, item.status);
         for (int nSide = 0; nSide < 2; ++nSide) {
             node.icon[nSide] = static_cast<std::int8_t>(item.icon[nSide]);

@@ -50,6 +50,8 @@ struct SnapshotNode
     std::array<SideRead, 2> nRead { SideRead::Full, SideRead::Full };
     std::int8_t nAttrSource = 0;
     VerdictBasis nBasis = VerdictBasis::None;
+    ListedBy nListedBy = ListedBy::None; // of the FTP side: a folder's own listing, a file's folder's
+    const char* pMinuteNote = ""; // MinuteTimeNote of the item
     StatusClass nClass = CLASS_FOLDER_BOTH;
 
     [[nodiscard]] bool IsOn(int nSide) const { return nFolder[nSide] >= 0; }

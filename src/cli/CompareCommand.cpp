@@ -178,6 +178,9 @@ QJsonValue SideJson(const CFileItem& item, int nSide)
     if (strPath != FullName(item, nSide)) {
         side.insert(QStringLiteral("localCopy"), FullName(item, nSide));
     }
+    if (const char* pListedBy = ListedByText(ListingOf(item)); nSide == SIDE_RIGHT && *pListedBy != '\0') {
+        side.insert(QStringLiteral("listedWith"), QLatin1String(pListedBy));
+    }
     return side;
 }
 
@@ -197,6 +200,9 @@ QJsonArray TreeJson(const CFileItem* pFolder, bool bOnlyDiff)
         };
         if (const char* pBasis = VerdictBasisText(pItem->nBasis); *pBasis != '\0') {
             object.insert(QStringLiteral("decidedBy"), QLatin1String(pBasis));
+        }
+        if (const char* pNote = MinuteTimeNote(*pItem); *pNote != '\0') {
+            object.insert(QStringLiteral("note"), QLatin1String(pNote));
         }
         if (pItem->kind == KIND_DIR) {
             object.insert(QStringLiteral("children"), TreeJson(pItem, bOnlyDiff));

@@ -586,7 +586,11 @@ CurlOutcome CCurlConnection::Connect(const QString& strFolder, const std::atomic
         return refused;
     }
     const QStringList quote = strFolder.isEmpty() ? QStringList() : QStringList { QStringLiteral("CWD ") + strFolder };
-    Prepare(quote, true, {});
+    QStringList options;
+    for (const QString& strOption : m_endpoint.sessionOptions) {
+        options.append(QLatin1Char('*') + strOption);
+    }
+    Prepare(quote + options, true, {});
     CurlOutcome outcome = Perform(pCancel);
     JudgeReplies(outcome, quote);
     return outcome;

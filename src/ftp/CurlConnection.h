@@ -23,6 +23,9 @@ struct FtpEndpoint
     bool bPassive = true;
     int nTimeoutSeconds = 30;
     QString strPinnedPublicKey;
+    // Sent on every connection after log-on (OPTS UTF8 ON, OPTS MLST ...): what the session chose from the
+    // server's features. A refusal is no failure; the session works without it.
+    QStringList sessionOptions;
 };
 
 // Why a user name or password cannot be sent (a line break or NUL would let it carry commands of its

@@ -143,6 +143,9 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
     m_endpoint.strPinnedPublicKey = site.strPinnedPublicKey;
     m_strRemoteRoot = url->strFolder;
     m_bListsHiddenNames.reset();
+    m_features = ServerFeatures {};
+    m_bMlsdGivenUp = false;
+    m_bMlsdMarksLinks.reset();
     m_bHaveSite = true;
     m_pPool = std::make_unique<CConnectionPool>(std::max(1, nMaxConnections - 1));
 
@@ -185,12 +188,52 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
     }
     m_pConnection = std::move(pConnection);
     m_trace.AddTraceLine(TRACE_STATUS, "connected to: %s.", m_endpoint.strHost);
+    UseServerFeatures();
     m_strMirrorRoot = MirrorRootFor(m_endpoint.strHost, m_endpoint.nPort, m_endpoint.strUser);
     if (!PrepareMirrorRoot(m_strMirrorRoot)) {
         m_trace.AddTraceLine(TRACE_ERROR, "The mirror folder %s cannot be created.", m_strMirrorRoot);
     }
     RecordRecentSite(DisplayUrl(*url, m_endpoint.strUser));
     return true;
+}
+
+void CFtpSession::UseServerFeatures()
+{
+    const CurlOutcome feat = m_pConnection->SendCommands({ QStringLiteral("FEAT") });
+    if (!feat.bOk && !feat.bServerRefused) {
+        return;
+    }
+    const QString strReply = feat.bOk ? m_pConnection->LastReplyLines().join(QLatin1Char('\n')) : QString();
+    m_features = ParseFeatures(strReply);
+    SetChecksumOffer(ChooseChecksumMethod(strReply));
+    const CSettingsStore store;
+    if (store.ReadInt("Settings", "UseMlsd") == 0) {
+        m_features.bMlsd = false;
+    }
+    QStringList options;
+    if (m_features.bUtf8) {
+        // Servers that translate names (RFC 2640) do so only when asked; the others take it as a no-op.
+        options.append(QStringLiteral("OPTS UTF8 ON"));
+    }
+    if (const QString strMlst = MlstOptionsCommand(m_features); m_features.bMlsd && !strMlst.isEmpty()) {
+        options.append(strMlst);
+    }
+    m_endpoint.sessionOptions = options;
+    if (!options.isEmpty()) {
+        static_cast<void>(m_pConnection->SendCommands(options));
+    }
+    if (m_features.bMlsd) {
+        m_trace.AddTraceText(TRACE_STATUS, QStringLiteral("The server offers MLSD: folders are listed with it."));
+        // A machine listing names everything, hidden names included.
+        m_bListsHiddenNames = true;
+    }
+}
+
+void CFtpSession::GiveUpMlsd()
+{
+    m_bMlsdGivenUp = true;
+    // Whether LIST shows hidden names is found out anew.
+    m_bListsHiddenNames.reset();
 }
 
 void CFtpSession::RecordRecentSite(const QString& strUrl)

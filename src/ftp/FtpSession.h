@@ -12,6 +12,7 @@
 #include "ftp/CurlConnection.h"
 #include "ftp/FtpSite.h"
 #include "ftp/ServerChecksums.h"
+#include "ftp/ServerFeatures.h"
 
 class CConnectionPool;
 class CMyInternetSession;
@@ -69,6 +70,16 @@ public:
     [[nodiscard]] std::optional<bool> ListsHiddenNames() const { return m_bListsHiddenNames; }
     void SetListsHiddenNames(bool bListsThem) { m_bListsHiddenNames = bListsThem; }
 
+    // What FEAT offered when the site was opened.
+    [[nodiscard]] const ServerFeatures& Features() const { return m_features; }
+    // Whether folders are listed with MLSD: where FEAT offers it, until it fails or proves unfit once.
+    [[nodiscard]] bool ListsWithMlsd() const { return m_features.bMlsd && !m_bMlsdGivenUp; }
+    void GiveUpMlsd();
+    // Whether this server's MLSD shows a link as a link rather than as what it leads to (found out the first
+    // time a listing holds one); nothing while not known.
+    [[nodiscard]] std::optional<bool> MlsdMarksLinks() const { return m_bMlsdMarksLinks; }
+    void SetMlsdMarksLinks(bool bMarks) { m_bMlsdMarksLinks = bMarks; }
+
     [[nodiscard]] bool IsConnected() const { return m_pConnection != nullptr; }
     // Whether a site has been opened: workers, which never touch the view's own connection, ask this.
     [[nodiscard]] bool HasSite() const { return m_bHaveSite; }
@@ -92,6 +103,8 @@ private:
         const QString& strCommand, const CurlOutcome& outcome, const CCurlConnection& connection, bool bDataCommand);
     void RecordRecentSite(const QString& strUrl);
     void ProbeReachability();
+    // Asks FEAT and sets up what it offers on this and every later connection.
+    void UseServerFeatures();
 
     CTraceBuffer& m_trace;
     std::function<void(const QString&)> m_progress;
@@ -110,6 +123,9 @@ private:
     QString m_strLastError;
     bool m_bLastFolderRefused = false;
     std::optional<bool> m_bListsHiddenNames;
+    ServerFeatures m_features;
+    bool m_bMlsdGivenUp = false;
+    std::optional<bool> m_bMlsdMarksLinks;
     std::atomic<int> m_nNextContext { 1 };
     mutable std::mutex m_offerMutex;
     std::optional<std::optional<ChecksumMethod>> m_checksumOffer;

@@ -315,7 +315,8 @@ bool ParseMsDosLine(const QString& strLine, FtpListEntry& entry)
     return true;
 }
 
-ParsedListing ParseListing(const QString& strText, const ListingYears& years)
+ParsedListing ParseLines(
+    const QString& strText, const std::function<void(const QString& strLine, ParsedListing& parsed)>& parseLine)
 {
     ParsedListing parsed;
     qsizetype nStart = 0;
@@ -329,19 +330,25 @@ ParsedListing ParseListing(const QString& strText, const ListingYears& years)
         if (nLength > kMaxListingLine) {
             parsed.rejectedLines.push_back(strText.mid(nStart, 80));
         } else if (nLength > 0) {
-            const QString strLine = strText.mid(nStart, nLength);
-            FtpListEntry entry;
-            if (!ParseListLine(strLine, years, entry) && !ParseMsDosLine(strLine, entry)) {
-                if (!IsTotalLine(strLine) && !strLine.trimmed().isEmpty()) {
-                    parsed.unparsedLines.push_back(strLine.left(200));
-                }
-            } else if (entry.name != QLatin1String(".") && entry.name != QLatin1String("..")) {
-                parsed.entries.push_back(std::move(entry));
-            }
+            parseLine(strText.mid(nStart, nLength), parsed);
         }
         nStart = nEnd + 1;
     }
     return parsed;
+}
+
+ParsedListing ParseListing(const QString& strText, const ListingYears& years)
+{
+    return ParseLines(strText, [&years](const QString& strLine, ParsedListing& parsed) {
+        FtpListEntry entry;
+        if (!ParseListLine(strLine, years, entry) && !ParseMsDosLine(strLine, entry)) {
+            if (!IsTotalLine(strLine) && !strLine.trimmed().isEmpty()) {
+                parsed.unparsedLines.push_back(strLine.left(200));
+            }
+        } else if (entry.name != QLatin1String(".") && entry.name != QLatin1String("..")) {
+            parsed.entries.push_back(std::move(entry));
+        }
+    });
 }
 
 bool IsSafeEntryName(const QString& strName)

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
+#include <optional>
 #include <vector>
 
 #include <QString>
@@ -26,6 +28,10 @@ struct FtpListEntry
     QString strLinkTarget; // what a link points to, as listed after " -> "
     std::int64_t modifiedTime = 0;
     QString dateKey;
+    // The time is the server's own, to the second and in UTC (MLSD, MDTM), not read from text meant for people.
+    bool bExactTime = false;
+    // What the server calls the file itself (MLSD's "unique" fact): a link and what it leads to share it.
+    QString strUnique;
 };
 
 // The years a listing's dates are read against: a date given with a time of day and no year lies in the
@@ -53,6 +59,10 @@ struct ParsedListing
 
 // Lines longer than this are not listing lines; they are reported and skipped.
 inline constexpr qsizetype kMaxListingLine = 64 * 1024;
+
+// Cuts a reply into lines, handing each to parseLine; lines too long to be listing lines go to rejectedLines.
+ParsedListing ParseLines(
+    const QString& strText, const std::function<void(const QString& strLine, ParsedListing& parsed)>& parseLine);
 
 // Cuts a listing into lines and each line into an entry, of the Unix long layout or the MS-DOS one. "total N"
 // and "." and ".." give nothing; a line of neither layout goes to unparsedLines.

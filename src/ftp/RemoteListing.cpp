@@ -11,6 +11,7 @@
 #include "ftp/FtpSession.h"
 #include "ftp/MirrorDir.h"
 #include "ftp/MirrorRoot.h"
+#include "ftp/MlsdListing.h"
 #include "ftp/TraceBuffer.h"
 #include "support/DiagnosticLog.h"
 #include "support/SettingsStore.h"
@@ -147,12 +148,22 @@ bool CRemoteListing::GetListing(const QString& strFolder, QString& strText, cons
         strPath.append(QLatin1Char('/'));
     }
     m_session.Connection()->SetReceiveLimit(kMaxListingBytes);
-    const std::optional<bool> bListsHidden = m_session.ListsHiddenNames();
-    QString strResult = m_session.FTPSend2FtpCommands(
-        strPath, bListsHidden.value_or(false) ? QStringLiteral("LIST -a") : QStringLiteral("LIST"), pCancel);
-    m_bLastFolderRefused = m_session.LastFolderRefused();
-    if (!bListsHidden && !strResult.startsWith(QLatin1String("ERROR")) && m_session.Connection() != nullptr) {
-        strResult = ProbeHiddenNames(strPath, strResult, pCancel);
+    QString strResult;
+    m_lastListedBy = ListedBy::List;
+    if (m_session.ListsWithMlsd()) {
+        strResult = ListWithMlsd(strFolder, strPath, pCancel);
+        if (m_session.ListsWithMlsd()) {
+            m_lastListedBy = ListedBy::Mlsd;
+        }
+    }
+    if (m_lastListedBy == ListedBy::List && m_session.Connection() != nullptr && !IsCancelled(pCancel)) {
+        const std::optional<bool> bListsHidden = m_session.ListsHiddenNames();
+        strResult = m_session.FTPSend2FtpCommands(
+            strPath, bListsHidden.value_or(false) ? QStringLiteral("LIST -a") : QStringLiteral("LIST"), pCancel);
+        m_bLastFolderRefused = m_session.LastFolderRefused();
+        if (!bListsHidden && !strResult.startsWith(QLatin1String("ERROR")) && m_session.Connection() != nullptr) {
+            strResult = ProbeHiddenNames(strPath, strResult, pCancel);
+        }
     }
     if (m_session.Connection() != nullptr) {
         m_session.Connection()->SetReceiveLimit(0);
@@ -161,7 +172,8 @@ bool CRemoteListing::GetListing(const QString& strFolder, QString& strText, cons
         m_bLastListingEmpty = m_session.IsConnected();
         return false;
     }
-    m_trace.AddTraceText(TRACE_COMMAND, QStringLiteral("LIST"));
+    m_trace.AddTraceText(
+        TRACE_COMMAND, m_lastListedBy == ListedBy::Mlsd ? QStringLiteral("MLSD") : QStringLiteral("LIST"));
     if (strResult.startsWith(QLatin1String("ERROR"))) {
         m_trace.AddTraceLine(TRACE_ERROR, "%s during listing of \"%s\".", strResult, strFolder);
         return false;
@@ -169,6 +181,76 @@ bool CRemoteListing::GetListing(const QString& strFolder, QString& strText, cons
     m_trace.AddTraceLine(TRACE_STATUS, "listing of \"%s\".", strFolder);
     strText = strResult;
     return true;
+}
+
+QString CRemoteListing::ListWithMlsd(const QString& strFolder, const QString& strPath, const std::atomic<bool>* pCancel)
+{
+    const QString strResult = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("MLSD"), pCancel);
+    m_bLastFolderRefused = m_session.LastFolderRefused();
+    if (!strResult.startsWith(QLatin1String("ERROR"))) {
+        return CheckMlsdAgainstList(strFolder, strPath, strResult, pCancel);
+    }
+    if (m_bLastFolderRefused || IsCancelled(pCancel) || m_session.Connection() == nullptr) {
+        // The folder, not the command, was refused: LIST would fare no better.
+        return strResult;
+    }
+    m_session.GiveUpMlsd();
+    m_trace.AddTraceLine(
+        TRACE_ERROR, "MLSD failed (%s); the folders of this session are listed with LIST.", strResult.mid(7).trimmed());
+    return {};
+}
+
+QString CRemoteListing::CheckMlsdAgainstList(
+    const QString& strFolder, const QString& strPath, const QString& strMlsd, const std::atomic<bool>* pCancel)
+{
+    // Some servers' MLSD shows a link as what it leads to, so a link to a folder would be entered, copied into
+    // and deleted through. Until a link has shown how this server lists them, a folder that holds folders is
+    // listed with LIST too, which always shows links.
+    if (m_session.MlsdMarksLinks().has_value()) {
+        return strMlsd;
+    }
+    const ParsedListing mlsd = ParseMlsdListing(strMlsd);
+    if (std::any_of(mlsd.entries.begin(), mlsd.entries.end(), [](const FtpListEntry& entry) { return entry.isLink; })) {
+        m_session.SetMlsdMarksLinks(true);
+        return strMlsd;
+    }
+    if (std::none_of(
+            mlsd.entries.begin(), mlsd.entries.end(), [](const FtpListEntry& entry) { return entry.isDirectory; })) {
+        return strMlsd;
+    }
+    const QString strList = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("LIST -a"), pCancel);
+    if (strList.startsWith(QLatin1String("ERROR"))) {
+        return strMlsd;
+    }
+    QHash<QString, const FtpListEntry*> byName;
+    for (const FtpListEntry& entry : mlsd.entries) {
+        byName.insert(entry.name, &entry);
+    }
+    const char* pWhy = nullptr;
+    bool bSawLink = false;
+    for (const FtpListEntry& listed : ParseListing(strList, m_years).entries) {
+        const FtpListEntry* pMlsd = byName.value(listed.name);
+        if (listed.isLink && pMlsd != nullptr && !pMlsd->isLink) {
+            pWhy = "show links as what they lead to";
+            break;
+        }
+        if (pMlsd == nullptr && listed.name != QLatin1String("-a")) {
+            pWhy = "leave out names that LIST shows";
+            break;
+        }
+        bSawLink = bSawLink || listed.isLink;
+    }
+    if (pWhy == nullptr) {
+        if (bSawLink) {
+            m_session.SetMlsdMarksLinks(true);
+        }
+        return strMlsd;
+    }
+    m_session.SetMlsdMarksLinks(false);
+    m_session.GiveUpMlsd();
+    Warn(FormatText("The server's MLSD listings %s (\"%s\"); the folders of this session are listed with LIST.", pWhy,
+        Printable(strFolder)));
+    return {};
 }
 
 QString CRemoteListing::ProbeHiddenNames(
@@ -207,8 +289,8 @@ void CRemoteListing::Warn(const QString& strText)
     m_warnings.append(strText);
 }
 
-bool CRemoteListing::ParseAndMirror(
-    const QString& strFolder, const QString& strText, const MirrorOptions& options, const std::atomic<bool>* pCancel)
+bool CRemoteListing::ParseAndMirror(const QString& strFolder, const QString& strText, ListedBy listedBy,
+    const MirrorOptions& options, const std::atomic<bool>* pCancel)
 {
     if (IsCancelled(pCancel)) {
         return false;
@@ -218,7 +300,8 @@ bool CRemoteListing::ParseAndMirror(
             QStringLiteral("Tried to parse the file list to prepare to download, but the FTP connection was lost."));
         return false;
     }
-    const ParsedListing parsed = ParseListing(strText, m_years);
+    const ParsedListing parsed
+        = listedBy == ListedBy::Mlsd ? ParseMlsdListing(strText) : ParseListing(strText, m_years);
     for (const QString& strLine : parsed.rejectedLines) {
         m_trace.AddTraceLine(TRACE_ERROR,
             "A line of the listing of \"%s\" is longer than 64 KiB and was skipped: %s...", strFolder,
@@ -238,7 +321,7 @@ bool CRemoteListing::ParseAndMirror(
                         "strength of that folder.",
             strFolder, static_cast<int>(parsed.UnreadLines())));
     }
-    return MirrorEntries(strFolder, parsed, options, pCancel);
+    return MirrorEntries(strFolder, parsed, listedBy, options, pCancel);
 }
 
 bool CRemoteListing::IsCancelled(const std::atomic<bool>* pCancel)
@@ -246,8 +329,8 @@ bool CRemoteListing::IsCancelled(const std::atomic<bool>* pCancel)
     return pCancel != nullptr && pCancel->load();
 }
 
-bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing& parsed, const MirrorOptions& options,
-    const std::atomic<bool>* pCancel)
+bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing& parsed, ListedBy listedBy,
+    const MirrorOptions& options, const std::atomic<bool>* pCancel)
 {
     const std::optional<CMirrorDir> mirror = OpenMirrorFolder(strFolder, true);
     if (!mirror) {
@@ -260,7 +343,8 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
     QSet<QString> listedNames;
     for (const QString& strName : mirror->Names()) {
         if (strName.startsWith(kDummyPrefix) || strName.startsWith(kWorkPrefix)
-            || strName == QLatin1String(kEmptyListingMarker) || strName == QLatin1String(kPartialListingMarker)) {
+            || strName == QLatin1String(kEmptyListingMarker) || strName == QLatin1String(kPartialListingMarker)
+            || strName == QLatin1String(kMlsdListingMarker)) {
             mirror->RemoveFile(strName);
         } else if (const std::optional<MarkerInfo> marker = ParseMarkerName(strName)) {
             folder.markersByFile[marker->strFileName].append(strName);
@@ -366,6 +450,9 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
         mirror->CreateEmptyFile(QString::fromLatin1(kPartialListingMarker));
     } else if (listedNames.isEmpty()) {
         mirror->CreateEmptyFile(QString::fromLatin1(kEmptyListingMarker));
+    }
+    if (listedBy == ListedBy::Mlsd) {
+        mirror->CreateEmptyFile(QString::fromLatin1(kMlsdListingMarker));
     }
     mirror->CreateEmptyFile(QString::fromLatin1(kFolderCurrentMarker));
     return true;
@@ -487,7 +574,10 @@ void CRemoteListing::MirrorFile(const QString& strFolder, FolderMirror& folder, 
             ++m_counts.nCurrent;
             return;
         }
-        if (copyTime && std::llabs(static_cast<long long>(*copyTime) - entry.modifiedTime) <= kTimeTolerance) {
+        // A placeholder is never a copy, however close its time: with exact times it was made in the very second
+        // the file was.
+        if (copyTime && oldMarkers.isEmpty()
+            && std::llabs(static_cast<long long>(*copyTime) - entry.modifiedTime) <= kTimeTolerance) {
             for (const QString& strOld : oldMarkers) {
                 mirror.RemoveFile(strOld);
             }
@@ -615,7 +705,7 @@ bool CRemoteListing::DownloadDir(
         return true;
     }
     m_ancestorListings.append(hash);
-    const bool bDone = ParseAndMirror(strFolder, strText, options, pCancel);
+    const bool bDone = ParseAndMirror(strFolder, strText, m_lastListedBy, options, pCancel);
     m_ancestorListings.removeLast();
     return bDone;
 }

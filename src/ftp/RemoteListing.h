@@ -10,6 +10,7 @@
 #include <QStringList>
 
 #include "ftp/ListingParser.h"
+#include "tree/FileItem.h"
 
 class CFtpSession;
 class CMirrorDir;
@@ -55,11 +56,13 @@ public:
     // One folder's raw listing. False on failure, and for an empty listing (LastListingWasEmpty()).
     bool GetListing(const QString& strFolder, QString& strText, const std::atomic<bool>* pCancel = nullptr);
     [[nodiscard]] bool LastListingWasEmpty() const { return m_bLastListingEmpty; }
+    // The command that gave the last listing.
+    [[nodiscard]] ListedBy LastListedBy() const { return m_lastListedBy; }
 
     // Parses a listing of strFolder and updates its mirror folder; false when the folder could not be
     // mirrored whole (a sub-folder failed, the job was cancelled, the connection was lost).
-    bool ParseAndMirror(const QString& strFolder, const QString& strText, const MirrorOptions& options,
-        const std::atomic<bool>* pCancel);
+    bool ParseAndMirror(const QString& strFolder, const QString& strText, ListedBy listedBy,
+        const MirrorOptions& options, const std::atomic<bool>* pCancel);
 
     // Lists a folder and mirrors it (the folder download of a sub-folder).
     bool DownloadDir(const QString& strFolder, const MirrorOptions& options, const std::atomic<bool>* pCancel);
@@ -98,6 +101,11 @@ private:
     };
 
     static bool IsCancelled(const std::atomic<bool>* pCancel);
+    // A folder's MLSD listing; empty when MLSD failed and the session turned to LIST.
+    QString ListWithMlsd(const QString& strFolder, const QString& strPath, const std::atomic<bool>* pCancel);
+    // The MLSD listing, or nothing when LIST shows that this server's MLSD cannot be trusted with links.
+    QString CheckMlsdAgainstList(
+        const QString& strFolder, const QString& strPath, const QString& strMlsd, const std::atomic<bool>* pCancel);
     // The listing to use of the session's first folder that names anything, and whether "LIST -a" is taken.
     QString ProbeHiddenNames(const QString& strPath, const QString& strPlain, const std::atomic<bool>* pCancel);
     // What a link on the server leads to, found by entering it (and going no further).
@@ -117,8 +125,8 @@ private:
         const MirrorOptions& options, const std::atomic<bool>* pCancel);
     void Warn(const QString& strText);
     std::optional<CMirrorDir> OpenMirrorFolder(const QString& strRemoteFolder, bool bCreate) const;
-    bool MirrorEntries(const QString& strFolder, const ParsedListing& parsed, const MirrorOptions& options,
-        const std::atomic<bool>* pCancel);
+    bool MirrorEntries(const QString& strFolder, const ParsedListing& parsed, ListedBy listedBy,
+        const MirrorOptions& options, const std::atomic<bool>* pCancel);
     void WritePlaceholder(const CMirrorDir& mirror, const FtpListEntry& entry, const QString& strMarker);
 
     CFtpSession& m_session;
@@ -127,6 +135,7 @@ private:
     ListingYears m_years = ListingYears::Now();
     QString m_strLastListing;
     bool m_bLastListingEmpty = false;
+    ListedBy m_lastListedBy = ListedBy::List;
     bool m_bLastFolderRefused = false;
     bool m_bBoundReached = false;
     long long m_nEntriesSeen = 0;

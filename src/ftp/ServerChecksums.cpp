@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <fcntl.h>
 
+#include "ftp/ServerFeatures.h"
 #include "support/NameBytes.h"
 #include "support/TextFormat.h"
 #include "tree/FileContents.h"
@@ -32,20 +33,6 @@ bool IsHex(const QString& strText, int nDigits)
 {
     static const QRegularExpression hex(QStringLiteral("^[0-9A-Fa-f]+$"));
     return strText.size() == nDigits && hex.match(strText).hasMatch();
-}
-
-// The feature lines of a FEAT reply, upper-cased, without the reply codes around them.
-QStringList FeatureLines(const QString& strReply)
-{
-    QStringList features;
-    for (QString strLine : strReply.split(QLatin1Char('\n'))) {
-        strLine = strLine.trimmed();
-        if (strLine.isEmpty() || (strLine.size() >= 3 && strLine.left(3).toInt() > 0 && strLine[0].isDigit())) {
-            continue;
-        }
-        features.append(strLine.toUpper());
-    }
-    return features;
 }
 
 } // namespace

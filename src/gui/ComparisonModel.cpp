@@ -143,6 +143,9 @@ QString CComparisonModel::ToolTipOf(int nNode) const
     if (const char* pBasis = VerdictBasisText(node.nBasis); *pBasis != '\0') {
         strTip += QStringLiteral("<br>Decided by: ") + QLatin1String(pBasis);
     }
+    if (*node.pMinuteNote != '\0') {
+        strTip += QStringLiteral("<br><i>Note: ") + QLatin1String(node.pMinuteNote) + QStringLiteral("</i>");
+    }
     static const char* const kSideNames[2] = { "Local", "FTP" };
     for (int nSide = 0; nSide < 2; ++nSide) {
         strTip += QStringLiteral("<br>") + QLatin1String(kSideNames[nSide]) + QStringLiteral(": ");
@@ -151,6 +154,11 @@ QString CComparisonModel::ToolTipOf(int nNode) const
             continue;
         }
         strTip += m_pSnapshot->FullPath(nNode, nSide).toHtmlEscaped();
+        if (const char* pListedBy = ListedByText(node.nListedBy); nSide == SIDE_RIGHT && *pListedBy != '\0') {
+            strTip += QStringLiteral("<br>&nbsp;&nbsp;listed with ") + QLatin1String(pListedBy)
+                + (node.nListedBy == ListedBy::Mlsd ? QStringLiteral(" (exact sizes and times)")
+                                                    : QStringLiteral(" (times to the minute)"));
+        }
         if (const char* pHow = HowReadText(node.nRead[nSide]); pHow != nullptr) {
             strTip += QStringLiteral("<br>&nbsp;&nbsp;<i>") + QLatin1String(pHow) + QStringLiteral("</i>");
         }

@@ -58,6 +58,8 @@ constexpr std::array kTable {
     // A comparison stops with a clear message past this many folders or entries listed on the server.
     Int(kSettings, "MaxListedFolders", 200000),
     Int(kSettings, "MaxListedEntries", 5000000),
+    // Folders are listed with MLSD where the server offers it (exact sizes and times); 0 for LIST always.
+    Int(kSettings, "UseMlsd", 1),
     // Connections open to one site at once, the view's own included; transfers beyond it wait.
     Int(kSettings, "MaxFtpConnections", 4),
     // Uploads go to a working name and are renamed into place; 0 for servers that refuse renames.

@@ -32,6 +32,7 @@ CFileItemPtr CloneItem(const CFileItem& item)
     pCopy->nAttrSource = item.nAttrSource;
     pCopy->nAttrReserved = item.nAttrReserved;
     pCopy->nBasis = item.nBasis;
+    pCopy->nListedBy = item.nListedBy;
     for (int side = 0; side < 2; ++side) {
         pCopy->strPaths[side] = item.strPaths[side];
         pCopy->strVersion[side] = item.strVersion[side];
@@ -44,6 +45,37 @@ CFileItemPtr CloneItem(const CFileItem& item)
         pCopy->nRead[side] = item.nRead[side];
     }
     return pCopy;
+}
+
+ListedBy ListingOf(const CFileItem& item)
+{
+    if (item.kind == KIND_DIR) {
+        return item.nListedBy;
+    }
+    return item.fParent != nullptr && !item.strPaths[SIDE_RIGHT].IsEmpty() ? item.fParent->nListedBy : ListedBy::None;
+}
+
+const char* ListedByText(ListedBy nListedBy)
+{
+    switch (nListedBy) {
+    case ListedBy::List:
+        return "LIST";
+    case ListedBy::Mlsd:
+        return "MLSD";
+    case ListedBy::None:
+        break;
+    }
+    return "";
+}
+
+const char* MinuteTimeNote(const CFileItem& item)
+{
+    if (item.kind != KIND_FILE || item.status != FILE_SAME || item.nBasis != VerdictBasis::Contents
+        || ListingOf(item) != ListedBy::List) {
+        return "";
+    }
+    return "the server gives its time to the minute only: a change within the listed minute that kept the size "
+           "would not show";
 }
 
 const char* VerdictBasisText(VerdictBasis nBasis)

@@ -66,6 +66,15 @@ enum class SideRead : unsigned char
     ListingFailed // the server refused to list the folder, or the listing broke off
 };
 
+// Which command listed a folder on the server: MLSD gives sizes and times to the second, LIST times to the
+// minute (or the day).
+enum class ListedBy : unsigned char
+{
+    None, // a local folder, or one not listed
+    List,
+    Mlsd
+};
+
 // One item of the merged tree: a file or folder that exists on the left (local) side, the right (FTP,
 // read through its mirror folder) side, or both. Folders own their children: destroying a folder frees
 // its whole subtree.
@@ -117,10 +126,21 @@ struct CFileItem
     bool bLink[2] = { false, false };
     bool bKnownCrc[2] = { false, false };
     SideRead nRead[2] = { SideRead::Full, SideRead::Full };
+    ListedBy nListedBy = ListedBy::None; // of a folder on the FTP side
     VerdictBasis nBasis = VerdictBasis::None;
 };
 
 using CFileItemPtr = std::unique_ptr<CFileItem>;
+
+// How the FTP side of an item was listed: a folder's own listing, a file's folder's.
+ListedBy ListingOf(const CFileItem& item);
+// "MLSD", "LIST"; empty for None.
+const char* ListedByText(ListedBy nListedBy);
+
+// What the user should know of a Same verdict that rests on a time the server gave to the minute only: the
+// copy compared was taken as current because the listed size and minute had not changed, and a change within
+// that minute that kept the size would not show. Empty for every other item.
+const char* MinuteTimeNote(const CFileItem& item);
 
 // Attribute sources.
 inline constexpr int ATTR_FROM_MARKER = 0;

@@ -97,7 +97,8 @@ QString MarkerSizeText(const MarkerInfo& marker)
 QString MarkerTimeText(const MarkerInfo& marker)
 {
     const QString& key = marker.strDateKey;
-    if (key.size() != 12 || !AllDigits(key)) {
+    // Twelve digits to the minute, or fourteen where the server gave the second too: shown to the minute.
+    if ((key.size() != 12 && key.size() != 14) || !AllDigits(key)) {
         return key;
     }
     return key.mid(0, 2) + QLatin1Char('/') + key.mid(2, 2) + QLatin1Char('/') + key.mid(4, 4) + QLatin1Char(' ')

@@ -26,7 +26,7 @@ struct MarkerInfo
 {
     QString strFileName;
     QString strSizeText; // as the listing gave it
-    QString strDateKey; // MMDDYYYYHHMM
+    QString strDateKey; // MMDDYYYYHHMM, or MMDDYYYYHHMMSS where the server gave the second
 };
 
 // The marker beside a placeholder: "$quorvel" + file name + ";" + size text + ";" + date key.
@@ -50,6 +50,10 @@ inline constexpr char kPartialListingMarker[] = "$quorvelpartiallisting";
 
 // The marker in a mirror folder whose listing failed: nothing in it is known.
 inline constexpr char kFailedListingMarker[] = "$quorvellistingfailed";
+
+// The marker in a mirror folder listed with MLSD: the times of its files are exact. Without it, a listed folder
+// was listed with LIST.
+inline constexpr char kMlsdListingMarker[] = "$quorvelmlsdlisting";
 
 // The marker inside a mirror folder that stands for a link on the server to a folder: the link is shown,
 // never followed, and removed only as a link.

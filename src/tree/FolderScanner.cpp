@@ -157,11 +157,12 @@ std::optional<ScannedFolder> CFolderScanner::ScanEntries(
         m_strRootReal = strFolderPath;
     }
     ScannedFolder folder;
-    ScanOpenFolder(nFd, folder.entries, folder.nRead, strFolderPath, strShowPath, nDepth, nSide, bRecursive);
+    ScanOpenFolder(
+        nFd, folder.entries, folder.nRead, folder.nListedBy, strFolderPath, strShowPath, nDepth, nSide, bRecursive);
     return folder;
 }
 
-void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead& nFolderRead,
+void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead& nFolderRead, ListedBy& nListedBy,
     const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive)
 {
     struct stat folderInfo
@@ -174,6 +175,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
         m_progress(QStringLiteral("Scanning ") + strShowPath + QStringLiteral(" folder.\n"));
     }
     ++m_nFolders;
+    nListedBy = nSide == SIDE_RIGHT ? ListedBy::List : ListedBy::None;
 
     DIR* pDir = ::fdopendir(nFolderFd);
     if (pDir == nullptr) {
@@ -236,6 +238,8 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
                 nFolderRead = SideRead::ListingPartial;
             } else if (std::strcmp(pName, kFailedListingMarker) == 0) {
                 nFolderRead = SideRead::ListingFailed;
+            } else if (std::strcmp(pName, kMlsdListingMarker) == 0) {
+                nListedBy = ListedBy::Mlsd;
             }
             continue;
         }
@@ -355,8 +359,8 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
             continue;
         }
         record.pChildren = std::make_unique<RecordList>();
-        ScanOpenFolder(nChildFd, *record.pChildren, record.nRead, strPath, JoinPath(strShowPath, record.strName),
-            nDepth + 1, nSide, bRecursive);
+        ScanOpenFolder(nChildFd, *record.pChildren, record.nRead, record.nListedBy, strPath,
+            JoinPath(strShowPath, record.strName), nDepth + 1, nSide, bRecursive);
     }
     ::closedir(pDir);
     m_ancestors.pop_back();

@@ -67,8 +67,8 @@ private:
         ino_t nInode;
     };
 
-    void ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead& nFolderRead, const QString& strFolderPath,
-        const QString& strShowPath, int nDepth, int nSide, bool bRecursive);
+    void ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead& nFolderRead, ListedBy& nListedBy,
+        const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive);
 
     struct ReadEntry;
 

@@ -45,6 +45,9 @@ void AddEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFold
     if (pFolder->nRead[nSide] == SideRead::Full) {
         pFolder->nRead[nSide] = folder.nRead;
     }
+    if (nSide == SIDE_RIGHT) {
+        pFolder->nListedBy = folder.nListedBy;
+    }
     // Every entry of the folder shares the folder's texts.
     CSharedTextSource sharedFolder(CSharedText { strFolderPath });
     CSharedTextSource sharedShowPath(CSharedText { nSide == SIDE_RIGHT ? strShowPath : QString() });
@@ -82,7 +85,7 @@ void AddEntries(ScannedFolder folder, CFileItem* pFolder, const QString& strFold
         CFileItem* pChild = pNew ? LinkChild(std::move(pNew), pFolder, place, cursor)
                                  : MergeChild(place.pMatch, std::move(item), cursor);
         if (entry.pChildren) {
-            ScannedFolder children { std::move(*entry.pChildren), SideRead::Full };
+            ScannedFolder children { std::move(*entry.pChildren), SideRead::Full, entry.nListedBy };
             entry.pChildren.reset();
             if (pDeferred != nullptr) {
                 pDeferred->push_back({ pChild, nSide, std::move(children), strChildPath, strChildShowPath });

@@ -33,6 +33,7 @@ struct ScannedEntry
     bool bExpanded = false;
     std::int8_t nAttrSource = ATTR_FROM_FILE;
     SideRead nRead = SideRead::Full;
+    ListedBy nListedBy = ListedBy::None; // of a folder the scan went into, on the FTP side
 };
 
 // A scanned folder: its entries, and how much of it could be read.
@@ -40,6 +41,7 @@ struct ScannedFolder
 {
     RecordList entries;
     SideRead nRead = SideRead::Full;
+    ListedBy nListedBy = ListedBy::None;
 };
 
 // Adds the scanned entries below pFolder as side nSide, merging them with what the tree holds, and frees

@@ -28,6 +28,7 @@ void MergeFolder(CFileItem* pExisting, CFileItem& incoming)
         pExisting->bListed[SIDE_RIGHT] = incoming.bListed[SIDE_RIGHT];
         pExisting->bLink[SIDE_RIGHT] = incoming.bLink[SIDE_RIGHT];
         pExisting->nRead[SIDE_RIGHT] = incoming.nRead[SIDE_RIGHT];
+        pExisting->nListedBy = incoming.nListedBy;
         RenameItem(pExisting, incoming.strName);
         break;
     case DIR_LEFT_ONLY:

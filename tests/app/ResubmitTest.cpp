@@ -30,8 +30,9 @@ protected:
 
 TEST_F(Resubmit, ADroppedDownloadFailsKeepsTheTargetAndSucceedsInTheSameRow)
 {
-    // The worker's connection says USER, PASS, PWD, CWD, EPSV and TYPE: its RETR is dropped.
-    ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("6"), QStringLiteral("--drop-once") }));
+    // The worker's connection says USER, PASS, PWD, CWD, the two OPTS the server's features call for, EPSV and
+    // TYPE: its RETR is dropped.
+    ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("8"), QStringLiteral("--drop-once") }));
     MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
     WriteFileBytes(Local(QStringLiteral("/file.txt")), "my old copy");
     const int nJobId = FailedRow({ QStringLiteral("file.txt"), Local(QStringLiteral("/file.txt")),
@@ -56,8 +57,9 @@ TEST_F(Resubmit, ADroppedDownloadFailsKeepsTheTargetAndSucceedsInTheSameRow)
 
 TEST_F(Resubmit, ADroppedUploadLeavesTheServerCopyAndACompletedRowGoesWhenAsked)
 {
-    // The worker's connection says USER, PASS, PWD, CWD, EPSV and TYPE: its STOR is dropped.
-    ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("6"), QStringLiteral("--drop-once") }));
+    // The worker's connection says USER, PASS, PWD, CWD, the two OPTS the server's features call for, EPSV and
+    // TYPE: its STOR is dropped.
+    ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("8"), QStringLiteral("--drop-once") }));
     MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
     WriteFileBytes(Local(QStringLiteral("/file.txt")), "new local text");
     const JobFields upload { QStringLiteral("file.txt"), Local(QStringLiteral("/file.txt")),

@@ -211,7 +211,9 @@ TEST_F(SyncSafety, NothingIsDeletedAfterACopyFailed)
 
 TEST_F(SyncSafety, FolderListingsThatFailAreNeverCalledTheSame)
 {
-    Start({ QStringLiteral("--refuse"), QStringLiteral("LIST:450 Cannot list now") });
+    // MLSD refused as well, the session turns to LIST, which fails too.
+    Start({ QStringLiteral("--refuse"), QStringLiteral("LIST:450 Cannot list now"), QStringLiteral("--refuse"),
+        QStringLiteral("MLSD:450 Cannot list now") });
     CliRun run = Run(QStringLiteral("compare"), {});
     EXPECT_EQ(run.nExit, 2) << run.strOut.toStdString();
     EXPECT_THAT(run.strErr.toStdString(), HasSubstr("could not be listed"));

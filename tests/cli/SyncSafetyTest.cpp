@@ -165,7 +165,7 @@ TEST_F(SyncSafety, OwnWorkingNamesAndOverlongNamesAreLeftOutAloud)
 
 TEST_F(SyncSafety, SigtermAndSigintDuringAListingCancelAtOnceAndLeaveNoWorkingFiles)
 {
-    Start({ QStringLiteral("--delay"), QStringLiteral("LIST:0.2") });
+    Start({ QStringLiteral("--delay"), QStringLiteral("MLSD:0.2") });
     for (int i = 0; i < 60; ++i) {
         QDir().mkpath(Remote(QStringLiteral("/d%1").arg(i)));
         WriteFileBytes(Remote(QStringLiteral("/d%1/f.txt").arg(i)), "x");

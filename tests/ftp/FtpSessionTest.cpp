@@ -90,12 +90,13 @@ TEST_F(FtpSession, ADeadPortGetsEveryAttemptWithWaitsBetween)
 
 TEST_F(FtpSession, ALostConnectionIsFoundAndOpenedAgain)
 {
-    // Each control connection is dropped, unanswered, at its sixth command: log-on takes four.
-    ASSERT_TRUE(StartServer({ QStringLiteral("--drop-after"), QStringLiteral("5") }));
+    // Each control connection is dropped, unanswered, at its ninth command: log-on takes four, then FEAT and
+    // the two OPTS it calls for.
+    ASSERT_TRUE(StartServer({ QStringLiteral("--drop-after"), QStringLiteral("8") }));
     CFtpSession session(m_trace);
     ASSERT_TRUE(session.OpenFtpSite(Site()));
     EXPECT_TRUE(session.IsFtpConnectionAlive());
-    EXPECT_FALSE(session.IsFtpConnectionAlive()) << "the sixth command finds the connection gone";
+    EXPECT_FALSE(session.IsFtpConnectionAlive()) << "the ninth command finds the connection gone";
     EXPECT_TRUE(Traced(TRACE_COMMAND, QStringLiteral("STAT")));
     EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("FTP status: Connection has been closed.")));
     EXPECT_FALSE(session.IsConnected());

@@ -68,30 +68,48 @@ protected:
 
 TEST_F(Mirror, FilesWithinTheLimitAreCopiedWithTheirTimesAndTheRestArePlaceholders)
 {
+    // pyftpdlib offers MLSD: the copy carries the server's time to the second, and the folders say how they
+    // were listed.
     ASSERT_TRUE(Open());
     Remote(QStringLiteral("/pub/big.bin"), QByteArray(3000, 'b'));
     Remote(QStringLiteral("/pub/sub/deep.txt"), "deep");
+    const timespec stamp[2] = { { 1589018400 + 7, 0 }, { 1589018400 + 7, 0 } };
+    ASSERT_EQ(::utimensat(
+                  AT_FDCWD, QFile::encodeName(m_server.Root() + QStringLiteral("/pub/file.txt")).constData(), stamp, 0),
+        0);
     MirrorOptions options;
     options.nSizeLimit = 1024;
     options.bRecursive = true;
     ASSERT_TRUE(m_pListing->RemoteScan(QStringLiteral("/pub"), options, nullptr));
     const QString strMirror = MirrorOf(QStringLiteral("/pub"));
     const QStringList contents = Contents(strMirror);
-    ASSERT_EQ(contents.size(), 7) << contents.join(QLatin1Char(' ')).toStdString();
+    ASSERT_EQ(contents.size(), 9) << contents.join(QLatin1Char(' ')).toStdString();
     EXPECT_TRUE(contents[0].startsWith(QStringLiteral("$quorvelbig.bin;3000;")));
     EXPECT_EQ(contents.mid(1),
-        (QStringList { QStringLiteral("$quorvelquorvelupdated"), QStringLiteral("big.bin"), QStringLiteral("file.txt"),
-            QStringLiteral("sub/"), QStringLiteral("sub/$quorvelquorvelupdated"), QStringLiteral("sub/deep.txt") }));
+        (QStringList { QStringLiteral("$quorvelmlsdlisting"), QStringLiteral("$quorvelquorvelupdated"),
+            QStringLiteral("big.bin"), QStringLiteral("file.txt"), QStringLiteral("sub/"),
+            QStringLiteral("sub/$quorvelmlsdlisting"), QStringLiteral("sub/$quorvelquorvelupdated"),
+            QStringLiteral("sub/deep.txt") }));
     EXPECT_EQ(ReadFileBytes(strMirror + QStringLiteral("/file.txt")), QByteArray("remote contents\n"));
     EXPECT_EQ(QFileInfo(strMirror + QStringLiteral("/big.bin")).size(), 0);
     EXPECT_EQ(ReadFileBytes(strMirror + QStringLiteral("/sub/deep.txt")), QByteArray("deep"));
-    EXPECT_TRUE(QFile::exists(strMirror + QStringLiteral("/$quorvelquorvelupdated")));
     EXPECT_EQ(m_pListing->Counts().nDownloaded, 2);
     EXPECT_EQ(m_pListing->Counts().nPlaceholders, 1);
+    EXPECT_TRUE(Traced(TRACE_COMMAND, QStringLiteral("MLSD")));
     EXPECT_TRUE(Traced(TRACE_COMMAND, QStringLiteral("RETR file.txt")));
     EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("listing of \"/pub\".")));
     EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("Ready for new command.")));
+    EXPECT_EQ(QFileInfo(strMirror + QStringLiteral("/file.txt")).lastModified().toSecsSinceEpoch(), 1589018407);
+}
 
+TEST_F(Mirror, ListedTimesWithoutSecondsKeepTheirHourRule)
+{
+    ASSERT_TRUE(Open({ QStringLiteral("--no-mlsd") }));
+    MirrorOptions options;
+    ASSERT_TRUE(m_pListing->RemoteScan(QStringLiteral("/pub"), options, nullptr));
+    const QString strMirror = MirrorOf(QStringLiteral("/pub"));
+    EXPECT_FALSE(QFile::exists(strMirror + QStringLiteral("/$quorvelmlsdlisting")));
+    EXPECT_TRUE(Traced(TRACE_COMMAND, QStringLiteral("LIST")));
     // Listed times have no seconds and an hour less: the copy carries exactly that.
     FtpListEntry entry;
     for (const FtpListEntry& listed : ParseListing(m_pListing->LastListing(), ListingYears::Now()).entries) {
@@ -99,6 +117,7 @@ TEST_F(Mirror, FilesWithinTheLimitAreCopiedWithTheirTimesAndTheRestArePlaceholde
             entry = listed;
         }
     }
+    ASSERT_EQ(entry.name, QStringLiteral("file.txt"));
     EXPECT_EQ(QFileInfo(strMirror + QStringLiteral("/file.txt")).lastModified().toSecsSinceEpoch(), entry.modifiedTime);
 }
 

@@ -88,7 +88,7 @@ TEST_F(MainFrame, AnFtpComparisonOpensOnAWorkerWithTheTraceFillingAndTheTreeShow
     m_pFrame->TracePane().clearSelection();
     const QString strTrace = m_pFrame->TracePane().SelectedText();
     EXPECT_THAT(strTrace, QHasSubstr("command> ["));
-    EXPECT_THAT(strTrace, QHasSubstr("LIST"));
+    EXPECT_THAT(strTrace, QHasSubstr("MLSD"));
     EXPECT_THAT(strTrace, testing::Not(QHasSubstr(CFtpTestServer::kPassword))) << "a password never shows";
 }
 
@@ -125,7 +125,7 @@ TEST_F(MainFrame, FilesTooLargeToDownloadAreDecidedByTheServersChecksumUnlessTur
 TEST_F(MainFrame, CancelStopsASlowOpeningWithinASecond)
 {
     CFtpTestServer server;
-    ASSERT_TRUE(server.Start(CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--delay"), QStringLiteral("LIST:30") }))
+    ASSERT_TRUE(server.Start(CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--delay"), QStringLiteral("MLSD:30") }))
         << server.Error().toStdString();
     WriteFileBytes(server.Root() + QStringLiteral("/www/a.txt"), "a");
     const OpenRequest request = RequestFor(server, m_strLeft);

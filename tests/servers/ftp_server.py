@@ -247,6 +247,7 @@ def main():
                         help="what HASH offers, the first being its default")
     parser.add_argument("--throttle", type=int, default=0, help="bytes a second each data connection may move")
     parser.add_argument("--msdos-listing", action="store_true", help="LIST answers in the MS-DOS layout")
+    parser.add_argument("--no-mlsd", action="store_true", help="offer no MLST or MLSD, as vsftpd does")
     parser.add_argument("--hide-dot-files", action="store_true", help="list names beginning with a dot for LIST -a only")
     parser.add_argument("--rogue-active", action="store_true",
                         help="a stranger from 127.0.0.2 connects to each active-mode data port first")
@@ -285,6 +286,10 @@ def main():
             features.append("HASH " + ";".join([algorithms[0] + "*"] + algorithms[1:]))
         features += [name for name in offered if name != "HASH"]
         handler.checksum_feats = features
+    if options.no_mlsd or options.canned_list or options.msdos_listing or options.hide_dot_files:
+        # Modes that change what LIST says stand for servers that list with LIST alone.
+        handler.proto_cmds = {name: value for name, value in handler.proto_cmds.items()
+                              if name not in ("MLSD", "MLST")}
     handler.passive_ports = None
     # Names are bytes on a Unix server: those that are not UTF-8 travel as they are, as real servers send them.
     handler.unicode_errors = "surrogateescape"
