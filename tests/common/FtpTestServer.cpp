@@ -58,10 +58,11 @@ bool CFtpTestServer::Start(Kind kind, const QStringList& extraArguments)
         arguments << QStringLiteral(QUORVEL_TEST_SERVERS "/ftp_server.py") << QStringLiteral("--root") << m_strRoot
                   << QStringLiteral("--user") << QString::fromLatin1(kUser) << QStringLiteral("--password")
                   << QString::fromLatin1(kPassword);
-    } else if (kind == Kind::ProftpdDigest) {
-        arguments << QStringLiteral(QUORVEL_TEST_SERVERS "/proftpd_server.py") << QStringLiteral("--root") << m_strRoot
-                  << QStringLiteral("--user") << QString::fromLatin1(kUser) << QStringLiteral("--password")
-                  << QString::fromLatin1(kPassword);
+    } else if (kind == Kind::ProftpdDigest || kind == Kind::PureFtpd) {
+        arguments << (kind == Kind::PureFtpd ? QStringLiteral(QUORVEL_TEST_SERVERS "/pureftpd_server.py")
+                                             : QStringLiteral(QUORVEL_TEST_SERVERS "/proftpd_server.py"))
+                  << QStringLiteral("--root") << m_strRoot << QStringLiteral("--user") << QString::fromLatin1(kUser)
+                  << QStringLiteral("--password") << QString::fromLatin1(kPassword);
     } else {
         arguments << QStringLiteral(QUORVEL_TEST_SERVERS "/vsftpd_server.py") << QStringLiteral("--root") << m_strRoot
                   << QStringLiteral("--mode")

@@ -7,7 +7,7 @@
 #include <QStringList>
 
 // A real FTP server on a free loopback port, started for a test and stopped with it: pyftpdlib with fault
-// modes, vsftpd, or ProFTPD. The server's root is a fresh folder the test may fill.
+// modes, vsftpd, ProFTPD or Pure-FTPd. The server's root is a fresh folder the test may fill.
 class CFtpTestServer
 {
 public:
@@ -16,7 +16,8 @@ public:
         Pyftpdlib,
         VsftpdAnonymous,
         VsftpdLocalUser,
-        ProftpdDigest // ProFTPD with mod_digest, a virtual user kUser; root only
+        ProftpdDigest, // ProFTPD with mod_digest (and MLSD), a virtual user kUser; root only
+        PureFtpd // Pure-FTPd (MLSD), a virtual user kUser; root only
     };
 
     static constexpr const char* kUser = "tester";
