@@ -71,7 +71,8 @@ public:
             if (m_bHiddenDotNames && !bTargetHasIt && nTarget == SIDE_RIGHT
                 && pChild->strName.startsWith(QLatin1Char('.'))) {
                 m_steps.push_back({ pChild, SyncAction::Skip, strRelative,
-                    QStringLiteral("the server may hide names beginning with a dot, so it may be there already") });
+                    QStringLiteral("the server may hide names beginning with a dot, so it may be there already"),
+                    pChild->kind == KIND_FILE });
                 continue;
             }
             if (const QString strUnreadable = UnreadableBelow(*pChild, m_nSource);

@@ -21,6 +21,9 @@ struct SyncStep
     SyncAction action = SyncAction::Copy;
     QString strRelative; // below the compared folders, "/" between the parts
     QString strWhy;
+    // Skipped only because the server's listings may leave the name out: asking the server for it by name can
+    // still show that it is missing there.
+    bool bMaybeHiddenOnServer = false;
 };
 
 // The steps that bring the target side in step with the source side (bUpload: the local folder is the

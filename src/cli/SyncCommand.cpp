@@ -107,6 +107,22 @@ QString ParseSyncOptions(const QStringList& arguments, SyncOptions& options, boo
     return {};
 }
 
+// A dot name missing from the listings of a server that may hide such names is sent after all when the server,
+// asked for it by name, says it has no such file.
+bool MissingOnServer(CRemoteSide& remote, const SyncStep& step)
+{
+    if (!step.bMaybeHiddenOnServer) {
+        return false;
+    }
+    const qsizetype nCut = step.strRelative.lastIndexOf(QLatin1Char('/'));
+    QString strFolder = remote.RemoteFolder();
+    if (nCut > 0) {
+        strFolder = (strFolder.endsWith(QLatin1Char('/')) ? strFolder : strFolder + QLatin1Char('/'))
+            + step.strRelative.left(nCut);
+    }
+    return remote.Session().HoldsFile(strFolder, step.pItem->strName) == false;
+}
+
 QString Bytes(std::int64_t nBytes)
 {
     if (nBytes < 1024) {
@@ -153,7 +169,11 @@ int RunSync(const QStringList& arguments)
     std::vector<CFileItem*> deletions;
     int nKept = 0;
     const bool bHidesDotNames = !remote.Session().ListsHiddenNames().value_or(false);
-    for (const SyncStep& step : MakeSyncPlan(view.Tree().Root(), bUpload, options.bDelete, bHidesDotNames)) {
+    for (SyncStep& step : MakeSyncPlan(view.Tree().Root(), bUpload, options.bDelete, bHidesDotNames)) {
+        if (step.action == SyncAction::Skip && MissingOnServer(remote, step)) {
+            step.action = SyncAction::Copy;
+            step.strWhy = QStringLiteral("missing: the server has no file of that name");
+        }
         switch (step.action) {
         case SyncAction::Keep:
             ++nKept;

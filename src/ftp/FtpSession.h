@@ -50,6 +50,9 @@ public:
     [[nodiscard]] bool LastFolderRefused() const { return m_bLastFolderRefused; }
     // Sends a series of commands, stopping at the first refused.
     QString FTPSend2FtpCommands(const QStringList& commands);
+    // Whether strFolder holds a file of that name, asked by its name (MDTM) rather than read from a listing that
+    // may leave it out; nothing when the answer does not tell.
+    std::optional<bool> HoldsFile(const QString& strFolder, const QString& strName);
 
     void CloseFtpSession();
 

@@ -30,6 +30,8 @@ public:
     [[nodiscard]] bool IsFolder(const QString& strName) const;
     // The last write time of a regular file of that name, or nothing.
     [[nodiscard]] std::optional<std::time_t> FileTime(const QString& strName) const;
+    // Its size in bytes, or nothing.
+    [[nodiscard]] std::optional<long long> FileSize(const QString& strName) const;
     [[nodiscard]] bool HoldsFiles() const;
 
     // An empty regular file (a placeholder or a marker), replacing whatever file or link had the name.

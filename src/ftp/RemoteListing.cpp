@@ -575,9 +575,11 @@ void CRemoteListing::MirrorFile(const QString& strFolder, FolderMirror& folder, 
             return;
         }
         // A placeholder is never a copy, however close its time: with exact times it was made in the very second
-        // the file was.
+        // the file was. Nor is a copy of another size: a file rewritten within seconds of its last listing keeps
+        // a time within the tolerance.
         if (copyTime && oldMarkers.isEmpty()
-            && std::llabs(static_cast<long long>(*copyTime) - entry.modifiedTime) <= kTimeTolerance) {
+            && std::llabs(static_cast<long long>(*copyTime) - entry.modifiedTime) <= kTimeTolerance
+            && (entry.nExactSize < 0 || mirror.FileSize(entry.name) == entry.nExactSize)) {
             for (const QString& strOld : oldMarkers) {
                 mirror.RemoveFile(strOld);
             }

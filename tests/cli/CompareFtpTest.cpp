@@ -1,4 +1,6 @@
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -10,6 +12,12 @@
 #include "common/TestFiles.h"
 
 namespace {
+
+bool SetModified(const QString& strPath, const QDateTime& when)
+{
+    QFile file(strPath);
+    return file.open(QIODevice::ReadWrite) && file.setFileTime(when, QFileDevice::FileModificationTime);
+}
 
 class CompareFtp : public testing::Test
 {
@@ -73,6 +81,47 @@ TEST_F(CompareFtp, AFolderThatCannotBeListedEndsWithStatusTwo)
     const CliRun run = Run({});
     EXPECT_EQ(run.nExit, 2);
     EXPECT_THAT(run.strErr.toStdString(), testing::HasSubstr("quorvel-cli compare: "));
+}
+
+// A change on the server that keeps the size, within the minute a LIST gives: MLSD's seconds show it; where only
+// LIST is offered it cannot show, and the verdict says what it rests on.
+TEST(CompareFtpTimes, ASameSizeChangeWithinTheMinuteShowsWithMlsdAndIsNotedWithout)
+{
+    for (const bool bMlsd : { true, false }) {
+        CFtpTestServer server;
+        ASSERT_TRUE(server.Start(
+            CFtpTestServer::Kind::Pyftpdlib, bMlsd ? QStringList {} : QStringList { QStringLiteral("--no-mlsd") }))
+            << server.Error().toStdString();
+        const QString strLocal = MakeTestFolder(QStringLiteral("minute-local"));
+        const QString strRemote = server.Root() + QStringLiteral("/site/page.html");
+        WriteFileBytes(strLocal + QStringLiteral("/page.html"), "aaaa");
+        WriteFileBytes(strRemote, "aaaa");
+        const QDateTime early = QDateTime(QDate(2026, 3, 1), QTime(10, 0, 10), Qt::UTC);
+        ASSERT_TRUE(SetModified(strRemote, early));
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QUORVEL_PASSWORD"), QString::fromLatin1(CFtpTestServer::kPassword));
+        environment.insert(QStringLiteral("XDG_CACHE_HOME"), MakeTestFolder(QStringLiteral("minute-cache")));
+        const QStringList arguments { QStringLiteral("compare"), QStringLiteral("--json"), strLocal,
+            QStringLiteral("ftp://%1@127.0.0.1:%2/site")
+                .arg(QString::fromLatin1(CFtpTestServer::kUser))
+                .arg(server.Port()) };
+        ASSERT_EQ(RunCli(arguments, environment).nExit, 0);
+
+        WriteFileBytes(strRemote, "bbbb");
+        ASSERT_TRUE(SetModified(strRemote, early.addSecs(30)));
+        const CliRun second = RunCli(arguments, environment);
+        const QJsonDocument document = QJsonDocument::fromJson(second.strOut.toUtf8());
+        const QJsonObject item = document[QStringLiteral("items")].toArray().at(0).toObject();
+        EXPECT_EQ(item[QStringLiteral("right")][QStringLiteral("listedWith")].toString(),
+            bMlsd ? QStringLiteral("MLSD") : QStringLiteral("LIST"));
+        if (bMlsd) {
+            EXPECT_EQ(item[QStringLiteral("status")].toString(), QStringLiteral("Diff")) << second.strOut.toStdString();
+            EXPECT_FALSE(item.contains(QStringLiteral("note")));
+        } else {
+            EXPECT_EQ(item[QStringLiteral("status")].toString(), QStringLiteral("Same"));
+            EXPECT_THAT(item[QStringLiteral("note")].toString(), QHasSubstr("to the minute only"));
+        }
+    }
 }
 
 } // namespace

@@ -122,6 +122,13 @@ TEST_F(SyncSafety, DotFilesAreKeptWhereTheServerWillNotListThem)
     EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/.htaccess"))), QByteArray("server rules"))
         << "never sent over the server's without a comparison";
     EXPECT_THAT(up.strOut.toStdString(), HasSubstr("SKIP         .htaccess"));
+
+    // Asked by name, the server says when it has no such file: that one is sent.
+    WriteFileBytes(Local(QStringLiteral("/.user.ini")), "local only");
+    const CliRun again = Run(QStringLiteral("sync"), { QStringLiteral("--upload") });
+    EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/.user.ini"))), QByteArray("local only"));
+    EXPECT_THAT(again.strOut.toStdString(), HasSubstr("UPLOAD       .user.ini (missing: the server has no file"));
+    EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/.htaccess"))), QByteArray("server rules"));
 }
 
 TEST_F(SyncSafety, AnotherRunsUploadInFlightIsLeftAlone)
