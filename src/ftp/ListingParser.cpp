@@ -15,6 +15,20 @@ namespace {
 constexpr std::array<const char*, 12> kMonths { "Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct",
     "Nov", "Dec" };
 
+// Servers whose ls runs in another language name the months in it: German, French, Spanish, Italian, Dutch,
+// Swedish and Portuguese, as their ls abbreviates them (the French with a full stop, which is dropped before the
+// look-up). No abbreviation stands for two different months across these languages.
+struct LocalMonth
+{
+    const char16_t* pName;
+    int nIndex;
+};
+constexpr LocalMonth kLocalMonths[] = { { u"mär", 2 }, { u"mrz", 2 }, { u"mai", 4 }, { u"okt", 9 }, { u"dez", 11 },
+    { u"janv", 0 }, { u"févr", 1 }, { u"fevr", 1 }, { u"mars", 2 }, { u"avr", 3 }, { u"juin", 5 }, { u"juil", 6 },
+    { u"août", 7 }, { u"aout", 7 }, { u"sept", 8 }, { u"déc", 11 }, { u"ene", 0 }, { u"abr", 3 }, { u"ago", 7 },
+    { u"dic", 11 }, { u"gen", 0 }, { u"mag", 4 }, { u"giu", 5 }, { u"lug", 6 }, { u"set", 8 }, { u"ott", 9 },
+    { u"mrt", 2 }, { u"mei", 4 }, { u"maj", 4 }, { u"fev", 1 }, { u"out", 9 } };
+
 // File systems allow 255 bytes a name.
 constexpr qsizetype kMaxNameBytes = 255;
 
@@ -50,6 +64,12 @@ int MonthIndex(const QString& strMonth)
     for (size_t i = 0; i < kMonths.size(); ++i) {
         if (strMonth.compare(QLatin1String(kMonths[i]), Qt::CaseInsensitive) == 0) {
             return static_cast<int>(i);
+        }
+    }
+    const QStringView name = strMonth.endsWith(QLatin1Char('.')) ? QStringView(strMonth).chopped(1) : strMonth;
+    for (const LocalMonth& month : kLocalMonths) {
+        if (name.compare(QStringView(month.pName), Qt::CaseInsensitive) == 0) {
+            return month.nIndex;
         }
     }
     return -1;

@@ -1,5 +1,6 @@
 #include "ftp/MlsdListing.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include <QList>
@@ -16,6 +17,26 @@ bool AllDigits(QStringView text)
         }
     }
     return !text.isEmpty();
+}
+
+// Whether what follows the first "; " could itself be facts: then a fact's value held "; " (a link target can) and
+// where the name begins cannot be told, so the line is not read rather than read with a wrong name.
+bool LooksLikeFacts(QStringView rest)
+{
+    const qsizetype nEnd = rest.indexOf(QLatin1String("; "));
+    if (nEnd < 0) {
+        return false;
+    }
+    for (const QStringView part : rest.left(nEnd).split(QLatin1Char(';'))) {
+        const qsizetype nEquals = part.indexOf(QLatin1Char('='));
+        if (nEquals > 0 && std::all_of(part.begin(), part.begin() + nEquals, [](QChar ch) {
+                return ch.isLetterOrNumber() || ch == QLatin1Char('.') || ch == QLatin1Char('-')
+                    || ch == QLatin1Char('_');
+            })) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace
@@ -62,16 +83,17 @@ QString ExactDateKey(std::int64_t nSeconds)
 
 MlsdLine ParseMlsdLine(const QString& strLine, FtpListEntry& entry)
 {
-    // The facts end at the first space; everything after it is the name, spaces and all.
-    const qsizetype nSpace = strLine.indexOf(QLatin1Char(' '));
-    if (nSpace <= 0 || nSpace + 1 >= strLine.size() || strLine.at(nSpace - 1) != QLatin1Char(';')) {
+    // The facts end at the first "; "; everything after it is the name, spaces and all. A link's target (Pure-FTPd's
+    // "OS.unix=slink:target") may hold spaces, so the end is not simply the first space.
+    const qsizetype nEnd = strLine.indexOf(QLatin1String("; "));
+    if (nEnd <= 0 || nEnd + 2 >= strLine.size() || LooksLikeFacts(QStringView(strLine).mid(nEnd + 2))) {
         return MlsdLine::Unreadable;
     }
     entry = FtpListEntry {};
-    entry.name = strLine.mid(nSpace + 1);
+    entry.name = strLine.mid(nEnd + 2);
     QString strType;
     bool bHaveSize = false;
-    for (const QStringView fact : QStringView(strLine).left(nSpace - 1).split(QLatin1Char(';'))) {
+    for (const QStringView fact : QStringView(strLine).left(nEnd).split(QLatin1Char(';'))) {
         const qsizetype nEquals = fact.indexOf(QLatin1Char('='));
         if (nEquals <= 0) {
             return MlsdLine::Unreadable;

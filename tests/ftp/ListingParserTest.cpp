@@ -53,6 +53,20 @@ TEST(ListingParser, RealServerLinesGiveTheirEntries)
         { "-rw-r--r--   1 john  domain users  4096 Jan  5 10:30 Filename with whitespace.jpg",
             "Filename with whitespace.jpg", false, false, 4096, "010520261030" },
         { "-rw-r--r--+  1 500   500   12 Jan  5 09:05 acl.txt", "acl.txt", false, false, 12, "010520260905" },
+        { "-rw-r--r--.  1 root root 12 Jan  5 09:05 selinux.txt", "selinux.txt", false, false, 12, "010520260905" },
+        // busybox's ls -l, as small devices' servers run it
+        { "-rw-r--r--    1 root     root          1234 Jan  1 12:00 busybox.cfg", "busybox.cfg", false, false, 1234,
+            "010120261200" },
+        // ls in other languages
+        { "-rw-r--r-- 1 u g 5 Mär  3 10:30 german.txt", "german.txt", false, false, 5, "030320261030" },
+        { "-rw-r--r-- 1 u g 5 Dez 24  2019 weihnachten", "weihnachten", false, false, 5, "122420190000" },
+        { "-rw-r--r-- 1 u g 5 janv.  5 10:30 fichier.txt", "fichier.txt", false, false, 5, "010520261030" },
+        { "-rw-r--r-- 1 u g 5 août 15  2020 vacances", "vacances", false, false, 5, "081520200000" },
+        { "-rw-r--r-- 1 u g 5 ene 5 10:30 enero.txt", "enero.txt", false, false, 5, "010520261030" },
+        { "drwxr-xr-x 2 u g 4096 ott 31  2021 ottobre", "ottobre", true, false, 4096, "103120210000" },
+        { "-rw-r--r-- 1 u g 5 mrt 1 08:00 maart", "maart", false, false, 5, "030120260800" },
+        { "-rw-r--r-- 1 u g 5 maj 1 08:00 maj.txt", "maj.txt", false, false, 5, "050120260800" },
+        { "-rw-r--r-- 1 u g 5 out 1 08:00 outubro", "outubro", false, false, 5, "100120260800" },
     };
     for (const LineCase& c : cases) {
         FtpListEntry entry;
@@ -110,7 +124,7 @@ TEST(ListingParser, LinesWhoseFieldsAreNotWhatTheyClaimGiveNoEntry)
              "-rw-r--r--   1 user group 4096 2020-01-05 10:30 iso date",
              "-rw-r--r-- 1 u g -12 Jun 1 10:00 negative size",
              "-rw-r--r-- 1 u g x1 Jun 1 2020 letters in the size",
-             "-rw-r--r-- 1 u g 5 Mär 1 2020 a month not understood",
+             "-rw-r--r-- 1 u g 5 Mrx 1 2020 a month not understood",
              "-rw-r--r-- 1 u g 5 Jun 1 24:00 no such hour",
              "-rw-r--r-- 1 u g 5 Jun 32 2020 no such day",
              "-rw-r--r-- x u g 5 Jun 1 2020 no link count",
@@ -131,7 +145,7 @@ TEST(ListingParser, DatesFollowTheListingRules)
     // A time of day: this year (UTC), and an hour less than listed.
     EXPECT_EQ(DateFromListing(QStringLiteral("Jan"), QStringLiteral("5"), QStringLiteral("10:30"), kYears),
         LocalTime(2026, 1, 5, 9, 30));
-    EXPECT_EQ(DateFromListing(QStringLiteral("Mär"), QStringLiteral("5"), QStringLiteral("2009"), kYears),
+    EXPECT_EQ(DateFromListing(QStringLiteral("Mrx"), QStringLiteral("5"), QStringLiteral("2009"), kYears),
         LocalTime(2009, 1, 5, 0, 0))
         << "a month that is not understood counts as January";
     EXPECT_EQ(DateFromListing(QStringLiteral("3"), QStringLiteral("5"), QStringLiteral("2009"), kYears),
