@@ -1,5 +1,7 @@
 #include "app/FileZillaSites.h"
 
+#include <cstdlib>
+
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
@@ -74,6 +76,7 @@ struct ServerFields
     QString strName;
     QString strRemoteDir;
     QString strLocalDir;
+    QString strTimezoneOffset;
 };
 
 // Reads the elements of one <Server> up to its end tag.
@@ -105,6 +108,8 @@ ServerFields ReadServer(QXmlStreamReader& xml)
             fields.strRemoteDir = strText;
         } else if (name == QLatin1String("LocalDir")) {
             fields.strLocalDir = strText;
+        } else if (name == QLatin1String("TimezoneOffset")) {
+            fields.strTimezoneOffset = strText.trimmed();
         }
     }
     return fields;
@@ -137,6 +142,13 @@ void AddServer(const ServerFields& fields, const QString& strFolder, SiteImport&
     record.strUser = record.bAnonymous ? QString() : fields.strUser;
     record.bPassive = fields.strPasvMode != QLatin1String("MODE_ACTIVE");
     record.strLocalFolder = fields.strLocalDir;
+    // FileZilla's offset, in minutes, is added to the listed times as ours is; its 0 is "as listed", which here
+    // is left to the session to find.
+    bool bOffset = false;
+    const int nOffset = fields.strTimezoneOffset.toInt(&bOffset);
+    if (bOffset && nOffset != 0 && std::abs(nOffset) <= kMaxTimeOffsetMinutes) {
+        record.nTimeOffsetMinutes = nOffset;
+    }
     const std::optional<QString> remote = ReadRemoteDir(fields.strRemoteDir);
     record.strInitialPath = remote.value_or(QStringLiteral("/"));
     if (fields.strPassEncoding.isEmpty()) {
@@ -238,6 +250,7 @@ QByteArray WriteFileZillaSites(const std::vector<SiteRecord>& records)
         }
         xml.writeTextElement(QStringLiteral("RemoteDir"), strRemote);
         xml.writeTextElement(QStringLiteral("LocalDir"), record.strLocalFolder);
+        xml.writeTextElement(QStringLiteral("TimezoneOffset"), QString::number(record.nTimeOffsetMinutes.value_or(0)));
         xml.writeEndElement();
     }
     xml.writeEndDocument();

@@ -1,5 +1,7 @@
 #include "app/SiteRecords.h"
 
+#include <cstdlib>
+
 #include <QUrl>
 
 #include "ftp/FtpSite.h"
@@ -158,6 +160,7 @@ OpenRequest RequestForSite(const SiteRecord& record, const QString& strPassword)
     site.nRetryDelaySeconds = record.nRetryDelaySeconds;
     site.bExplicitTls = record.security == SiteSecurity::ExplicitTls;
     site.strPinnedPublicKey = record.strPinnedKey;
+    site.nTimeOffsetMinutes = record.nTimeOffsetMinutes;
     return request;
 }
 
@@ -202,6 +205,11 @@ std::optional<SiteRecord> CSiteStore::Read(const QString& strName) const
     record.strLocalFolder = text("LocalFolder");
     record.security = SecurityFromWord(text("Security"));
     record.strPinnedKey = text("PinnedKey");
+    bool bOffsetGiven = false;
+    const int nOffset = m_store.ReadValue(strGroup + QStringLiteral("TimeOffsetMinutes")).toInt(&bOffsetGiven);
+    if (bOffsetGiven && std::abs(nOffset) <= kMaxTimeOffsetMinutes) {
+        record.nTimeOffsetMinutes = nOffset;
+    }
     return record;
 }
 
@@ -224,6 +232,9 @@ void CSiteStore::Write(const SiteRecord& record)
     put("LocalFolder", record.strLocalFolder);
     put("Security", SecurityWord(record.security));
     put("PinnedKey", record.strPinnedKey);
+    if (record.nTimeOffsetMinutes) {
+        put("TimeOffsetMinutes", *record.nTimeOffsetMinutes);
+    }
 }
 
 void CSiteStore::Remove(const QString& strName)

@@ -18,6 +18,9 @@ enum class SiteSecurity
 
 // A saved FTP site as the site manager edits it. Its password is never part of it: the credential store
 // keeps it under the site's name.
+// The farthest a server's listed times can be from this computer's clock, in minutes.
+constexpr int kMaxTimeOffsetMinutes = 14 * 60;
+
 struct SiteRecord
 {
     QString strName;
@@ -33,6 +36,8 @@ struct SiteRecord
     QString strLocalFolder;
     SiteSecurity security = SiteSecurity::Plain;
     QString strPinnedKey; // "sha256//<base64>", or empty
+    // Minutes added to the times of day the server's LIST gives; absent, each session finds them with MDTM.
+    std::optional<int> nTimeOffsetMinutes;
 };
 
 // Checks a record as the site manager saves it, normalising its host and initial path on the way; an error

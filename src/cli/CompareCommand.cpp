@@ -46,6 +46,8 @@ Options for an FTP folder (credentials as for quorvel-cli raw: QUORVEL_PASSWORD,
                       leave files that were not downloaded undecided rather than asking the server
                       for their checksums (HASH, XCRC ...; the "UseServerChecksums" setting)
   --trace             print every FTP command and reply to standard error
+  --time-offset MIN   add MIN minutes to the times of day LIST gives (a server listing in another time
+                      zone); without it, the offset is found once per session with MDTM
   --password-file F, --active, --explicit-tls, --pin sha256//KEY, --retries N, --retry-delay S
                       as for quorvel-cli raw
 

@@ -1,12 +1,14 @@
 #include "cli/RemoteSide.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
 #include <unistd.h>
 
 #include "app/ChecksumVerifier.h"
+#include "app/SiteRecords.h"
 #include "cli/CliCommands.h"
 #include "cli/Interrupt.h"
 #include "cli/SavedSites.h"
@@ -33,7 +35,7 @@ std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype
         options.site.bExplicitTls = true;
     } else if (argument == QStringLiteral("--cache-kb") || argument == QStringLiteral("--retries")
         || argument == QStringLiteral("--retry-delay") || argument == QStringLiteral("--password-file")
-        || argument == QStringLiteral("--pin")) {
+        || argument == QStringLiteral("--pin") || argument == QStringLiteral("--time-offset")) {
         if (i + 1 >= arguments.size()) {
             return FormatText("%s needs a value.", argument);
         }
@@ -46,6 +48,12 @@ std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype
         } else if (argument == QStringLiteral("--cache-kb")) {
             options.nCacheKb = strValue.toLongLong(&bOk);
             bOk = bOk && options.nCacheKb >= 0;
+        } else if (argument == QStringLiteral("--time-offset")) {
+            options.site.nTimeOffsetMinutes = strValue.toInt(&bOk);
+            if (!bOk || std::abs(*options.site.nTimeOffsetMinutes) > kMaxTimeOffsetMinutes) {
+                return FormatText(
+                    "%s needs minutes from -%d to %d.", argument, kMaxTimeOffsetMinutes, kMaxTimeOffsetMinutes);
+            }
         } else if (argument == QStringLiteral("--retries")) {
             options.site.nRetries = strValue.toInt(&bOk);
         } else {

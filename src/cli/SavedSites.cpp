@@ -1,6 +1,8 @@
 #include "cli/SavedSites.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <optional>
 
 #include <QFile>
 #include <QTextStream>
@@ -15,7 +17,7 @@
 namespace {
 
 constexpr const char* kUsage = R"(Usage: quorvel-cli sites
-       quorvel-cli sites add NAME URL [--local DIR] [--password-stdin]
+       quorvel-cli sites add NAME URL [--local DIR] [--password-stdin] [--time-offset MINUTES]
        quorvel-cli sites remove NAME
        quorvel-cli sites import FILE [--with-passwords]
 
@@ -27,6 +29,8 @@ as site:NAME wherever a command takes an FTP URL (compare, sync, raw).
   --local DIR          the site's local folder
   --password-stdin     read the password from the first line of standard input and keep it in the system's
                        secret store (never in the settings)
+  --time-offset MINUTES  add this to the times of day the server's LIST gives (a server listing in another
+                       time zone); without it each session finds the offset by asking MDTM about one file
   remove NAME          forget the site and its stored password
   import FILE          add the FTP sites of FileZilla's sitemanager.xml; a name taken already gets a
                        number, as in NAME (2)
@@ -67,11 +71,19 @@ int AddSite(CSiteStore& sites, CSettingsStore& store, const QStringList& argumen
     QStringList positional;
     QString strLocal;
     bool bPasswordStdin = false;
+    std::optional<int> nTimeOffset;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         if (arguments[i] == QStringLiteral("--local") && i + 1 < arguments.size()) {
             strLocal = arguments[++i];
         } else if (arguments[i] == QStringLiteral("--password-stdin")) {
             bPasswordStdin = true;
+        } else if (arguments[i] == QStringLiteral("--time-offset") && i + 1 < arguments.size()) {
+            bool bOk = false;
+            nTimeOffset = arguments[++i].toInt(&bOk);
+            if (!bOk || std::abs(*nTimeOffset) > kMaxTimeOffsetMinutes) {
+                PrintError(QStringLiteral("quorvel-cli sites add: --time-offset needs minutes from -840 to 840."));
+                return kExitError;
+            }
         } else if (arguments[i].startsWith(QLatin1Char('-'))) {
             PrintError(
                 FormatText("quorvel-cli sites: unknown option \"%s\". See quorvel-cli sites --help.", arguments[i]));
@@ -91,6 +103,7 @@ int AddSite(CSiteStore& sites, CSettingsStore& store, const QStringList& argumen
         return kExitError;
     }
     record->strLocalFolder = strLocal;
+    record->nTimeOffsetMinutes = nTimeOffset;
     sites.Write(*record);
     if (!store.Sync()) {
         PrintError(FormatText("quorvel-cli sites add: the settings in %s cannot be written.", store.Location()));
@@ -205,6 +218,9 @@ QString ResolveSavedSite(FtpSite& site, long long* pCacheKb)
     site.nRetryDelaySeconds = saved.nRetryDelaySeconds;
     site.bExplicitTls = saved.bExplicitTls;
     site.strPinnedPublicKey = saved.strPinnedPublicKey;
+    if (!site.nTimeOffsetMinutes) {
+        site.nTimeOffsetMinutes = saved.nTimeOffsetMinutes;
+    }
     if (pCacheKb != nullptr && *pCacheKb < 0) {
         *pCacheKb = record->nMaxDownloadKb;
     }

@@ -1,10 +1,12 @@
 #include "ftp/FtpSession.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 #include "ftp/ConnectionPool.h"
 #include "ftp/InternetSession.h"
+#include "ftp/ListTimeShift.h"
 #include "ftp/MirrorRoot.h"
 #include "ftp/TraceBuffer.h"
 #include "support/DiagnosticLog.h"
@@ -146,6 +148,11 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
     m_features = ServerFeatures {};
     m_bMlsdGivenUp = false;
     m_bMlsdMarksLinks.reset();
+    m_nListTimeShift.reset();
+    if (site.nTimeOffsetMinutes) {
+        m_nListTimeShift = static_cast<std::int64_t>(*site.nTimeOffsetMinutes) * 60;
+    }
+    m_bListTimeShiftAsked = site.nTimeOffsetMinutes.has_value();
     m_bHaveSite = true;
     m_pPool = std::make_unique<CConnectionPool>(std::max(1, nMaxConnections - 1));
 
@@ -428,6 +435,33 @@ QString CFtpSession::FTPSend2FtpCommands(const QStringList& commands)
     Log("FTPSend2FtpCommands::[%ld] executed: %s", CurrentThreadId(),
         MaskSecrets(commands.isEmpty() ? QString() : commands.last()));
     return m_pConnection->LastReply();
+}
+
+void CFtpSession::FindListTimeShift(const QString& strFolder, const std::vector<FtpListEntry>& entries)
+{
+    if (m_bListTimeShiftAsked || !m_pConnection) {
+        return;
+    }
+    const FtpListEntry* pProbe = ListTimeProbe(entries);
+    if (pProbe == nullptr) {
+        return;
+    }
+    m_bListTimeShiftAsked = true;
+    if (!m_pConnection->SendCommands({ QStringLiteral("MDTM ") + pProbe->name }, strFolder).bOk) {
+        return;
+    }
+    m_nListTimeShift = ListTimeShiftFrom(*pProbe, m_pConnection->LastReply());
+    if (m_nListTimeShift.value_or(0) != 0) {
+        const long long nMinutes = std::llabs(*m_nListTimeShift) / 60;
+        m_trace.AddTraceLine(TRACE_STATUS,
+            "The server lists its times %s hours off this computer's clock (MDTM of \"%s\"): they are shown "
+            "corrected.",
+            QStringLiteral("%1%2:%3")
+                .arg(*m_nListTimeShift < 0 ? QLatin1Char('-') : QLatin1Char('+'))
+                .arg(nMinutes / 60)
+                .arg(nMinutes % 60, 2, 10, QLatin1Char('0')),
+            EscapeControlCharacters(pProbe->name));
+    }
 }
 
 std::optional<bool> CFtpSession::HoldsFile(const QString& strFolder, const QString& strName)

@@ -5,12 +5,14 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include <QString>
 #include <QStringList>
 
 #include "ftp/CurlConnection.h"
 #include "ftp/FtpSite.h"
+#include "ftp/ListingParser.h"
 #include "ftp/ServerChecksums.h"
 #include "ftp/ServerFeatures.h"
 
@@ -81,6 +83,10 @@ public:
     // Whether this server's MLSD shows a link as a link rather than as what it leads to (found out the first
     // time a listing holds one); nothing while not known.
     [[nodiscard]] std::optional<bool> MlsdMarksLinks() const { return m_bMlsdMarksLinks; }
+    // Seconds to add to the times of day a LIST gives: the site's setting, else found by FindListTimeShift.
+    [[nodiscard]] std::optional<std::int64_t> ListTimeShift() const { return m_nListTimeShift; }
+    // Once per session, asks MDTM about a file of this listing of strFolder and keeps the shift it shows.
+    void FindListTimeShift(const QString& strFolder, const std::vector<FtpListEntry>& entries);
     void SetMlsdMarksLinks(bool bMarks) { m_bMlsdMarksLinks = bMarks; }
 
     [[nodiscard]] bool IsConnected() const { return m_pConnection != nullptr; }
@@ -129,6 +135,8 @@ private:
     ServerFeatures m_features;
     bool m_bMlsdGivenUp = false;
     std::optional<bool> m_bMlsdMarksLinks;
+    std::optional<std::int64_t> m_nListTimeShift;
+    bool m_bListTimeShiftAsked = false;
     std::atomic<int> m_nNextContext { 1 };
     mutable std::mutex m_offerMutex;
     std::optional<std::optional<ChecksumMethod>> m_checksumOffer;

@@ -18,6 +18,9 @@ struct FtpSite
     std::optional<int> nMaxConnections; // connections open at once, the view's own included
     bool bExplicitTls = false; // "AUTH TLS" on a plain connection, data channel protected too
     QString strPinnedPublicKey; // "sha256//<base64>": trust the certificate with this key instead of the CA store
+    // Minutes added to the times of day a LIST gives, for a server that lists in another time zone; absent, the
+    // session finds them with MDTM.
+    std::optional<int> nTimeOffsetMinutes;
 };
 
 // The parts of an FTP URL.

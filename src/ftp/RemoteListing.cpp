@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "ftp/FtpSession.h"
+#include "ftp/ListTimeShift.h"
 #include "ftp/MirrorDir.h"
 #include "ftp/MirrorRoot.h"
 #include "ftp/MlsdListing.h"
@@ -300,8 +301,17 @@ bool CRemoteListing::ParseAndMirror(const QString& strFolder, const QString& str
             QStringLiteral("Tried to parse the file list to prepare to download, but the FTP connection was lost."));
         return false;
     }
-    const ParsedListing parsed
-        = listedBy == ListedBy::Mlsd ? ParseMlsdListing(strText) : ParseListing(strText, m_years);
+    ParsedListing parsed = listedBy == ListedBy::Mlsd ? ParseMlsdListing(strText) : ParseListing(strText, m_years);
+    if (listedBy == ListedBy::List) {
+        m_session.FindListTimeShift(strFolder, parsed.entries);
+        if (const std::int64_t nShift = m_session.ListTimeShift().value_or(0); nShift != 0) {
+            for (FtpListEntry& entry : parsed.entries) {
+                if (TakesListTimeShift(entry)) {
+                    entry.modifiedTime += nShift;
+                }
+            }
+        }
+    }
     for (const QString& strLine : parsed.rejectedLines) {
         m_trace.AddTraceLine(TRACE_ERROR,
             "A line of the listing of \"%s\" is longer than 64 KiB and was skipped: %s...", strFolder,

@@ -64,7 +64,7 @@ void SaveDemoSite(const OpenRequest& request, ICredentialStore& secrets)
     CSettingsStore store;
     CSiteStore(store).Write(*record);
     CSiteStore(store).Write(SiteRecord { QStringLiteral("Shop (staging)"), QStringLiteral("staging.shop.example"), 21,
-        true, QStringLiteral("deploy"), false, QStringLiteral("/htdocs"), 3, 10, 100, {}, SiteSecurity::ExplicitTls,
+        true, QStringLiteral("deploy"), false, QStringLiteral("/htdocs"), 3, 10, 100, {}, SiteSecurity::ExplicitTls, {},
         {} });
     (void)store.Sync();
     (void)secrets.Write(SitePasswordKey(record->strName), request.site.strPassword, strError);

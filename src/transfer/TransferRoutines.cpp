@@ -107,6 +107,26 @@ CurlOutcome SendPathCommand(TransferContext& context, const QString& strVerb, co
     return context.connection.SendCommands({ strVerb + QLatin1Char(' ') + strPath });
 }
 
+// Names that some servers store otherwise than sent: spaces or a dot at either end, and anything beyond plain
+// ASCII, which a server in another character set turns into other bytes.
+bool ServerMayChangeName(const QString& strName)
+{
+    if (strName.startsWith(QLatin1Char(' ')) || strName.endsWith(QLatin1Char(' '))
+        || strName.endsWith(QLatin1Char('.'))) {
+        return true;
+    }
+    return std::any_of(strName.begin(), strName.end(), [](QChar ch) { return ch.unicode() > 0x7e; });
+}
+
+// After an upload of such a name, whether the server holds the file under it: SIZE answers "no such file" when
+// the server changed the name (the connection is in binary mode after the transfer, where SIZE is reliable).
+bool ServerKeptName(TransferContext& context, const QString& strRemote)
+{
+    const QString strCommand = QStringLiteral("SIZE ") + strRemote;
+    const CurlOutcome asked = context.connection.SendCommands({ strCommand });
+    return asked.bOk || !asked.bServerRefused || asked.nReplyCode != 550 || asked.strRefusedCommand != strCommand;
+}
+
 // Removes a remote link as a link: DELE names the link itself on every server that keeps links; RMD is for
 // the few that list a link to a folder as a folder and remove it only that way. Neither enters it.
 int RemoveRemoteLink(TransferContext& context, const QString& strPath)
@@ -137,10 +157,15 @@ bool IsSendableName(const QString& strName)
 
 QString UploadWorkingName(const QString& strName)
 {
-    // Unique per upload; the name's own end is kept short enough that the whole fits in 255 bytes.
+    // Unique per upload; the name's own end is kept short enough that the whole fits in 255 bytes. Trailing spaces
+    // and dots are left off: servers drop or replace them (Windows, Pure-FTPd), and the rename would then miss
+    // the working file and leave it behind.
     const QString strUnique
         = kUploadWorkingPrefix + QString::number(QRandomGenerator::global()->generate64(), 16) + QLatin1Char('-');
     QString strTail = strName;
+    while (strTail.endsWith(QLatin1Char(' ')) || strTail.endsWith(QLatin1Char('.'))) {
+        strTail.chop(1);
+    }
     while (!strTail.isEmpty() && NameToBytes(strUnique + strTail).size() > 255) {
         strTail.chop(1);
     }
@@ -316,6 +341,13 @@ int UploadFile(
                            "rename, turn off uploading through a working name for it).",
                     strRemote, renamed.strError.trimmed()));
         }
+    }
+    if (ServerMayChangeName(strName) && !ServerKeptName(context, strRemote)) {
+        return Fail(context,
+            FormatText("The server stored the upload of %s under another name: it does not keep this name as it is "
+                       "(spaces or a dot at an end, or letters of another character set). Look for the file in %s "
+                       "and give it a name the server keeps.",
+                strRemote, strRemoteFolder));
     }
     return TRANSFER_DONE;
 }

@@ -34,6 +34,7 @@ TEST(SiteRecords, RoundTripThroughTheSettingsWithAnyNameAndNoPasswordInThem)
     record.strLocalFolder = QStringLiteral("/home/me/shop");
     record.security = SiteSecurity::ExplicitTls;
     record.strPinnedKey = QStringLiteral("sha256//abc=");
+    record.nTimeOffsetMinutes = -330;
     ASSERT_EQ(CheckSiteRecord(record), QString());
     EXPECT_EQ(record.strInitialPath, QStringLiteral("/pub/www")) << "normalised as the session does";
     sites.Write(record);
@@ -60,6 +61,9 @@ TEST(SiteRecords, RoundTripThroughTheSettingsWithAnyNameAndNoPasswordInThem)
     EXPECT_EQ(read->strLocalFolder, record.strLocalFolder);
     EXPECT_EQ(read->security, SiteSecurity::ExplicitTls);
     EXPECT_EQ(read->strPinnedKey, record.strPinnedKey);
+    EXPECT_EQ(read->nTimeOffsetMinutes, -330);
+    EXPECT_EQ(RequestForSite(*read, {}).site.nTimeOffsetMinutes, -330);
+    EXPECT_FALSE(again.Read(QStringLiteral("another"))->nTimeOffsetMinutes) << "found by each session";
     EXPECT_FALSE(ReadFileBytes(reread.Location()).contains("pa55-w0rd-XYZ"));
 
     CSiteStore(reread).Remove(record.strName);
@@ -143,6 +147,7 @@ TEST(FileZillaImport, FtpSitesWithTheirFoldersComeOverAndOthersAreNamed)
       <User>shopkeeper</User><Pass encoding="base64">czNjcjN0</Pass><Logontype>1</Logontype>
       <PasvMode>MODE_ACTIVE</PasvMode><Name>Shop</Name>
       <RemoteDir>1 0 3 www 9 html docs</RemoteDir><LocalDir>/home/me/shop</LocalDir>
+      <TimezoneOffset>120</TimezoneOffset>
     </Server>
     <Folder expanded="1">Clients
       <Server>
@@ -167,6 +172,8 @@ TEST(FileZillaImport, FtpSitesWithTheirFoldersComeOverAndOthersAreNamed)
     EXPECT_FALSE(shop.bPassive);
     EXPECT_EQ(shop.strInitialPath, QStringLiteral("/www/html docs"));
     EXPECT_EQ(shop.strLocalFolder, QStringLiteral("/home/me/shop"));
+    EXPECT_EQ(shop.nTimeOffsetMinutes, 120);
+    EXPECT_FALSE(import.sites[1].record.nTimeOffsetMinutes) << "no offset given: found by each session";
     EXPECT_EQ(import.sites[0].strPassword, QStringLiteral("s3cr3t"));
     const SiteRecord& drop = import.sites[1].record;
     EXPECT_EQ(drop.strName, QStringLiteral("Clients/Drop"));

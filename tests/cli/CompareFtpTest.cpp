@@ -4,6 +4,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTimeZone>
 
 #include <gmock/gmock.h>
 
@@ -122,6 +123,49 @@ TEST(CompareFtpTimes, ASameSizeChangeWithinTheMinuteShowsWithMlsdAndIsNotedWitho
             EXPECT_THAT(item[QStringLiteral("note")].toString(), QHasSubstr("to the minute only"));
         }
     }
+}
+
+// pyftpdlib lists its times in UTC; a user in India sees them 5:30 off unless MDTM shows how far the listing's
+// clock is from theirs.
+TEST(CompareFtpTimes, ListTimesOfAServerInAnotherZoneAreShownInTheUsersOwn)
+{
+    CFtpTestServer server;
+    ASSERT_TRUE(server.Start(CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--no-mlsd") }))
+        << server.Error().toStdString();
+    const QString strLocal = MakeTestFolder(QStringLiteral("zone-local"));
+    const QString strRemote = server.Root() + QStringLiteral("/site/page.html");
+    WriteFileBytes(strRemote, "page");
+    QDateTime when = QDateTime::currentDateTimeUtc().addDays(-2);
+    when.setTime(QTime(when.time().hour(), when.time().minute(), 30));
+    ASSERT_TRUE(SetModified(strRemote, when));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QUORVEL_PASSWORD"), QString::fromLatin1(CFtpTestServer::kPassword));
+    environment.insert(QStringLiteral("XDG_CACHE_HOME"), MakeTestFolder(QStringLiteral("zone-cache")));
+    environment.insert(QStringLiteral("TZ"), QStringLiteral("Asia/Kolkata"));
+    const CliRun run
+        = RunCli({ QStringLiteral("compare"), QStringLiteral("--json"), QStringLiteral("--trace"), strLocal,
+                     QStringLiteral("ftp://%1@127.0.0.1:%2/site")
+                         .arg(QString::fromLatin1(CFtpTestServer::kUser))
+                         .arg(server.Port()) },
+            environment);
+    const QJsonObject item = QJsonDocument::fromJson(run.strOut.toUtf8())[QStringLiteral("items")][0].toObject();
+    // The listing's times of day stay an hour early, as they always are.
+    const QString strExpected
+        = when.addSecs(-3600).toTimeZone(QTimeZone("Asia/Kolkata")).toString(QStringLiteral("MM/dd/yyyy HH:mm"));
+    EXPECT_EQ(item[QStringLiteral("right")][QStringLiteral("time")].toString(), strExpected)
+        << run.strErr.toStdString();
+    EXPECT_THAT(run.strErr, QHasSubstr("+5:30 hours off this computer's clock"));
+
+    // A site's own offset is taken as it is, and nothing is asked.
+    const CliRun given = RunCli({ QStringLiteral("compare"), QStringLiteral("--json"), QStringLiteral("--trace"),
+                                    QStringLiteral("--time-offset"), QStringLiteral("0"), strLocal,
+                                    QStringLiteral("ftp://%1@127.0.0.1:%2/site")
+                                        .arg(QString::fromLatin1(CFtpTestServer::kUser))
+                                        .arg(server.Port()) },
+        environment);
+    EXPECT_THAT(given.strErr.toStdString(), testing::Not(testing::HasSubstr("> MDTM")));
+    const QJsonObject asListed = QJsonDocument::fromJson(given.strOut.toUtf8())[QStringLiteral("items")][0].toObject();
+    EXPECT_NE(asListed[QStringLiteral("right")][QStringLiteral("time")].toString(), strExpected);
 }
 
 } // namespace

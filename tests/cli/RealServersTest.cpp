@@ -183,6 +183,27 @@ TEST_P(RealServers, ALinkToItsOwnFolderLeavesTheServerWholeOnAnUploadWithDelete)
         QFileInfo(Remote(QStringLiteral("/x"))).exists() && !QFileInfo(Remote(QStringLiteral("/x"))).isSymLink());
 }
 
+// Pure-FTPd replaces a trailing space, the Windows server drops it: the user hears of it, and no working file of
+// the upload stays behind.
+TEST_P(RealServers, ANameTheServerChangesIsReportedAndNoWorkingFileStays)
+{
+    WriteFileBytes(Local(QStringLiteral("/trailing space.txt ")), "t");
+    WriteFileBytes(Local(QStringLiteral("/  leading spaces.txt")), "l");
+    const CliRun run = Run(QStringLiteral("sync"), { QStringLiteral("--upload") });
+    const QStringList stored = QDir(Remote(QString())).entryList(QDir::Files | QDir::Hidden);
+    for (const QString& strName : { QStringLiteral("trailing space.txt "), QStringLiteral("  leading spaces.txt") }) {
+        if (!stored.contains(strName)) {
+            EXPECT_THAT(run.strErr.toStdString() + run.strOut.toStdString(),
+                HasSubstr(
+                    QString(QStringLiteral("/site/") + strName + QStringLiteral(" under another name")).toStdString()))
+                << stored.join(QLatin1Char('|')).toStdString();
+        }
+    }
+    for (const QString& strName : stored) {
+        EXPECT_FALSE(strName.startsWith(QStringLiteral(".quorvel-upload-"))) << strName.toStdString();
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Servers, RealServers,
     testing::Values(ServerUnderTest { "pyftpdlib_MLSD", CFtpTestServer::Kind::Pyftpdlib, {}, "MLSD" },
         ServerUnderTest { "pyftpdlib_LIST", CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--no-mlsd") }, "LIST" },
