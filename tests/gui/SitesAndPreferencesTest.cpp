@@ -138,6 +138,18 @@ TEST_F(SitesAndPreferences, TheSiteManagerKeepsPasswordsOutOfTheSettingsTestsAnd
         pSecrets->Read(QStringLiteral("site:Loopback"), strError), QString::fromLatin1(CFtpTestServer::kPassword));
     EXPECT_FALSE(ReadFileBytes(CSettingsStore().Location()).contains(CFtpTestServer::kPassword));
     EXPECT_EQ(CSettingsStore().ReadString("Settings", "LastSelectedSite"), QStringLiteral("Loopback"));
+    {
+        CSettingsStore saved;
+        EXPECT_FALSE(CSiteStore(saved).Read(QStringLiteral("Loopback"))->nTimeOffsetMinutes)
+            << "unless set, each session finds the server's time offset";
+    }
+    auto* pOffset = dialog.findChild<QSpinBox*>(QStringLiteral("timeOffset"));
+    pOffset->setValue(-60);
+    ASSERT_TRUE(dialog.SaveCurrent());
+    dialog.SelectSite(QStringLiteral("Loopback"));
+    EXPECT_EQ(pOffset->value(), -60);
+    pOffset->setValue(pOffset->minimum());
+    ASSERT_TRUE(dialog.SaveCurrent());
 
     QSignalSpy tested(&dialog, &CSiteManagerDialog::TestFinished);
     dialog.findChild<QPushButton*>(QStringLiteral("testConnection"))->click();

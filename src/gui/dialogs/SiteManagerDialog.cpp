@@ -157,6 +157,12 @@ QWidget* CSiteManagerDialog::BuildForm()
         QStringLiteral("Implicit TLS (ftps://)") });
     m_pPinnedKey = edit("pinnedKey");
     m_pPinnedKey->setPlaceholderText(QStringLiteral("sha256//... (optional: trust this key only)"));
+    m_pTimeOffset = spin("timeOffset", -kMaxTimeOffsetMinutes - 1, kMaxTimeOffsetMinutes);
+    m_pTimeOffset->setSingleStep(15);
+    m_pTimeOffset->setSuffix(QStringLiteral(" min"));
+    m_pTimeOffset->setSpecialValueText(QStringLiteral("Automatic (asked with MDTM)"));
+    m_pTimeOffset->setToolTip(QStringLiteral("Minutes added to the times the server lists, for a server that lists "
+                                             "in another time zone"));
 
     pLayout->addRow(QStringLiteral("Profile &Name:"), m_pName);
     pLayout->addRow(QStringLiteral("&Host Address:"), m_pHost);
@@ -183,6 +189,7 @@ QWidget* CSiteManagerDialog::BuildForm()
     pLayout->addRow(QStringLiteral("Lo&cal Folder:"), pLocalRow);
     pLayout->addRow(QStringLiteral("S&ecurity:"), m_pSecurity);
     pLayout->addRow(QStringLiteral("Pinned &Key:"), m_pPinnedKey);
+    pLayout->addRow(QStringLiteral("Time O&ffset:"), m_pTimeOffset);
     m_pTest = Button(QStringLiteral("&Test Connection"), "testConnection", pForm);
     connect(m_pTest, &QPushButton::clicked, this, &CSiteManagerDialog::TestConnection);
     pLayout->addRow(m_pTest);
@@ -233,6 +240,7 @@ void CSiteManagerDialog::ShowRecord(const SiteRecord& record)
         m_pSecurity->setCurrentIndex(static_cast<int>(record.security));
     }
     m_pPinnedKey->setText(record.strPinnedKey);
+    m_pTimeOffset->setValue(record.nTimeOffsetMinutes.value_or(m_pTimeOffset->minimum()));
     m_pPassword->clear();
     m_pPassword->setPlaceholderText({});
     SetStatus({});
@@ -272,6 +280,9 @@ std::optional<SiteRecord> CSiteManagerDialog::CheckedRecord()
     record.strLocalFolder = m_pLocalFolder->text().trimmed();
     record.security = static_cast<SiteSecurity>(m_pSecurity->currentIndex());
     record.strPinnedKey = m_pPinnedKey->text().trimmed();
+    if (m_pTimeOffset->value() != m_pTimeOffset->minimum()) {
+        record.nTimeOffsetMinutes = m_pTimeOffset->value();
+    }
     if (const QString strWhy = CheckSiteRecord(record); !strWhy.isEmpty()) {
         SetStatus(strWhy);
         return std::nullopt;

@@ -76,6 +76,7 @@ private:
     QSpinBox* m_pRetries;
     QSpinBox* m_pRetryDelay;
     QSpinBox* m_pMaxSize;
+    QSpinBox* m_pTimeOffset; // its minimum stands for "found by each session"
     QLineEdit* m_pLocalFolder;
     QComboBox* m_pSecurity;
     QLineEdit* m_pPinnedKey;
