@@ -63,6 +63,25 @@ std::optional<QString> ReadRemoteDir(const QString& strText)
     return QLatin1Char('/') + parts.join(QLatin1Char('/'));
 }
 
+// FileZilla's "Auto", "UTF-8", or "Custom" with a code page's name; a custom one not known here stays automatic.
+NameCharset CharsetOf(const QString& strType, const QString& strCustom)
+{
+    if (strType.compare(QLatin1String("UTF-8"), Qt::CaseInsensitive) == 0) {
+        return NameCharset::Utf8;
+    }
+    if (strType.compare(QLatin1String("Custom"), Qt::CaseInsensitive) != 0) {
+        return NameCharset::Automatic;
+    }
+    const QString strName = strCustom.toLower().remove(QLatin1Char('-')).remove(QLatin1Char('_'));
+    if (strName == QLatin1String("iso88591") || strName == QLatin1String("latin1")) {
+        return NameCharset::Latin1;
+    }
+    if (strName == QLatin1String("windows1252") || strName == QLatin1String("cp1252")) {
+        return NameCharset::Windows1252;
+    }
+    return strName == QLatin1String("utf8") ? NameCharset::Utf8 : NameCharset::Automatic;
+}
+
 struct ServerFields
 {
     QString strHost;
@@ -77,6 +96,8 @@ struct ServerFields
     QString strRemoteDir;
     QString strLocalDir;
     QString strTimezoneOffset;
+    QString strEncodingType;
+    QString strCustomEncoding;
 };
 
 // Reads the elements of one <Server> up to its end tag.
@@ -108,6 +129,10 @@ ServerFields ReadServer(QXmlStreamReader& xml)
             fields.strRemoteDir = strText;
         } else if (name == QLatin1String("LocalDir")) {
             fields.strLocalDir = strText;
+        } else if (name == QLatin1String("EncodingType")) {
+            fields.strEncodingType = strText.trimmed();
+        } else if (name == QLatin1String("CustomEncoding")) {
+            fields.strCustomEncoding = strText.trimmed();
         } else if (name == QLatin1String("TimezoneOffset")) {
             fields.strTimezoneOffset = strText.trimmed();
         }
@@ -144,6 +169,7 @@ void AddServer(const ServerFields& fields, const QString& strFolder, SiteImport&
     record.strLocalFolder = fields.strLocalDir;
     // FileZilla's offset, in minutes, is added to the listed times as ours is; its 0 is "as listed", which here
     // is left to the session to find.
+    record.charset = CharsetOf(fields.strEncodingType, fields.strCustomEncoding);
     bool bOffset = false;
     const int nOffset = fields.strTimezoneOffset.toInt(&bOffset);
     if (bOffset && nOffset != 0 && std::abs(nOffset) <= kMaxTimeOffsetMinutes) {

@@ -161,6 +161,7 @@ OpenRequest RequestForSite(const SiteRecord& record, const QString& strPassword)
     site.bExplicitTls = record.security == SiteSecurity::ExplicitTls;
     site.strPinnedPublicKey = record.strPinnedKey;
     site.nTimeOffsetMinutes = record.nTimeOffsetMinutes;
+    site.charset = record.charset;
     return request;
 }
 
@@ -210,6 +211,7 @@ std::optional<SiteRecord> CSiteStore::Read(const QString& strName) const
     if (bOffsetGiven && std::abs(nOffset) <= kMaxTimeOffsetMinutes) {
         record.nTimeOffsetMinutes = nOffset;
     }
+    record.charset = NameCharsetFromWord(text("Charset")).value_or(NameCharset::Automatic);
     return record;
 }
 
@@ -234,6 +236,9 @@ void CSiteStore::Write(const SiteRecord& record)
     put("PinnedKey", record.strPinnedKey);
     if (record.nTimeOffsetMinutes) {
         put("TimeOffsetMinutes", *record.nTimeOffsetMinutes);
+    }
+    if (record.charset != NameCharset::Automatic) {
+        put("Charset", NameCharsetWord(record.charset));
     }
 }
 

@@ -38,6 +38,7 @@ struct SiteRecord
     QString strPinnedKey; // "sha256//<base64>", or empty
     // Minutes added to the times of day the server's LIST gives; absent, each session finds them with MDTM.
     std::optional<int> nTimeOffsetMinutes;
+    NameCharset charset = NameCharset::Automatic;
 };
 
 // Checks a record as the site manager saves it, normalising its host and initial path on the way; an error

@@ -48,6 +48,8 @@ Options for an FTP folder (credentials as for quorvel-cli raw: QUORVEL_PASSWORD,
   --trace             print every FTP command and reply to standard error
   --time-offset MIN   add MIN minutes to the times of day LIST gives (a server listing in another time
                       zone); without it, the offset is found once per session with MDTM
+  --charset WORD      how the server writes names: auto (as sent, the default), utf-8, or latin-1 or
+                      windows-1252 for a server that reads and lists names in that code page
   --password-file F, --active, --explicit-tls, --pin sha256//KEY, --retries N, --retry-delay S
                       as for quorvel-cli raw
 

@@ -35,7 +35,8 @@ std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype
         options.site.bExplicitTls = true;
     } else if (argument == QStringLiteral("--cache-kb") || argument == QStringLiteral("--retries")
         || argument == QStringLiteral("--retry-delay") || argument == QStringLiteral("--password-file")
-        || argument == QStringLiteral("--pin") || argument == QStringLiteral("--time-offset")) {
+        || argument == QStringLiteral("--pin") || argument == QStringLiteral("--time-offset")
+        || argument == QStringLiteral("--charset")) {
         if (i + 1 >= arguments.size()) {
             return FormatText("%s needs a value.", argument);
         }
@@ -48,6 +49,12 @@ std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype
         } else if (argument == QStringLiteral("--cache-kb")) {
             options.nCacheKb = strValue.toLongLong(&bOk);
             bOk = bOk && options.nCacheKb >= 0;
+        } else if (argument == QStringLiteral("--charset")) {
+            const std::optional<NameCharset> charset = NameCharsetFromWord(strValue);
+            if (!charset) {
+                return FormatText("%s is auto, utf-8, latin-1 or windows-1252.", argument);
+            }
+            options.site.charset = *charset;
         } else if (argument == QStringLiteral("--time-offset")) {
             options.site.nTimeOffsetMinutes = strValue.toInt(&bOk);
             if (!bOk || std::abs(*options.site.nTimeOffsetMinutes) > kMaxTimeOffsetMinutes) {

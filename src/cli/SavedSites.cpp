@@ -18,6 +18,7 @@ namespace {
 
 constexpr const char* kUsage = R"(Usage: quorvel-cli sites
        quorvel-cli sites add NAME URL [--local DIR] [--password-stdin] [--time-offset MINUTES]
+                             [--charset auto|utf-8|latin-1|windows-1252]
        quorvel-cli sites remove NAME
        quorvel-cli sites import FILE [--with-passwords]
 
@@ -31,6 +32,8 @@ as site:NAME wherever a command takes an FTP URL (compare, sync, raw).
                        secret store (never in the settings)
   --time-offset MINUTES  add this to the times of day the server's LIST gives (a server listing in another
                        time zone); without it each session finds the offset by asking MDTM about one file
+  --charset WORD       how the server writes names: auto (as sent, the default), utf-8, or latin-1 or
+                       windows-1252 for a server that reads and lists names in that code page
   remove NAME          forget the site and its stored password
   import FILE          add the FTP sites of FileZilla's sitemanager.xml; a name taken already gets a
                        number, as in NAME (2)
@@ -72,11 +75,19 @@ int AddSite(CSiteStore& sites, CSettingsStore& store, const QStringList& argumen
     QString strLocal;
     bool bPasswordStdin = false;
     std::optional<int> nTimeOffset;
+    NameCharset charset = NameCharset::Automatic;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         if (arguments[i] == QStringLiteral("--local") && i + 1 < arguments.size()) {
             strLocal = arguments[++i];
         } else if (arguments[i] == QStringLiteral("--password-stdin")) {
             bPasswordStdin = true;
+        } else if (arguments[i] == QStringLiteral("--charset") && i + 1 < arguments.size()) {
+            const std::optional<NameCharset> given = NameCharsetFromWord(arguments[++i]);
+            if (!given) {
+                PrintError(QStringLiteral("quorvel-cli sites add: --charset is auto, utf-8, latin-1 or windows-1252."));
+                return kExitError;
+            }
+            charset = *given;
         } else if (arguments[i] == QStringLiteral("--time-offset") && i + 1 < arguments.size()) {
             bool bOk = false;
             nTimeOffset = arguments[++i].toInt(&bOk);
@@ -104,6 +115,7 @@ int AddSite(CSiteStore& sites, CSettingsStore& store, const QStringList& argumen
     }
     record->strLocalFolder = strLocal;
     record->nTimeOffsetMinutes = nTimeOffset;
+    record->charset = charset;
     sites.Write(*record);
     if (!store.Sync()) {
         PrintError(FormatText("quorvel-cli sites add: the settings in %s cannot be written.", store.Location()));
@@ -220,6 +232,9 @@ QString ResolveSavedSite(FtpSite& site, long long* pCacheKb)
     site.strPinnedPublicKey = saved.strPinnedPublicKey;
     if (!site.nTimeOffsetMinutes) {
         site.nTimeOffsetMinutes = saved.nTimeOffsetMinutes;
+    }
+    if (site.charset == NameCharset::Automatic) {
+        site.charset = saved.charset;
     }
     if (pCacheKb != nullptr && *pCacheKb < 0) {
         *pCacheKb = record->nMaxDownloadKb;

@@ -38,7 +38,7 @@ Options:
   --dry-run               print what would be done and change nothing
   --delete                also delete what exists only on the target side (never the default)
   --jobs N                copy on N connections at once (default: the "MaxFtpConnections" setting less one)
-  --cache-kb N, --refresh-all, --no-server-checksums, --trace, --time-offset MIN, --password-file F, --active, --explicit-tls, --pin sha256//KEY,
+  --cache-kb N, --refresh-all, --no-server-checksums, --trace, --time-offset MIN, --charset WORD, --password-file F, --active, --explicit-tls, --pin sha256//KEY,
   --retries N, --retry-delay S
                           as for quorvel-cli compare
   -h, --help              show this help

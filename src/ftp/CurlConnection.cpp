@@ -107,22 +107,23 @@ public:
     CHandle(const CHandle&) = delete;
     CHandle& operator=(const CHandle&) = delete;
 
-    void SetCustomRequest(const QString& strCommand)
+    // Commands are checked for their character set before they get here (CCurlConnection::Unsendable).
+    void SetCustomRequest(const QString& strCommand, NameCharset charset = NameCharset::Automatic)
     {
-        customRequest = NameToBytes(strCommand);
+        customRequest = EncodeServerText(strCommand, charset).value_or(QByteArray());
         if (pCurl != nullptr) {
             curl_easy_setopt(pCurl, CURLOPT_CUSTOMREQUEST, strCommand.isEmpty() ? nullptr : customRequest.constData());
         }
     }
 
-    void SetQuote(const QStringList& commands)
+    void SetQuote(const QStringList& commands, NameCharset charset = NameCharset::Automatic)
     {
         if (pQuote != nullptr) {
             curl_slist_free_all(pQuote);
             pQuote = nullptr;
         }
         for (const QString& command : commands) {
-            pQuote = curl_slist_append(pQuote, NameToBytes(command).constData());
+            pQuote = curl_slist_append(pQuote, EncodeServerText(command, charset).value_or(QByteArray()).constData());
         }
         if (pCurl != nullptr) {
             curl_easy_setopt(pCurl, CURLOPT_QUOTE, pQuote);
@@ -339,10 +340,10 @@ void CCurlConnection::Prepare(const QStringList& quote, bool bNoBody, const QStr
     }
     // libcurl never changes folders by itself here (no CWD of its own): every command is one of ours, and
     // names its folder, so that a connection libcurl replaced on the way runs it in the same place.
-    m_pHandle->SetQuote(quote);
+    m_pHandle->SetQuote(quote, m_endpoint.charset);
     curl_easy_setopt(pCurl, CURLOPT_URL, ServerUrl().toUtf8().constData());
     curl_easy_setopt(pCurl, CURLOPT_NOBODY, bNoBody ? 1L : 0L);
-    m_pHandle->SetCustomRequest(strDataCommand);
+    m_pHandle->SetCustomRequest(strDataCommand, m_endpoint.charset);
 }
 
 void CCurlConnection::JudgeReplies(CurlOutcome& outcome, const QStringList& commands) const
@@ -404,7 +405,7 @@ void CCurlConnection::OnDebug(int nType, const char* pData, size_t nSize)
     if (nType != CURLINFO_TEXT && nType != CURLINFO_HEADER_IN && nType != CURLINFO_HEADER_OUT) {
         return;
     }
-    QString strText = NameFromBytes(QByteArrayView(pData, static_cast<qsizetype>(nSize)));
+    QString strText = DecodeServerText(QByteArrayView(pData, static_cast<qsizetype>(nSize)), m_endpoint.charset);
     while (strText.endsWith(QLatin1Char('\n')) || strText.endsWith(QLatin1Char('\r'))) {
         strText.chop(1);
     }
@@ -586,6 +587,9 @@ CurlOutcome CCurlConnection::Connect(const QString& strFolder, const std::atomic
         return refused;
     }
     const QStringList quote = strFolder.isEmpty() ? QStringList() : QStringList { QStringLiteral("CWD ") + strFolder };
+    if (std::optional<CurlOutcome> refused = Unsendable(quote)) {
+        return std::move(*refused);
+    }
     QStringList options;
     for (const QString& strOption : m_endpoint.sessionOptions) {
         options.append(QLatin1Char('*') + strOption);
@@ -594,6 +598,25 @@ CurlOutcome CCurlConnection::Connect(const QString& strFolder, const std::atomic
     CurlOutcome outcome = Perform(pCancel);
     JudgeReplies(outcome, quote);
     return outcome;
+}
+
+QString CCurlConnection::UnsendableText(const QString& strText) const
+{
+    return FormatText("\"%s\" cannot be written in the site's character set (%s), so it is not sent: another "
+                      "name would stand for it on the server.",
+        EscapeControlCharacters(strText), NameCharsetTitle(m_endpoint.charset));
+}
+
+std::optional<CurlOutcome> CCurlConnection::Unsendable(const QStringList& commands) const
+{
+    for (const QString& strCommand : commands) {
+        if (!EncodeServerText(strCommand, m_endpoint.charset)) {
+            CurlOutcome outcome;
+            outcome.strError = UnsendableText(strCommand);
+            return outcome;
+        }
+    }
+    return std::nullopt;
 }
 
 CurlOutcome CCurlConnection::SendCommands(const QStringList& commands, const QString& strFolder)
@@ -606,6 +629,9 @@ CurlOutcome CCurlConnection::SendCommands(const QStringList& commands, const QSt
     }
     for (const QString& strCommand : commands) {
         quote.append(QLatin1Char('*') + strCommand);
+    }
+    if (std::optional<CurlOutcome> refused = Unsendable(quote)) {
+        return std::move(*refused);
     }
     Prepare(quote, true, {});
     CurlOutcome outcome = Perform(nullptr);
@@ -620,6 +646,9 @@ CurlOutcome CCurlConnection::SendDataCommand(
     // The folder is changed to in the same request: the command runs where the CWD put it, on whichever
     // connection libcurl used, and a folder that cannot be entered stops it.
     const QStringList quote = strFolder.isEmpty() ? QStringList() : QStringList { QStringLiteral("CWD ") + strFolder };
+    if (std::optional<CurlOutcome> refused = Unsendable(quote + QStringList { strCommand })) {
+        return std::move(*refused);
+    }
     Prepare(quote, false, strCommand);
     CurlOutcome outcome = Perform(pCancel);
     // libcurl takes "450" to a LIST for an empty folder; it is a listing that failed.
@@ -645,9 +674,13 @@ bool CCurlConnection::PrepareFileTransfer(const QString& strFolder, const QStrin
         strPath += QLatin1Char('/');
     }
     strPath += strName;
-    const QByteArray path = NameToBytes(strPath);
+    const std::optional<QByteArray> path = EncodeServerText(strPath, m_endpoint.charset);
+    if (!path) {
+        outcome.strError = UnsendableText(strPath);
+        return false;
+    }
     const QByteArray encoded
-        = path.startsWith('/') ? "%2F" + path.mid(1).toPercentEncoding("/") : path.toPercentEncoding("/");
+        = path->startsWith('/') ? "%2F" + path->mid(1).toPercentEncoding("/") : path->toPercentEncoding("/");
     curl_easy_setopt(pCurl, CURLOPT_URL, QByteArray(ServerUrl().toUtf8() + encoded).constData());
     curl_easy_setopt(pCurl, CURLOPT_NOBODY, 0L);
     return true;

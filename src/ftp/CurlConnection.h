@@ -2,11 +2,14 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
+
+#include "ftp/NameCharset.h"
 
 // Whether a web address answers at all (any HTTP status); used to tell a dead site from a dead network.
 bool ProbeUrl(const QString& strUrl, int nTimeoutSeconds);
@@ -26,6 +29,7 @@ struct FtpEndpoint
     // Sent on every connection after log-on (OPTS UTF8 ON, OPTS MLST ...): what the session chose from the
     // server's features. A refusal is no failure; the session works without it.
     QStringList sessionOptions;
+    NameCharset charset = NameCharset::Automatic;
 };
 
 // Why a user name or password cannot be sent (a line break or NUL would let it carry commands of its
@@ -149,6 +153,9 @@ private:
     QString ServerUrl() const;
     // quote: the commands sent before the request's own, a leading "*" letting one fail without stopping it.
     void Prepare(const QStringList& quote, bool bNoBody, const QString& strDataCommand);
+    // A failure for the first command the site's character set cannot write, or nothing when all can be sent.
+    [[nodiscard]] std::optional<CurlOutcome> Unsendable(const QStringList& commands) const;
+    [[nodiscard]] QString UnsendableText(const QString& strText) const;
     // The first of the request's commands (of quote) that the server refused, as the outcome says it.
     void JudgeReplies(CurlOutcome& outcome, const QStringList& quote) const;
 

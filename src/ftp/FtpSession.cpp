@@ -143,6 +143,7 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
     m_endpoint.bPassive = site.bPassive.value_or(bDefaultPassive);
     m_endpoint.nTimeoutSeconds = nTimeoutSeconds > 0 ? nTimeoutSeconds : 30;
     m_endpoint.strPinnedPublicKey = site.strPinnedPublicKey;
+    m_endpoint.charset = site.charset;
     m_strRemoteRoot = url->strFolder;
     m_bListsHiddenNames.reset();
     m_features = ServerFeatures {};
@@ -218,8 +219,9 @@ void CFtpSession::UseServerFeatures()
         m_features.bMlsd = false;
     }
     QStringList options;
-    if (m_features.bUtf8) {
-        // Servers that translate names (RFC 2640) do so only when asked; the others take it as a no-op.
+    if ((m_features.bUtf8 && m_endpoint.charset == NameCharset::Automatic) || m_endpoint.charset == NameCharset::Utf8) {
+        // Servers that translate names (RFC 2640) do so only when asked; the others take it as a no-op. A site set
+        // to a code page is not asked: its names are read and written in that code page.
         options.append(QStringLiteral("OPTS UTF8 ON"));
     }
     if (const QString strMlst = MlstOptionsCommand(m_features); m_features.bMlsd && !strMlst.isEmpty()) {
@@ -374,7 +376,8 @@ QString CFtpSession::FTPSendFtpCommand(const QString& strCommand, bool bResponse
     }
     QByteArray data;
     const CurlOutcome outcome = m_pConnection->SendDataCommand(strCommand, QString(), data);
-    return outcome.bOk ? NameFromBytes(data) : CommandError(strCommand, outcome, *m_pConnection, true);
+    return outcome.bOk ? DecodeServerText(data, m_endpoint.charset)
+                       : CommandError(strCommand, outcome, *m_pConnection, true);
 }
 
 QString CFtpSession::FTPSend2FtpCommands(
@@ -401,7 +404,7 @@ QString CFtpSession::FTPSend2FtpCommands(
     if (bData) {
         QByteArray data;
         outcome = m_pConnection->SendDataCommand(strSecond, strFolder, data, pCancel);
-        strResult = NameFromBytes(data);
+        strResult = DecodeServerText(data, m_endpoint.charset);
     } else {
         outcome = m_pConnection->SendCommands({ strSecond }, strFolder);
         strResult = m_pConnection->LastReply();

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include "ftp/NameCharset.h"
+
 // An FTP site as the user describes it. Unset values come from the settings at every open.
 struct FtpSite
 {
@@ -21,6 +23,7 @@ struct FtpSite
     // Minutes added to the times of day a LIST gives, for a server that lists in another time zone; absent, the
     // session finds them with MDTM.
     std::optional<int> nTimeOffsetMinutes;
+    NameCharset charset = NameCharset::Automatic;
 };
 
 // The parts of an FTP URL.

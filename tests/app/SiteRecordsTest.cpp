@@ -35,6 +35,7 @@ TEST(SiteRecords, RoundTripThroughTheSettingsWithAnyNameAndNoPasswordInThem)
     record.security = SiteSecurity::ExplicitTls;
     record.strPinnedKey = QStringLiteral("sha256//abc=");
     record.nTimeOffsetMinutes = -330;
+    record.charset = NameCharset::Windows1252;
     ASSERT_EQ(CheckSiteRecord(record), QString());
     EXPECT_EQ(record.strInitialPath, QStringLiteral("/pub/www")) << "normalised as the session does";
     sites.Write(record);
@@ -62,6 +63,7 @@ TEST(SiteRecords, RoundTripThroughTheSettingsWithAnyNameAndNoPasswordInThem)
     EXPECT_EQ(read->security, SiteSecurity::ExplicitTls);
     EXPECT_EQ(read->strPinnedKey, record.strPinnedKey);
     EXPECT_EQ(read->nTimeOffsetMinutes, -330);
+    EXPECT_EQ(read->charset, NameCharset::Windows1252);
     EXPECT_EQ(RequestForSite(*read, {}).site.nTimeOffsetMinutes, -330);
     EXPECT_FALSE(again.Read(QStringLiteral("another"))->nTimeOffsetMinutes) << "found by each session";
     EXPECT_FALSE(ReadFileBytes(reread.Location()).contains("pa55-w0rd-XYZ"));
@@ -147,7 +149,7 @@ TEST(FileZillaImport, FtpSitesWithTheirFoldersComeOverAndOthersAreNamed)
       <User>shopkeeper</User><Pass encoding="base64">czNjcjN0</Pass><Logontype>1</Logontype>
       <PasvMode>MODE_ACTIVE</PasvMode><Name>Shop</Name>
       <RemoteDir>1 0 3 www 9 html docs</RemoteDir><LocalDir>/home/me/shop</LocalDir>
-      <TimezoneOffset>120</TimezoneOffset>
+      <TimezoneOffset>120</TimezoneOffset><EncodingType>Custom</EncodingType><CustomEncoding>ISO-8859-1</CustomEncoding>
     </Server>
     <Folder expanded="1">Clients
       <Server>
@@ -173,6 +175,8 @@ TEST(FileZillaImport, FtpSitesWithTheirFoldersComeOverAndOthersAreNamed)
     EXPECT_EQ(shop.strInitialPath, QStringLiteral("/www/html docs"));
     EXPECT_EQ(shop.strLocalFolder, QStringLiteral("/home/me/shop"));
     EXPECT_EQ(shop.nTimeOffsetMinutes, 120);
+    EXPECT_EQ(shop.charset, NameCharset::Latin1);
+    EXPECT_EQ(import.sites[1].record.charset, NameCharset::Automatic);
     EXPECT_FALSE(import.sites[1].record.nTimeOffsetMinutes) << "no offset given: found by each session";
     EXPECT_EQ(import.sites[0].strPassword, QStringLiteral("s3cr3t"));
     const SiteRecord& drop = import.sites[1].record;

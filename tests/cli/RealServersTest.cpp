@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <dirent.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -213,5 +214,59 @@ INSTANTIATE_TEST_SUITE_P(Servers, RealServers,
         ServerUnderTest { "ProFTPD", CFtpTestServer::Kind::ProftpdDigest, {}, "MLSD" },
         ServerUnderTest { "PureFTPd", CFtpTestServer::Kind::PureFtpd, {}, "MLSD" }),
     [](const testing::TestParamInfo<ServerUnderTest>& server) { return std::string(server.param.pName); });
+
+// Names read from the disk's directory as bytes, whatever they are.
+QList<QByteArray> RawNames(const QString& strFolder)
+{
+    QList<QByteArray> names;
+    DIR* pDir = ::opendir(QFile::encodeName(strFolder).constData());
+    if (pDir == nullptr) {
+        return names;
+    }
+    while (const dirent* pEntry = ::readdir(pDir)) {
+        const QByteArray name(pEntry->d_name);
+        if (name != "." && name != "..") {
+            names.append(name);
+        }
+    }
+    ::closedir(pDir);
+    return names;
+}
+
+// A site set to Latin-1 writes and reads names in it, as a server in that code page keeps them; a name Latin-1
+// cannot write is refused, never sent with a stand-in.
+TEST(ServerCharset, ALatin1SiteKeepsAccentedNamesAndRefusesWhatLatin1CannotWrite)
+{
+    CFtpTestServer server;
+    ASSERT_TRUE(
+        server.Start(CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--encoding"), QStringLiteral("latin-1") }))
+        << server.Error().toStdString();
+    QDir().mkpath(server.Root() + QStringLiteral("/site"));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QUORVEL_PASSWORD"), QString::fromLatin1(CFtpTestServer::kPassword));
+    environment.insert(QStringLiteral("XDG_CACHE_HOME"), MakeTestFolder(QStringLiteral("charset-cache")));
+    const QString strUrl = QStringLiteral("ftp://%1@127.0.0.1:%2/site")
+                               .arg(QString::fromLatin1(CFtpTestServer::kUser))
+                               .arg(server.Port());
+    const QString strLocal = MakeTestFolder(QStringLiteral("charset-latin1"));
+    WriteFileBytes(strLocal + QStringLiteral("/café.html"), "cafe");
+    WriteFileBytes(strLocal + QStringLiteral("/snow ☃.txt"), "no Latin-1 for this");
+    const QStringList latin1 { QStringLiteral("--charset"), QStringLiteral("latin-1") };
+    const CliRun upload = RunCli(
+        QStringList { QStringLiteral("sync"), QStringLiteral("--upload") } + latin1 + QStringList { strLocal, strUrl },
+        environment);
+    EXPECT_EQ(RawNames(server.Root() + QStringLiteral("/site")), QList<QByteArray> { QByteArray("caf\xe9.html") })
+        << upload.strOut.toStdString() << upload.strErr.toStdString();
+    EXPECT_THAT(upload.strErr.toStdString() + upload.strOut.toStdString(),
+        HasSubstr("cannot be written in the site's character set (Latin-1 (ISO 8859-1))"));
+
+    QFile::remove(strLocal + QStringLiteral("/snow ☃.txt"));
+    const CliRun compare
+        = RunCli(QStringList { QStringLiteral("compare") } + latin1 + QStringList { strLocal, strUrl }, environment);
+    EXPECT_EQ(compare.nExit, 0) << compare.strOut.toStdString() << compare.strErr.toStdString();
+    EXPECT_THAT(compare.strOut.toStdString(), HasSubstr("1 same, 0 different"));
+    // Qt cannot name a file whose name is not UTF-8, so the test's own clean-up could not remove it.
+    ::unlink(QByteArray(QFile::encodeName(server.Root()) + "/site/caf\xe9.html").constData());
+}
 
 } // namespace

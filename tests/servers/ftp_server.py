@@ -247,6 +247,7 @@ def main():
                         help="what HASH offers, the first being its default")
     parser.add_argument("--throttle", type=int, default=0, help="bytes a second each data connection may move")
     parser.add_argument("--msdos-listing", action="store_true", help="LIST answers in the MS-DOS layout")
+    parser.add_argument("--encoding", help="read commands and write listings in this code page (latin-1 ...)")
     parser.add_argument("--no-mlsd", action="store_true", help="offer no MLST or MLSD, as vsftpd does")
     parser.add_argument("--hide-dot-files", action="store_true", help="list names beginning with a dot for LIST -a only")
     parser.add_argument("--rogue-active", action="store_true",
@@ -293,6 +294,10 @@ def main():
     handler.passive_ports = None
     # Names are bytes on a Unix server: those that are not UTF-8 travel as they are, as real servers send them.
     handler.unicode_errors = "surrogateescape"
+    if options.encoding:
+        # As Twisted's server by default: commands are read, and listings written, in a code page, while the
+        # disk keeps UTF-8.
+        handler.encoding = options.encoding
     if options.banner:
         handler.banner = options.banner.replace("\\r\\n", "\r\n")
     if options.idle_timeout:

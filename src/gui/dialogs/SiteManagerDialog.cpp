@@ -157,6 +157,14 @@ QWidget* CSiteManagerDialog::BuildForm()
         QStringLiteral("Implicit TLS (ftps://)") });
     m_pPinnedKey = edit("pinnedKey");
     m_pPinnedKey->setPlaceholderText(QStringLiteral("sha256//... (optional: trust this key only)"));
+    m_pCharset = new QComboBox(pForm);
+    m_pCharset->setObjectName(QStringLiteral("charset"));
+    for (const NameCharset charset :
+        { NameCharset::Automatic, NameCharset::Utf8, NameCharset::Latin1, NameCharset::Windows1252 }) {
+        m_pCharset->addItem(NameCharsetTitle(charset));
+    }
+    m_pCharset->setToolTip(QStringLiteral("How the server writes file names; choose a code page only for a server "
+                                          "that shows accented names garbled"));
     m_pTimeOffset = spin("timeOffset", -kMaxTimeOffsetMinutes - 1, kMaxTimeOffsetMinutes);
     m_pTimeOffset->setSingleStep(15);
     m_pTimeOffset->setSuffix(QStringLiteral(" min"));
@@ -190,6 +198,7 @@ QWidget* CSiteManagerDialog::BuildForm()
     pLayout->addRow(QStringLiteral("S&ecurity:"), m_pSecurity);
     pLayout->addRow(QStringLiteral("Pinned &Key:"), m_pPinnedKey);
     pLayout->addRow(QStringLiteral("Time O&ffset:"), m_pTimeOffset);
+    pLayout->addRow(QStringLiteral("Name Ch&arset:"), m_pCharset);
     m_pTest = Button(QStringLiteral("&Test Connection"), "testConnection", pForm);
     connect(m_pTest, &QPushButton::clicked, this, &CSiteManagerDialog::TestConnection);
     pLayout->addRow(m_pTest);
@@ -241,6 +250,7 @@ void CSiteManagerDialog::ShowRecord(const SiteRecord& record)
     }
     m_pPinnedKey->setText(record.strPinnedKey);
     m_pTimeOffset->setValue(record.nTimeOffsetMinutes.value_or(m_pTimeOffset->minimum()));
+    m_pCharset->setCurrentIndex(static_cast<int>(record.charset));
     m_pPassword->clear();
     m_pPassword->setPlaceholderText({});
     SetStatus({});
@@ -280,6 +290,7 @@ std::optional<SiteRecord> CSiteManagerDialog::CheckedRecord()
     record.strLocalFolder = m_pLocalFolder->text().trimmed();
     record.security = static_cast<SiteSecurity>(m_pSecurity->currentIndex());
     record.strPinnedKey = m_pPinnedKey->text().trimmed();
+    record.charset = static_cast<NameCharset>(m_pCharset->currentIndex());
     if (m_pTimeOffset->value() != m_pTimeOffset->minimum()) {
         record.nTimeOffsetMinutes = m_pTimeOffset->value();
     }

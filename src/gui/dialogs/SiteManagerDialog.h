@@ -77,6 +77,7 @@ private:
     QSpinBox* m_pRetryDelay;
     QSpinBox* m_pMaxSize;
     QSpinBox* m_pTimeOffset; // its minimum stands for "found by each session"
+    QComboBox* m_pCharset; // in the order of NameCharset
     QLineEdit* m_pLocalFolder;
     QComboBox* m_pSecurity;
     QLineEdit* m_pPinnedKey;
