@@ -12,8 +12,8 @@
 // LIST time hours off. MDTM gives one file's time exactly, in UTC: set against that file's listed time it tells
 // how far the listing's clock is from this computer's, once per session.
 
-// A file whose listed time has a time of day (not just a year), in the Unix layout, to ask MDTM about; null when
-// the listing has none.
+// A file whose listed time has a time of day (not just a year), in the Unix or MS-DOS layout, to ask MDTM about;
+// null when the listing has none.
 const FtpListEntry* ListTimeProbe(const std::vector<FtpListEntry>& entries);
 
 // The seconds to add to the listed times, from the probe's listed time and the server's MDTM reply

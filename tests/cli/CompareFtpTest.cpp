@@ -168,4 +168,33 @@ TEST(CompareFtpTimes, ListTimesOfAServerInAnotherZoneAreShownInTheUsersOwn)
     EXPECT_NE(asListed[QStringLiteral("right")][QStringLiteral("time")].toString(), strExpected);
 }
 
+// The Windows server lists in its own local time too, in the MS-DOS layout, whose times are read as listed.
+TEST(CompareFtpTimes, MsDosListTimesOfAServerInAnotherZoneAreShownInTheUsersOwn)
+{
+    CFtpTestServer server;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    ASSERT_TRUE(server.Start(CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--msdos-listing") }))
+        << server.Error().toStdString();
+    const QString strLocal = MakeTestFolder(QStringLiteral("dos-zone-local"));
+    const QString strRemote = server.Root() + QStringLiteral("/site/page.html");
+    WriteFileBytes(strRemote, "page");
+    QDateTime when = QDateTime::currentDateTimeUtc().addDays(-2);
+    when.setTime(QTime(when.time().hour(), when.time().minute(), 30));
+    ASSERT_TRUE(SetModified(strRemote, when));
+    environment.insert(QStringLiteral("QUORVEL_PASSWORD"), QString::fromLatin1(CFtpTestServer::kPassword));
+    environment.insert(QStringLiteral("XDG_CACHE_HOME"), MakeTestFolder(QStringLiteral("dos-zone-cache")));
+    // The server lists in the test's own zone; the user is in another.
+    environment.insert(QStringLiteral("TZ"), QStringLiteral("Pacific/Honolulu"));
+    const CliRun run
+        = RunCli({ QStringLiteral("compare"), QStringLiteral("--json"), QStringLiteral("--trace"), strLocal,
+                     QStringLiteral("ftp://%1@127.0.0.1:%2/site")
+                         .arg(QString::fromLatin1(CFtpTestServer::kUser))
+                         .arg(server.Port()) },
+            environment);
+    const QJsonObject item = QJsonDocument::fromJson(run.strOut.toUtf8())[QStringLiteral("items")][0].toObject();
+    EXPECT_EQ(item[QStringLiteral("right")][QStringLiteral("time")].toString(),
+        when.toTimeZone(QTimeZone("Pacific/Honolulu")).toString(QStringLiteral("MM/dd/yyyy HH:mm")))
+        << run.strErr.toStdString();
+}
+
 } // namespace

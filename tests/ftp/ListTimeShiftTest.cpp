@@ -41,16 +41,21 @@ TEST(ListTimeShift, OnlyFilesListedWithATimeOfDayAreProbedAndShifted)
     folder.isDirectory = true;
     FtpListEntry yearOnly = ListedAtTen(kTenUtc);
     yearOnly.timeOrYearText = QStringLiteral("2019");
-    FtpListEntry msdos = ListedAtTen(kTenUtc);
-    msdos.permissions.clear();
     FtpListEntry exact = ListedAtTen(kTenUtc);
     exact.bExactTime = true;
-    EXPECT_EQ(ListTimeProbe({ folder, yearOnly, msdos, exact }), nullptr);
+    EXPECT_EQ(ListTimeProbe({ folder, yearOnly, exact }), nullptr);
     EXPECT_FALSE(TakesListTimeShift(yearOnly));
     EXPECT_FALSE(TakesListTimeShift(exact));
     EXPECT_TRUE(TakesListTimeShift(folder));
     const std::vector<FtpListEntry> entries { folder, ListedAtTen(kTenUtc) };
     EXPECT_EQ(ListTimeProbe(entries), &entries[1]);
+
+    // The MS-DOS layout's times are read as listed, without the Unix layout's hour.
+    FtpListEntry msdos;
+    msdos.timeOrYearText = QStringLiteral("10:00");
+    msdos.modifiedTime = kTenUtc;
+    EXPECT_TRUE(TakesListTimeShift(msdos));
+    EXPECT_EQ(ListTimeShiftFrom(msdos, QStringLiteral("213 20200105043000")), -19800);
 }
 
 } // namespace
