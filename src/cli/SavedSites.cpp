@@ -219,22 +219,29 @@ QString ResolveSavedSite(FtpSite& site, long long* pCacheKb)
         QString strError;
         strPassword = MakeSystemCredentialStore()->Read(SitePasswordKey(strName), strError).value_or(QString());
     }
-    const FtpSite saved = RequestForSite(*record, strPassword).site;
-    site.strUrl = saved.strUrl;
-    site.strUser = saved.strUser;
-    site.strPassword = saved.strPassword;
-    site.nPort = saved.nPort;
-    site.bPassive = saved.bPassive;
-    site.strLocalFolder = saved.strLocalFolder;
-    site.nRetries = saved.nRetries;
-    site.nRetryDelaySeconds = saved.nRetryDelaySeconds;
-    site.bExplicitTls = saved.bExplicitTls;
-    site.strPinnedPublicKey = saved.strPinnedPublicKey;
-    if (!site.nTimeOffsetMinutes) {
-        site.nTimeOffsetMinutes = saved.nTimeOffsetMinutes;
+    // What the command line gave beside site:NAME wins over what the site keeps: an option is given when it
+    // differs from what no option leaves (passive mode, plain FTP, no pin, retries and offset unset).
+    const FtpSite given = site;
+    site = RequestForSite(*record, strPassword).site;
+    if (given.bPassive == false) {
+        site.bPassive = false;
     }
-    if (site.charset == NameCharset::Automatic) {
-        site.charset = saved.charset;
+    if (given.bExplicitTls) {
+        site.bExplicitTls = true;
+    }
+    if (!given.strPinnedPublicKey.isEmpty()) {
+        site.strPinnedPublicKey = given.strPinnedPublicKey;
+    }
+    for (const auto pField : { &FtpSite::nRetries, &FtpSite::nRetryDelaySeconds, &FtpSite::nTimeOffsetMinutes }) {
+        if ((given.*pField).has_value()) {
+            site.*pField = given.*pField;
+        }
+    }
+    if (given.charset != NameCharset::Automatic) {
+        site.charset = given.charset;
+    }
+    if (given.nMaxConnections) {
+        site.nMaxConnections = given.nMaxConnections;
     }
     if (pCacheKb != nullptr && *pCacheKb < 0) {
         *pCacheKb = record->nMaxDownloadKb;

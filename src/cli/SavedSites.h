@@ -6,7 +6,9 @@
 #include "ftp/FtpSite.h"
 
 // Turns "site:NAME" into the saved site's URL and settings, with its password from the system's secret
-// store when one is kept there; any other text is left alone. *pCacheKb gets the site's download limit.
+// store when one is kept there; any other text is left alone. Options given on the command line (--active,
+// --explicit-tls, --pin, --retries ...) stay as given. *pCacheKb gets the site's download limit unless one
+// was given.
 // An error sentence, or empty.
 QString ResolveSavedSite(FtpSite& site, long long* pCacheKb);
 

@@ -70,6 +70,32 @@ TEST_F(Sites, ASavedSiteIsUsedByNameAndItsPasswordComesFromTheUsualPlacesWithout
     EXPECT_EQ(RunCli({ QStringLiteral("sites") }, m_environment).strOut, QString());
 }
 
+// A saved site is the starting point: what the command line gives beside it is not silently dropped.
+TEST_F(Sites, OptionsGivenBesideASavedSiteWinOverWhatItKeeps)
+{
+    CFtpTestServer server;
+    ASSERT_TRUE(server.Start()) << server.Error().toStdString();
+    WriteFileBytes(server.Root() + QStringLiteral("/www/same.txt"), "same");
+    const QString strUrl = QStringLiteral("ftp://%1@127.0.0.1:%2/www")
+                               .arg(QString::fromLatin1(CFtpTestServer::kUser))
+                               .arg(server.Port());
+    ASSERT_EQ(RunCli({ QStringLiteral("sites"), QStringLiteral("add"), QStringLiteral("kept"), strUrl,
+                         QStringLiteral("--time-offset"), QStringLiteral("60") },
+                  m_environment)
+                  .nExit,
+        0);
+    QProcessEnvironment withPassword = m_environment;
+    withPassword.insert(QStringLiteral("QUORVEL_PASSWORD"), QString::fromLatin1(CFtpTestServer::kPassword));
+    const CliRun run
+        = RunCli({ QStringLiteral("compare"), QStringLiteral("--trace"), QStringLiteral("--active"),
+                     QStringLiteral("--retries"), QStringLiteral("1"), m_strLocal, QStringLiteral("site:kept") },
+            withPassword);
+    EXPECT_EQ(run.nExit, 0) << run.strErr.toStdString();
+    EXPECT_THAT(run.strErr, QHasSubstr("(Attempt 1 of 1)"));
+    EXPECT_THAT(run.strErr.toStdString(), testing::AnyOf(testing::HasSubstr("> PORT "), testing::HasSubstr("> EPRT ")));
+    EXPECT_THAT(run.strErr.toStdString(), testing::Not(testing::HasSubstr("> MDTM"))) << "the site's own offset";
+}
+
 TEST_F(Sites, AnAnonymousSiteLogsOnWithTheEmailAddress)
 {
     CFtpTestServer server;
