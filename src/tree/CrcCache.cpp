@@ -170,7 +170,7 @@ QString CCrcCache::DatabasePath(const QString& strCacheFolder, const QString& st
     return strCacheFolder + QLatin1Char('/') + QString::fromLatin1(hash) + QStringLiteral(".sqlite");
 }
 
-std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const QString& strRoot)
+std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const QString& strRoot, Clock clock)
 {
     // Both sides' caches open at once, on two threads: SQLite is set up once, before either touches it.
     static const int nInitialised = sqlite3_initialize();
@@ -185,6 +185,7 @@ std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const 
         sqlite3* pDatabase = OpenDatabase(strPath);
         if (pDatabase != nullptr && IsOursOrNew(pDatabase, strRoot)) {
             std::unique_ptr<CCrcCache> pCache(new CCrcCache(pDatabase));
+            pCache->m_clock = clock ? std::move(clock) : Clock(Now);
             if (pCache->Load()) {
                 return pCache;
             }
@@ -291,7 +292,7 @@ CCrcCache::Entry* CCrcCache::Trusted(const FileStamp& stamp)
 CCrcCache::Entry CCrcCache::Fresh(const FileStamp& stamp)
 {
     const Key key { stamp.nDevice, stamp.nInode };
-    Entry entry { key, stamp.nSize, stamp.nModified, stamp.nChanged, Now(), 0, false, false, true, true };
+    Entry entry { key, stamp.nSize, stamp.nModified, stamp.nChanged, m_clock(), 0, false, false, true, true };
     // What was learnt of this state of the file stays only if it could be trusted: the entry is written
     // anew, and its new time must not vouch for what was read while the file may still have been changing.
     if (const Entry* pLoaded = Loaded(key); pLoaded != nullptr && Describes(*pLoaded, stamp)) {

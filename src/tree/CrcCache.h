@@ -2,6 +2,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -37,9 +38,12 @@ FileStamp StampOf(const struct stat& info);
 class CCrcCache
 {
 public:
+    // Nanoseconds since 1970, when entries are written; the system clock unless a test brings its own.
+    using Clock = std::function<std::int64_t()>;
+
     // The cache of the files below strRoot, kept in strCacheFolder; a damaged or foreign database is
     // removed and made afresh. Null when none can be made: comparing then simply reads every file.
-    static std::unique_ptr<CCrcCache> Open(const QString& strCacheFolder, const QString& strRoot);
+    static std::unique_ptr<CCrcCache> Open(const QString& strCacheFolder, const QString& strRoot, Clock clock = {});
 
     ~CCrcCache();
     CCrcCache(const CCrcCache&) = delete;
@@ -98,6 +102,7 @@ private:
     bool Write(const Entry& entry, sqlite3_stmt* pInsert);
 
     sqlite3* m_pDatabase = nullptr;
+    Clock m_clock;
     // A big tree's cache holds millions of entries: the loaded ones sit in one array sorted by key.
     std::vector<Entry, CLargePageAllocator<Entry>> m_entries;
     std::unordered_map<Key, QString, KeyHash> m_versions;

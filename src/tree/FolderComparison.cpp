@@ -87,7 +87,7 @@ ComparisonOutcome CFolderComparison::Run(
     const auto scan = [&](int side) {
         scanners[side].SetCancel(pCancel);
         if (!m_strCacheFolder.isEmpty()) {
-            caches[side] = CCrcCache::Open(m_strCacheFolder, m_strFolders[side]);
+            caches[side] = CCrcCache::Open(m_strCacheFolder, m_strFolders[side], m_crcClock);
             scanners[side].SetCrcCache(caches[side].get());
         }
         scanned[side] = scanners[side].ScanEntries(

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tree/CrcCache.h"
 #include "tree/FileTree.h"
 #include "tree/FolderScanner.h"
 #include "tree/ItemComparer.h"
@@ -22,6 +23,8 @@ public:
 
     // Keeps each side's CRCs and version texts in a cache in strFolder across runs (none when empty).
     void SetCrcCacheFolder(const QString& strFolder) { m_strCacheFolder = strFolder; }
+    // The clock the caches date their entries by (the system's unless set).
+    void SetCrcCacheClock(CCrcCache::Clock clock) { m_crcClock = std::move(clock); }
 
     // Scans both folders (at once, so progress may be reported from two threads) and compares every item,
     // reading contents on up to nThreads threads.
@@ -41,6 +44,7 @@ private:
     QString m_strFolders[2];
     QString m_strRightShowPath;
     QString m_strCacheFolder;
+    CCrcCache::Clock m_crcClock;
     CFileTree m_tree;
     CItemComparer m_comparer;
     std::vector<ScanNotice> m_notices;

@@ -1,6 +1,5 @@
 #include <atomic>
 #include <chrono>
-#include <thread>
 
 #include <QDateTime>
 #include <QFile>
@@ -27,15 +26,28 @@ FileStamp StatOf(const QString& strPath)
     return StampOf(info);
 }
 
-// Entries are trusted only for files last changed more than two seconds before they were made.
-void LetTheFilesSettle()
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(2100));
-}
-
 class CrcCache : public testing::Test
 {
 protected:
+    // Entries are trusted only for files last changed more than two seconds before they were made: the
+    // caches' clock is moved on rather than waited for.
+    void LetTheFilesSettle() { m_nClockAhead += 2'100'000'000; }
+
+    std::unique_ptr<CCrcCache> OpenCache(const QString& strRoot)
+    {
+        return CCrcCache::Open(m_strCache, strRoot, Clock());
+    }
+
+    CCrcCache::Clock Clock() const
+    {
+        return [this] {
+            return std::chrono::duration_cast<std::chrono::nanoseconds>(
+                       std::chrono::system_clock::now().time_since_epoch())
+                       .count()
+                + m_nClockAhead;
+        };
+    }
+
     void SetUp() override
     {
         m_strCache = MakeTestFolder(QStringLiteral("crc-cache"));
@@ -55,6 +67,7 @@ protected:
             return OpenForSequentialRead(strPath);
         });
         comparison.SetCrcCacheFolder(m_strCache);
+        comparison.SetCrcCacheClock(Clock());
         EXPECT_TRUE(comparison.Run(2).bOk);
         QString strStatuses;
         for (const CFileItem* pItem = comparison.Tree().Root()->pFirstChild; pItem != nullptr; pItem = pItem->pNext) {
@@ -67,6 +80,7 @@ protected:
     QString m_strLeft;
     QString m_strRight;
     std::atomic<int> m_nOpened { 0 };
+    std::int64_t m_nClockAhead = 0;
 };
 
 TEST_F(CrcCache, AnUnchangedTreeIsComparedAgainWithoutOpeningAFile)
@@ -100,25 +114,25 @@ TEST_F(CrcCache, EntriesHoldAcrossOpeningsAndGoneFilesAreDropped)
     const QString strFile = m_strLeft + QStringLiteral("/a.txt");
     LetTheFilesSettle();
     // A comparison that ends without saving (cancelled, failed) leaves nothing of what it learnt.
-    CCrcCache::Open(m_strCache, m_strLeft)->RememberCrc(StatOf(strFile), 0x5555U);
-    EXPECT_FALSE(CCrcCache::Open(m_strCache, m_strLeft)->RecallCrc(StatOf(strFile)));
+    OpenCache(m_strLeft)->RememberCrc(StatOf(strFile), 0x5555U);
+    EXPECT_FALSE(OpenCache(m_strLeft)->RecallCrc(StatOf(strFile)));
     {
-        std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+        std::unique_ptr<CCrcCache> pCache = OpenCache(m_strLeft);
         ASSERT_TRUE(pCache);
         pCache->RememberCrc(StatOf(strFile), 0x1234abcdU);
         pCache->RememberVersion(StatOf(strFile), QStringLiteral("1.2.3.4"));
         ASSERT_TRUE(pCache->Save(true));
     }
-    std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    std::unique_ptr<CCrcCache> pCache = OpenCache(m_strLeft);
     ASSERT_TRUE(pCache);
     EXPECT_EQ(pCache->RecallCrc(StatOf(strFile)), 0x1234abcdU);
     EXPECT_EQ(pCache->RecallVersion(StatOf(strFile)), QStringLiteral("1.2.3.4"));
-    EXPECT_FALSE(CCrcCache::Open(m_strCache, m_strRight)->RecallCrc(StatOf(strFile))) << "one database per root";
+    EXPECT_FALSE(OpenCache(m_strRight)->RecallCrc(StatOf(strFile))) << "one database per root";
 
     // A whole comparison that did not see the file drops it.
-    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    pCache = OpenCache(m_strLeft);
     ASSERT_TRUE(pCache->Save(true));
-    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    pCache = OpenCache(m_strLeft);
     EXPECT_FALSE(pCache->RecallCrc(StatOf(strFile)));
 }
 
@@ -132,12 +146,12 @@ TEST_F(CrcCache, ATimeBeyondWhatTheKeyCanHoldIsNeverTakenAsKnown)
     ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(strFile).constData(), times, 0), 0);
     LetTheFilesSettle();
     {
-        std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+        std::unique_ptr<CCrcCache> pCache = OpenCache(m_strLeft);
         ASSERT_TRUE(pCache);
         pCache->RememberCrc(StatOf(strFile), 0x1234U);
         ASSERT_TRUE(pCache->Save(true));
     }
-    EXPECT_FALSE(CCrcCache::Open(m_strCache, m_strLeft)->RecallCrc(StatOf(strFile)));
+    EXPECT_FALSE(OpenCache(m_strLeft)->RecallCrc(StatOf(strFile)));
 }
 
 TEST_F(CrcCache, AFileMetTwiceKeepsAllItLearntAndAChecksumReadTooSoonIsNeverVouchedFor)
@@ -148,12 +162,12 @@ TEST_F(CrcCache, AFileMetTwiceKeepsAllItLearntAndAChecksumReadTooSoonIsNeverVouc
     LetTheFilesSettle();
     {
         // Reached by two names in one run: one gave the checksum, the other the version.
-        std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+        std::unique_ptr<CCrcCache> pCache = OpenCache(m_strLeft);
         pCache->RememberCrc(StatOf(strFile), 0xfeedU);
         pCache->RememberVersion(StatOf(strLink), QStringLiteral("1.0"));
         ASSERT_TRUE(pCache->Save(true));
     }
-    std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    std::unique_ptr<CCrcCache> pCache = OpenCache(m_strLeft);
     EXPECT_EQ(pCache->RecallCrc(StatOf(strLink)), 0xfeedU);
     EXPECT_EQ(pCache->RecallVersion(StatOf(strFile)), QStringLiteral("1.0"));
 
@@ -161,15 +175,16 @@ TEST_F(CrcCache, AFileMetTwiceKeepsAllItLearntAndAChecksumReadTooSoonIsNeverVouc
     // must not lend its later time to the checksum read too soon.
     const QString strNew = m_strLeft + QStringLiteral("/new.txt");
     WriteFileBytes(strNew, "new contents");
-    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    m_nClockAhead = 0; // the caches' clock stands where the file was just written
+    pCache = OpenCache(m_strLeft);
     pCache->RememberCrc(StatOf(strNew), 0xbadU);
     ASSERT_TRUE(pCache->Save(false));
     LetTheFilesSettle();
-    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    pCache = OpenCache(m_strLeft);
     EXPECT_FALSE(pCache->RecallCrc(StatOf(strNew)));
     pCache->RememberVersion(StatOf(strNew), QStringLiteral("2.0"));
     ASSERT_TRUE(pCache->Save(false));
-    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    pCache = OpenCache(m_strLeft);
     EXPECT_EQ(pCache->RecallVersion(StatOf(strNew)), QStringLiteral("2.0"));
     EXPECT_FALSE(pCache->RecallCrc(StatOf(strNew)));
 }
@@ -178,7 +193,7 @@ TEST_F(CrcCache, ADamagedOrForeignDatabaseIsRebuiltAndNeverTrusted)
 {
     const QString strDatabase = CCrcCache::DatabasePath(m_strCache, m_strLeft);
     WriteFileBytes(strDatabase, QByteArray(8192, 'x'));
-    std::unique_ptr<CCrcCache> pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    std::unique_ptr<CCrcCache> pCache = OpenCache(m_strLeft);
     ASSERT_TRUE(pCache) << "garbage is replaced by a new cache";
     EXPECT_FALSE(pCache->RecallCrc(StatOf(m_strLeft + QStringLiteral("/a.txt"))));
     pCache.reset();
@@ -188,12 +203,12 @@ TEST_F(CrcCache, ADamagedOrForeignDatabaseIsRebuiltAndNeverTrusted)
     LetTheFilesSettle();
     const QString strOther = CCrcCache::DatabasePath(m_strCache, m_strRight);
     {
-        std::unique_ptr<CCrcCache> pOther = CCrcCache::Open(m_strCache, m_strRight);
+        std::unique_ptr<CCrcCache> pOther = OpenCache(m_strRight);
         pOther->RememberCrc(StatOf(m_strLeft + QStringLiteral("/a.txt")), 7);
         ASSERT_TRUE(pOther->Save(false));
     }
     ASSERT_TRUE(QFile::copy(strOther, strDatabase));
-    pCache = CCrcCache::Open(m_strCache, m_strLeft);
+    pCache = OpenCache(m_strLeft);
     ASSERT_TRUE(pCache);
     EXPECT_FALSE(pCache->RecallCrc(StatOf(m_strLeft + QStringLiteral("/a.txt"))));
 }
