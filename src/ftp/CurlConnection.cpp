@@ -639,6 +639,18 @@ CurlOutcome CCurlConnection::SendCommands(const QStringList& commands, const QSt
     return outcome;
 }
 
+std::optional<bool> CCurlConnection::AskAboutFile(const QString& strCommand, const QString& strFolder)
+{
+    const CurlOutcome outcome = SendCommands({ strCommand }, strFolder);
+    if (outcome.bOk) {
+        return true;
+    }
+    if (outcome.bServerRefused && outcome.nReplyCode == 550 && outcome.strRefusedCommand == strCommand) {
+        return false;
+    }
+    return std::nullopt;
+}
+
 CurlOutcome CCurlConnection::SendDataCommand(
     const QString& strCommand, const QString& strFolder, QByteArray& data, const std::atomic<bool>* pCancel)
 {

@@ -85,6 +85,10 @@ public:
     // strFolder is changed to first and nothing else is sent unless the server accepted that; otherwise
     // commands name their paths in full. Each command is sent; the outcome is the first one refused.
     CurlOutcome SendCommands(const QStringList& commands, const QString& strFolder = {});
+    // Asks about one file by name (MDTM, SIZE) in strFolder, or by a full path: whether the server has it.
+    // Only "550" to this very command says it has not; a refused CWD, a command the server does not know or a
+    // busy server tell nothing.
+    std::optional<bool> AskAboutFile(const QString& strCommand, const QString& strFolder = {});
 
     // Sends one command that answers over a data connection (LIST, NLST, MLSD ...) in strFolder, changed to
     // in the same request and checked by its reply, and collects what arrives there.

@@ -474,17 +474,7 @@ std::optional<bool> CFtpSession::HoldsFile(const QString& strFolder, const QStri
     }
     // Not SIZE: several servers refuse it with the same 550 as a missing file while the connection is in ASCII
     // mode, as it is after a listing.
-    const QString strCommand = QStringLiteral("MDTM ") + strName;
-    const CurlOutcome outcome = m_pConnection->SendCommands({ strCommand }, strFolder);
-    if (outcome.bOk) {
-        return true;
-    }
-    // Only "no such file" for this very command says it is not there: a refused CWD, an MDTM the server does not
-    // know (500, 502) or a busy server (4xx) tell nothing.
-    if (outcome.bServerRefused && outcome.nReplyCode == 550 && outcome.strRefusedCommand == strCommand) {
-        return false;
-    }
-    return std::nullopt;
+    return m_pConnection->AskAboutFile(QStringLiteral("MDTM ") + strName, strFolder);
 }
 
 void CFtpSession::CloseFtpSession()

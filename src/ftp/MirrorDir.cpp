@@ -105,24 +105,14 @@ bool CMirrorDir::IsFolder(const QString& strName) const
     return ::fstatat(m_fd, Encoded(strName).constData(), &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(info.st_mode);
 }
 
-std::optional<std::time_t> CMirrorDir::FileTime(const QString& strName) const
+std::optional<CMirrorDir::FileFacts> CMirrorDir::FileFactsOf(const QString& strName) const
 {
     struct stat info
     { };
     if (::fstatat(m_fd, Encoded(strName).constData(), &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode)) {
         return std::nullopt;
     }
-    return info.st_mtime;
-}
-
-std::optional<long long> CMirrorDir::FileSize(const QString& strName) const
-{
-    struct stat info
-    { };
-    if (::fstatat(m_fd, Encoded(strName).constData(), &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode)) {
-        return std::nullopt;
-    }
-    return static_cast<long long>(info.st_size);
+    return FileFacts { info.st_mtime, static_cast<long long>(info.st_size) };
 }
 
 bool CMirrorDir::HoldsFiles() const

@@ -28,10 +28,13 @@ public:
 
     [[nodiscard]] QStringList Names() const;
     [[nodiscard]] bool IsFolder(const QString& strName) const;
-    // The last write time of a regular file of that name, or nothing.
-    [[nodiscard]] std::optional<std::time_t> FileTime(const QString& strName) const;
-    // Its size in bytes, or nothing.
-    [[nodiscard]] std::optional<long long> FileSize(const QString& strName) const;
+    // The last write time and size of a regular file of that name, or nothing.
+    struct FileFacts
+    {
+        std::time_t nTime = 0;
+        long long nSize = 0;
+    };
+    [[nodiscard]] std::optional<FileFacts> FileFactsOf(const QString& strName) const;
     [[nodiscard]] bool HoldsFiles() const;
 
     // An empty regular file (a placeholder or a marker), replacing whatever file or link had the name.

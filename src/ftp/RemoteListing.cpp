@@ -125,7 +125,7 @@ std::optional<CMirrorDir> CRemoteListing::OpenMirrorFolder(const QString& strRem
 bool CRemoteListing::IsMirrorFolderCurrent(const QString& strRemoteFolder) const
 {
     const std::optional<CMirrorDir> folder = OpenMirrorFolder(strRemoteFolder, false);
-    return folder && folder->FileTime(QString::fromLatin1(kFolderCurrentMarker)).has_value();
+    return folder && folder->FileFactsOf(QString::fromLatin1(kFolderCurrentMarker)).has_value();
 }
 
 bool CRemoteListing::GetListing(const QString& strFolder, QString& strText, const std::atomic<bool>* pCancel)
@@ -577,8 +577,8 @@ void CRemoteListing::MirrorFile(const QString& strFolder, FolderMirror& folder, 
     const QStringList oldMarkers = folder.markersByFile.value(entry.name);
     const bool bWithinLimit = options.nSizeLimit < 0 || entry.size <= options.nSizeLimit;
     if (!options.bRefreshAll) {
-        const std::optional<std::time_t> copyTime = mirror.FileTime(entry.name);
-        if (!bWithinLimit && copyTime && oldMarkers == QStringList { strMarker }) {
+        const std::optional<CMirrorDir::FileFacts> copy = mirror.FileFactsOf(entry.name);
+        if (!bWithinLimit && copy && oldMarkers == QStringList { strMarker }) {
             // Still a placeholder with the same size and date: nothing to do.
             folder.keptMarkers.insert(strMarker);
             ++m_counts.nCurrent;
@@ -587,9 +587,9 @@ void CRemoteListing::MirrorFile(const QString& strFolder, FolderMirror& folder, 
         // A placeholder is never a copy, however close its time: with exact times it was made in the very second
         // the file was. Nor is a copy of another size: a file rewritten within seconds of its last listing keeps
         // a time within the tolerance.
-        if (copyTime && oldMarkers.isEmpty()
-            && std::llabs(static_cast<long long>(*copyTime) - entry.modifiedTime) <= kTimeTolerance
-            && (entry.nExactSize < 0 || mirror.FileSize(entry.name) == entry.nExactSize)) {
+        if (copy && oldMarkers.isEmpty()
+            && std::llabs(static_cast<long long>(copy->nTime) - entry.modifiedTime) <= kTimeTolerance
+            && (entry.nExactSize < 0 || copy->nSize == entry.nExactSize)) {
             for (const QString& strOld : oldMarkers) {
                 mirror.RemoveFile(strOld);
             }

@@ -122,9 +122,7 @@ bool ServerMayChangeName(const QString& strName)
 // the server changed the name (the connection is in binary mode after the transfer, where SIZE is reliable).
 bool ServerKeptName(TransferContext& context, const QString& strRemote)
 {
-    const QString strCommand = QStringLiteral("SIZE ") + strRemote;
-    const CurlOutcome asked = context.connection.SendCommands({ strCommand });
-    return asked.bOk || !asked.bServerRefused || asked.nReplyCode != 550 || asked.strRefusedCommand != strCommand;
+    return context.connection.AskAboutFile(QStringLiteral("SIZE ") + strRemote) != false;
 }
 
 // Removes a remote link as a link: DELE names the link itself on every server that keeps links; RMD is for

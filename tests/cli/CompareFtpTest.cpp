@@ -125,75 +125,75 @@ TEST(CompareFtpTimes, ASameSizeChangeWithinTheMinuteShowsWithMlsdAndIsNotedWitho
     }
 }
 
+// A server holding /site/page.html, last written two days ago at 30 seconds past a minute, compared by a user in
+// another time zone.
+class ServerInAnotherZone : public testing::Test
+{
+protected:
+    void Start(const QString& strListing, const QString& strUserZone)
+    {
+        ASSERT_TRUE(m_server.Start(CFtpTestServer::Kind::Pyftpdlib, { strListing })) << m_server.Error().toStdString();
+        m_strLocal = MakeTestFolder(QStringLiteral("zone-local"));
+        const QString strRemote = m_server.Root() + QStringLiteral("/site/page.html");
+        WriteFileBytes(strRemote, "page");
+        m_when = QDateTime::currentDateTimeUtc().addDays(-2);
+        m_when.setTime(QTime(m_when.time().hour(), m_when.time().minute(), 30));
+        ASSERT_TRUE(SetModified(strRemote, m_when));
+        m_environment.insert(QStringLiteral("QUORVEL_PASSWORD"), QString::fromLatin1(CFtpTestServer::kPassword));
+        m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), MakeTestFolder(QStringLiteral("zone-cache")));
+        m_environment.insert(QStringLiteral("TZ"), strUserZone);
+    }
+
+    CliRun Compare(const QStringList& options = {}) const
+    {
+        return RunCli(QStringList { QStringLiteral("compare"), QStringLiteral("--json"), QStringLiteral("--trace") }
+                + options
+                + QStringList { m_strLocal,
+                    QStringLiteral("ftp://%1@127.0.0.1:%2/site")
+                        .arg(QString::fromLatin1(CFtpTestServer::kUser))
+                        .arg(m_server.Port()) },
+            m_environment);
+    }
+
+    static QString RightTime(const CliRun& run)
+    {
+        return QJsonDocument::fromJson(
+            run.strOut.toUtf8())[QStringLiteral("items")][0][QStringLiteral("right")][QStringLiteral("time")]
+            .toString();
+    }
+
+    CFtpTestServer m_server;
+    QString m_strLocal;
+    QDateTime m_when;
+    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
+};
+
 // pyftpdlib lists its times in UTC; a user in India sees them 5:30 off unless MDTM shows how far the listing's
 // clock is from theirs.
-TEST(CompareFtpTimes, ListTimesOfAServerInAnotherZoneAreShownInTheUsersOwn)
+TEST_F(ServerInAnotherZone, ListTimesAreShownInTheUsersOwn)
 {
-    CFtpTestServer server;
-    ASSERT_TRUE(server.Start(CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--no-mlsd") }))
-        << server.Error().toStdString();
-    const QString strLocal = MakeTestFolder(QStringLiteral("zone-local"));
-    const QString strRemote = server.Root() + QStringLiteral("/site/page.html");
-    WriteFileBytes(strRemote, "page");
-    QDateTime when = QDateTime::currentDateTimeUtc().addDays(-2);
-    when.setTime(QTime(when.time().hour(), when.time().minute(), 30));
-    ASSERT_TRUE(SetModified(strRemote, when));
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QUORVEL_PASSWORD"), QString::fromLatin1(CFtpTestServer::kPassword));
-    environment.insert(QStringLiteral("XDG_CACHE_HOME"), MakeTestFolder(QStringLiteral("zone-cache")));
-    environment.insert(QStringLiteral("TZ"), QStringLiteral("Asia/Kolkata"));
-    const CliRun run
-        = RunCli({ QStringLiteral("compare"), QStringLiteral("--json"), QStringLiteral("--trace"), strLocal,
-                     QStringLiteral("ftp://%1@127.0.0.1:%2/site")
-                         .arg(QString::fromLatin1(CFtpTestServer::kUser))
-                         .arg(server.Port()) },
-            environment);
-    const QJsonObject item = QJsonDocument::fromJson(run.strOut.toUtf8())[QStringLiteral("items")][0].toObject();
+    Start(QStringLiteral("--no-mlsd"), QStringLiteral("Asia/Kolkata"));
+    const CliRun run = Compare();
     // The listing's times of day stay an hour early, as they always are.
     const QString strExpected
-        = when.addSecs(-3600).toTimeZone(QTimeZone("Asia/Kolkata")).toString(QStringLiteral("MM/dd/yyyy HH:mm"));
-    EXPECT_EQ(item[QStringLiteral("right")][QStringLiteral("time")].toString(), strExpected)
-        << run.strErr.toStdString();
+        = m_when.addSecs(-3600).toTimeZone(QTimeZone("Asia/Kolkata")).toString(QStringLiteral("MM/dd/yyyy HH:mm"));
+    EXPECT_EQ(RightTime(run), strExpected) << run.strErr.toStdString();
     EXPECT_THAT(run.strErr, QHasSubstr("+5:30 hours off this computer's clock"));
 
     // A site's own offset is taken as it is, and nothing is asked.
-    const CliRun given = RunCli({ QStringLiteral("compare"), QStringLiteral("--json"), QStringLiteral("--trace"),
-                                    QStringLiteral("--time-offset"), QStringLiteral("0"), strLocal,
-                                    QStringLiteral("ftp://%1@127.0.0.1:%2/site")
-                                        .arg(QString::fromLatin1(CFtpTestServer::kUser))
-                                        .arg(server.Port()) },
-        environment);
+    const CliRun given = Compare({ QStringLiteral("--time-offset"), QStringLiteral("0") });
     EXPECT_THAT(given.strErr.toStdString(), testing::Not(testing::HasSubstr("> MDTM")));
-    const QJsonObject asListed = QJsonDocument::fromJson(given.strOut.toUtf8())[QStringLiteral("items")][0].toObject();
-    EXPECT_NE(asListed[QStringLiteral("right")][QStringLiteral("time")].toString(), strExpected);
+    EXPECT_NE(RightTime(given), strExpected);
 }
 
 // The Windows server lists in its own local time too, in the MS-DOS layout, whose times are read as listed.
-TEST(CompareFtpTimes, MsDosListTimesOfAServerInAnotherZoneAreShownInTheUsersOwn)
+TEST_F(ServerInAnotherZone, MsDosListTimesAreShownInTheUsersOwn)
 {
-    CFtpTestServer server;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    ASSERT_TRUE(server.Start(CFtpTestServer::Kind::Pyftpdlib, { QStringLiteral("--msdos-listing") }))
-        << server.Error().toStdString();
-    const QString strLocal = MakeTestFolder(QStringLiteral("dos-zone-local"));
-    const QString strRemote = server.Root() + QStringLiteral("/site/page.html");
-    WriteFileBytes(strRemote, "page");
-    QDateTime when = QDateTime::currentDateTimeUtc().addDays(-2);
-    when.setTime(QTime(when.time().hour(), when.time().minute(), 30));
-    ASSERT_TRUE(SetModified(strRemote, when));
-    environment.insert(QStringLiteral("QUORVEL_PASSWORD"), QString::fromLatin1(CFtpTestServer::kPassword));
-    environment.insert(QStringLiteral("XDG_CACHE_HOME"), MakeTestFolder(QStringLiteral("dos-zone-cache")));
     // The server lists in the test's own zone; the user is in another.
-    environment.insert(QStringLiteral("TZ"), QStringLiteral("Pacific/Honolulu"));
-    const CliRun run
-        = RunCli({ QStringLiteral("compare"), QStringLiteral("--json"), QStringLiteral("--trace"), strLocal,
-                     QStringLiteral("ftp://%1@127.0.0.1:%2/site")
-                         .arg(QString::fromLatin1(CFtpTestServer::kUser))
-                         .arg(server.Port()) },
-            environment);
-    const QJsonObject item = QJsonDocument::fromJson(run.strOut.toUtf8())[QStringLiteral("items")][0].toObject();
-    EXPECT_EQ(item[QStringLiteral("right")][QStringLiteral("time")].toString(),
-        when.toTimeZone(QTimeZone("Pacific/Honolulu")).toString(QStringLiteral("MM/dd/yyyy HH:mm")))
+    Start(QStringLiteral("--msdos-listing"), QStringLiteral("Pacific/Honolulu"));
+    const CliRun run = Compare();
+    EXPECT_EQ(
+        RightTime(run), m_when.toTimeZone(QTimeZone("Pacific/Honolulu")).toString(QStringLiteral("MM/dd/yyyy HH:mm")))
         << run.strErr.toStdString();
 }
 

@@ -5,13 +5,14 @@
 
 #include <gmock/gmock.h>
 
-#include <dirent.h>
+#include <fcntl.h>
 #include <pwd.h>
 #include <unistd.h>
 
 #include "cli/CliRunner.h"
 #include "common/FtpTestServer.h"
 #include "common/TestFiles.h"
+#include "support/FolderRemoval.h"
 
 namespace {
 
@@ -218,18 +219,11 @@ INSTANTIATE_TEST_SUITE_P(Servers, RealServers,
 // Names read from the disk's directory as bytes, whatever they are.
 QList<QByteArray> RawNames(const QString& strFolder)
 {
-    QList<QByteArray> names;
-    DIR* pDir = ::opendir(QFile::encodeName(strFolder).constData());
-    if (pDir == nullptr) {
-        return names;
+    const int fd = ::open(QFile::encodeName(strFolder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const QList<QByteArray> names = fd >= 0 ? ListFolderNames(fd) : QList<QByteArray> {};
+    if (fd >= 0) {
+        ::close(fd);
     }
-    while (const dirent* pEntry = ::readdir(pDir)) {
-        const QByteArray name(pEntry->d_name);
-        if (name != "." && name != "..") {
-            names.append(name);
-        }
-    }
-    ::closedir(pDir);
     return names;
 }
 

@@ -23,6 +23,18 @@ protected:
         WriteFileBytes(m_strLocal + QStringLiteral("/same.txt"), "same");
     }
 
+    // A server whose /www holds what the local folder does; its URL, or nothing when it did not start.
+    static QString StartServer(CFtpTestServer& server)
+    {
+        if (!server.Start()) {
+            return {};
+        }
+        WriteFileBytes(server.Root() + QStringLiteral("/www/same.txt"), "same");
+        return QStringLiteral("ftp://%1@127.0.0.1:%2/www")
+            .arg(QString::fromLatin1(CFtpTestServer::kUser))
+            .arg(server.Port());
+    }
+
     QProcessEnvironment m_environment;
     QString m_strLocal;
 };
@@ -30,11 +42,8 @@ protected:
 TEST_F(Sites, ASavedSiteIsUsedByNameAndItsPasswordComesFromTheUsualPlacesWithoutAService)
 {
     CFtpTestServer server;
-    ASSERT_TRUE(server.Start()) << server.Error().toStdString();
-    WriteFileBytes(server.Root() + QStringLiteral("/www/same.txt"), "same");
-    const QString strUrl = QStringLiteral("ftp://%1@127.0.0.1:%2/www")
-                               .arg(QString::fromLatin1(CFtpTestServer::kUser))
-                               .arg(server.Port());
+    const QString strUrl = StartServer(server);
+    ASSERT_FALSE(strUrl.isEmpty()) << server.Error().toStdString();
 
     QProcess add;
     add.setProcessEnvironment(m_environment);
@@ -74,11 +83,8 @@ TEST_F(Sites, ASavedSiteIsUsedByNameAndItsPasswordComesFromTheUsualPlacesWithout
 TEST_F(Sites, OptionsGivenBesideASavedSiteWinOverWhatItKeeps)
 {
     CFtpTestServer server;
-    ASSERT_TRUE(server.Start()) << server.Error().toStdString();
-    WriteFileBytes(server.Root() + QStringLiteral("/www/same.txt"), "same");
-    const QString strUrl = QStringLiteral("ftp://%1@127.0.0.1:%2/www")
-                               .arg(QString::fromLatin1(CFtpTestServer::kUser))
-                               .arg(server.Port());
+    const QString strUrl = StartServer(server);
+    ASSERT_FALSE(strUrl.isEmpty()) << server.Error().toStdString();
     ASSERT_EQ(RunCli({ QStringLiteral("sites"), QStringLiteral("add"), QStringLiteral("kept"), strUrl,
                          QStringLiteral("--time-offset"), QStringLiteral("60") },
                   m_environment)
