@@ -11,19 +11,11 @@
 
 namespace {
 
-const QString kCache = QStringLiteral("Cache");
-
 std::int64_t SizeFromText(const QString& strSize)
 {
     bool bOk = false;
     const std::int64_t nSize = QString(strSize).remove(QLatin1Char(',')).toLongLong(&bOk);
     return bOk ? nSize : -1;
-}
-
-JobFields RowOf(const TransferJob& job, const QString& strLocalColumn)
-{
-    return { job.bFolder ? job.strName + QLatin1Char('/') : job.strName, strLocalColumn, RemotePathOf(job),
-        OperationWord(job.operation), QStringLiteral("Waiting...") };
 }
 
 // The folder on nToSide that receives the item: the one matching its parent, made up from the nearest
@@ -234,7 +226,6 @@ std::optional<PreparedJob> MakeCopyJob(
     } else {
         prepared.job = DownloadOf(paths, item, JoinPath(strTarget, item.strName));
     }
-    prepared.row = RowOf(prepared.job, prepared.job.strLocalPath);
     prepared.nTotalBytes = ItemBytes(item, nFromSide);
     if (!item.strPaths[nToSide].IsEmpty()) {
         prepared.strReplaces = nToSide == SIDE_LEFT ? prepared.job.strLocalPath : RemotePathOf(prepared.job);
@@ -246,9 +237,8 @@ PreparedJob MakeCacheJob(const CViewPaths& paths, const CFileItem& item)
 {
     PreparedJob prepared;
     prepared.job = DownloadOf(paths, item, FullName(item, SIDE_RIGHT));
-    prepared.row = RowOf(prepared.job, kCache);
     prepared.nTotalBytes = ItemBytes(item, SIDE_RIGHT);
-    prepared.bIntoMirror = true;
+    prepared.purpose = JobPurpose::IntoMirror;
     return prepared;
 }
 
@@ -266,7 +256,6 @@ PreparedJob MakeDeleteJob(const CViewPaths& paths, const CFileItem& item, int nS
     if (nSide == SIDE_RIGHT) {
         prepared.job.strRemoteFolder = paths.RemoteFolderOf(item.strPaths[SIDE_RIGHT]);
     }
-    prepared.row = RowOf(prepared.job, {});
     return prepared;
 }
 
@@ -281,7 +270,6 @@ PreparedJob MakeServerCopyJob(const CViewPaths& paths, const CFileItem& item, co
     if (prepared.job.bFolder) {
         prepared.job.plan = PlanOfItem(item, SIDE_RIGHT, PlanPurpose::Copy);
     }
-    prepared.row = RowOf(prepared.job, prepared.job.strTargetRemotePath);
     prepared.nTotalBytes = ItemBytes(item, SIDE_RIGHT);
     return prepared;
 }
@@ -293,7 +281,6 @@ PreparedJob MakeRemoteRenameJob(const QString& strRemoteFolder, const QString& s
     prepared.job.strName = strFrom;
     prepared.job.strRemoteFolder = strRemoteFolder;
     prepared.job.strTargetRemotePath = JoinRemotePath(strRemoteFolder, strTo);
-    prepared.row = RowOf(prepared.job, prepared.job.strTargetRemotePath);
     return prepared;
 }
 
@@ -303,25 +290,7 @@ PreparedJob MakeDropJob(const QString& strLocalPath, const QString& strRemoteFol
     PreparedJob prepared;
     prepared.job = { TransferOperation::Upload, source.isDir(), source.fileName(), strLocalPath, strRemoteFolder, -1,
         {}, false, source.isDir() ? PlanLocalFolder(strLocalPath) : FolderPlan() };
-    prepared.row = RowOf(prepared.job, strLocalPath);
+    prepared.purpose = JobPurpose::Dropped;
     prepared.nTotalBytes = LocalSize(strLocalPath);
     return prepared;
-}
-
-TransferJob JobFromRow(const JobFields& fields)
-{
-    TransferJob job;
-    job.operation = OperationFromWord(fields.strOperation);
-    job.bFolder = fields.strFilename.isEmpty() || fields.strFilename.endsWith(QLatin1Char('/'));
-    const qsizetype nCut = fields.strFtpPath.lastIndexOf(QLatin1Char('/'));
-    job.strRemoteFolder = nCut <= 0 ? QStringLiteral("/") : fields.strFtpPath.left(nCut);
-    job.strName = fields.strFtpPath.mid(nCut + 1);
-    job.strLocalPath = fields.strLocalPath;
-    job.strTargetRemotePath = fields.strLocalPath;
-    return job;
-}
-
-bool IsCacheRow(const JobFields& fields)
-{
-    return fields.strLocalPath.compare(kCache, Qt::CaseInsensitive) == 0;
 }

@@ -45,17 +45,15 @@ private:
     ViewFolders m_folders;
 };
 
-// A job made whole from an item of the tree, under the view's lock, before its worker starts: the worker
-// adds the row, runs the transfer and refreshes the tree without asking the view for anything more.
+// A job made whole from an item of the tree, under the view's lock, before it is queued: its worker runs the
+// transfer and refreshes the tree without asking the view for anything more.
 struct PreparedJob
 {
     TransferJob job;
-    JobFields row;
+    JobPurpose purpose = JobPurpose::Transfer;
     std::int64_t nTotalBytes = 0;
     // What the copy would replace on the other side; empty when the other side does not have the item.
     QString strReplaces;
-    // The job downloads into the mirror rather than to the other side.
-    bool bIntoMirror = false;
     // Told the job's result (TRANSFER_DONE ...) on the worker's thread, once the tree shows it.
     std::function<void(int)> whenDone;
 };
@@ -86,8 +84,3 @@ PreparedJob MakeServerCopyJob(const CViewPaths& paths, const CFileItem& item, co
 PreparedJob MakeRemoteRenameJob(const QString& strRemoteFolder, const QString& strFrom, const QString& strTo);
 // An upload of a dropped or pasted local file or folder into an FTP folder.
 PreparedJob MakeDropJob(const QString& strLocalPath, const QString& strRemoteFolder);
-
-// A row's fields as the job they stand for, when it is run again.
-TransferJob JobFromRow(const JobFields& fields);
-// The word in a row's local column for a download into the mirror.
-bool IsCacheRow(const JobFields& fields);

@@ -2,13 +2,14 @@
 
 #include <chrono>
 #include <functional>
+#include <future>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
 #include "app/ChecksumVerifier.h"
-#include "app/JobThreads.h"
+#include "app/QueuedJobs.h"
 #include "ftp/FtpSession.h"
 #include "ftp/TraceBuffer.h"
 #include "support/FolderRemoval.h"
@@ -56,6 +57,8 @@ CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferL
     , m_paneSettings(ReadPaneSettings())
     , m_runner(session, trace, list)
     , m_comparison(std::make_unique<CFolderComparison>(Folders().strLocal, Folders().strMirror, Folders().strRemote))
+    , m_bRemoveCompletedRows(m_paneSettings.bDeleteRowOfGoodXfer)
+    , m_queue(session.WorkerConnections())
 {
     m_runner.SetUploadThroughWorkingName(CSettingsStore().ReadInt("Settings", "UploadThroughWorkingName") != 0);
     m_runner.SetLocalRoots({ Folders().strLocal, Folders().strMirror });
@@ -64,10 +67,8 @@ CQuorvelView::CQuorvelView(CFtpSession& session, CTraceBuffer& trace, CTransferL
 
 CQuorvelView::~CQuorvelView()
 {
-    // A worker may add its row just after a round of cancelling: cancel again until every one has ended.
-    do {
-        CancelAllJobs();
-    } while (!WaitForJobs(100));
+    CancelAllJobs();
+    m_queue.Stop();
 }
 
 ComparisonOutcome CQuorvelView::Compare(
@@ -117,7 +118,9 @@ int CQuorvelView::CopySelectedItems(const std::vector<ItemPath>& items, int nFro
             }
             continue;
         }
-        StartWorker([this, job = std::move(*prepared)] { CopyEachItemExThread(this, job); });
+        if (QueueJob(*prepared) < 0) {
+            break;
+        }
         ++nStarted;
     }
     return nStarted;
@@ -137,7 +140,9 @@ int CQuorvelView::CacheSelectedItems(const std::vector<ItemPath>& items, const s
             prepared = MakeCacheJob(m_paths, *pItem);
         }
         prepared.whenDone = whenDone;
-        StartWorker([this, job = std::move(prepared)] { CacheSelectedItems2CacheThread(this, job); });
+        if (QueueJob(prepared) < 0) {
+            break;
+        }
         ++nStarted;
     }
     return nStarted;
@@ -168,10 +173,10 @@ int CQuorvelView::DeleteSelectedItems(const std::vector<ItemPath>& items, int nS
                 m_trace.AddTraceText(TRACE_ERROR, strError);
                 continue;
             }
-        } else if (RunJobHere(*this, prepared) != TRANSFER_DONE) {
+            RefreshAfterDelete(prepared.job, nSide);
+        } else if (RunJobAndWait(prepared) != TRANSFER_DONE) {
             continue;
         }
-        RefreshAfterDelete(prepared.job, nSide);
         ++nDeleted;
     }
     return nDeleted;
@@ -217,12 +222,10 @@ int CQuorvelView::CopyWithinFtp(const std::vector<ItemPath>& items, const QStrin
             }
             continue;
         }
-        // The row is made here and the FTP-copy worker runs it as it runs a resubmitted one.
-        const int nJobId = m_list.AddThis(prepared.row, {});
-        if (const std::optional<TransferRow> row = m_list.Row(nJobId)) {
-            ResubmitJob(nJobId, FieldsOf(*row));
-            ++nStarted;
+        if (QueueJob(prepared) < 0) {
+            break;
         }
+        ++nStarted;
     }
     return nStarted;
 }
@@ -278,26 +281,52 @@ void CQuorvelView::DropFiles(const QStringList& paths, int nToSide, const QStrin
     if (accepted.isEmpty()) {
         return;
     }
-    StartWorker(
-        [this, drop = DropHandOver { accepted, nToSide, strTargetFolder }] { DropPasteCopyThread(this, drop); });
+    if (nToSide == SIDE_LEFT) {
+        m_queue.Submit(
+            [this, drop = DropHandOver { accepted, nToSide, strTargetFolder }] { CopyDroppedLocally(*this, drop); });
+        return;
+    }
+    for (const QString& strPath : accepted) {
+        if (QueueJob(MakeDropJob(strPath, strTargetFolder)) < 0) {
+            return;
+        }
+    }
 }
 
-bool CQuorvelView::ResubmitJob(int nJobId, const JobFields& fields)
+int CQuorvelView::QueueJob(const PreparedJob& prepared)
 {
-    const QString strLine = FormatJobLine(nJobId, fields);
-    const TransferOperation operation = OperationFromWord(fields.strOperation);
-    if (operation == TransferOperation::Delete || operation == TransferOperation::Rename) {
-        m_trace.AddTraceLine(TRACE_PLAIN,
-            operation == TransferOperation::Delete ? "RETRY: deleting \"%s\"." : "RETRY: renaming \"%s\".",
-            fields.strFtpPath);
-        ResubmitJobHere(*this, strLine);
-        return false;
+    if (!m_session.HasSite()) {
+        m_trace.AddTraceText(TRACE_ERROR, QStringLiteral("The FTP connection was lost."));
+        return -1;
     }
-    int (*procedure)(CQuorvelView*, const QString&) = operation == TransferOperation::Download ? ResubmitDownloadThread
-        : operation == TransferOperation::Upload                                               ? ResubmitUploadThread
-                                                                                               : ResubmitFtpCopyThread;
-    StartWorker([this, procedure, strLine] { procedure(this, strLine); });
-    return false;
+    const int nJobId = m_list.AddJob(prepared.job, prepared.purpose, prepared.nTotalBytes);
+    if (!m_queue.Submit(
+            [this, nJobId, whenDone = prepared.whenDone] { RunListedJob(*this, nJobId, false, whenDone); })) {
+        m_list.FinishJob(nJobId, JobState::Cancelled, {}, false);
+    }
+    return nJobId;
+}
+
+int CQuorvelView::RunJobAndWait(const PreparedJob& prepared)
+{
+    auto pResult = std::make_shared<std::promise<int>>();
+    std::future<int> result = pResult->get_future();
+    PreparedJob told = prepared;
+    told.whenDone = [pResult](int nResult) { pResult->set_value(nResult); };
+    if (QueueJob(told) < 0) {
+        return TRANSFER_FAILED;
+    }
+    return result.get();
+}
+
+void CQuorvelView::ResubmitJob(int nJobId)
+{
+    if (!m_session.HasSite() || !m_list.ReopenJob(nJobId, 0)) {
+        return;
+    }
+    if (!m_queue.Submit([this, nJobId] { RunListedJob(*this, nJobId, true, {}); })) {
+        m_list.FinishJob(nJobId, JobState::Cancelled, {}, false);
+    }
 }
 
 bool CQuorvelView::PlanFolderJob(TransferJob& job, QString& strWhyNot)
@@ -342,7 +371,7 @@ CFileItem* CQuorvelView::FindByRelativePath(const QString& strRelative, int nKin
 
 void CQuorvelView::CountResult(int nResult)
 {
-    std::lock_guard lock(m_workersMutex);
+    std::lock_guard lock(m_totalsMutex);
     (nResult == TRANSFER_DONE               ? m_totals.nCompleted
             : nResult == TRANSFER_CANCELLED ? m_totals.nCancelled
                                             : m_totals.nFailed)++;
@@ -350,46 +379,11 @@ void CQuorvelView::CountResult(int nResult)
 
 JobTotals CQuorvelView::Totals() const
 {
-    std::lock_guard lock(m_workersMutex);
+    std::lock_guard lock(m_totalsMutex);
     return m_totals;
-}
-
-void CQuorvelView::WorkerEnded()
-{
-    std::lock_guard lock(m_workersMutex);
-    --m_nRunning;
 }
 
 void CQuorvelView::CancelAllJobs()
 {
-    std::vector<int> rows(m_list.Rows().size());
-    for (size_t i = 0; i < rows.size(); ++i) {
-        rows[i] = static_cast<int>(i);
-    }
-    m_list.CancelSelected(rows);
-}
-
-bool CQuorvelView::WaitForJobs(int nMilliseconds)
-{
-    // Polled: a few milliseconds of latency cost nothing at the end of a job, and the timed wait of a
-    // condition variable in this C++ library is one that ThreadSanitizer cannot follow.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(std::max(nMilliseconds, 0));
-    std::vector<std::thread> workers;
-    for (;;) {
-        {
-            std::lock_guard lock(m_workersMutex);
-            if (m_nRunning.load() == 0) {
-                workers.swap(m_workers);
-                break;
-            }
-        }
-        if (nMilliseconds >= 0 && std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    for (std::thread& worker : workers) {
-        worker.join();
-    }
-    return true;
+    m_list.CancelAll();
 }

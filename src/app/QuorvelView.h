@@ -6,7 +6,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <thread>
 #include <vector>
 
 #include <QString>
@@ -14,6 +13,7 @@
 
 #include "app/JobMaking.h"
 #include "app/PaneSettings.h"
+#include "transfer/JobQueue.h"
 #include "transfer/JobRunner.h"
 #include "transfer/TransferJob.h"
 #include "tree/FolderComparison.h"
@@ -22,7 +22,6 @@ class CFtpSession;
 class CTraceBuffer;
 class CTransferListView;
 struct TransferContext;
-struct JobFields;
 
 // What the user answers when a copy would replace an item on the target side.
 enum class ConflictAnswer
@@ -85,9 +84,9 @@ struct JobTotals
 };
 
 // The engine half of a comparison view: the merged tree and the one lock that guards it, the FTP session
-// it works through, and the commands that turn selections into jobs. Each job runs on a worker of its own
-// that reports into the transfer list and refreshes the tree when it ends. Destroying the view cancels
-// the jobs still running and joins every worker.
+// it works through, and the commands that turn selections into jobs. Jobs wait in a queue with as many
+// workers as the site allows connections; each reports into the transfer list and refreshes the tree when
+// it ends. Destroying the view cancels the jobs still waiting or running and joins every worker.
 class CQuorvelView
 {
 public:
@@ -116,6 +115,10 @@ public:
     [[nodiscard]] const CViewPaths& Paths() const { return m_paths; }
     // The appearance and behaviour settings, read from the profile when the view was made.
     [[nodiscard]] const CPaneSettings& PaneSettings() const { return m_paneSettings; }
+    // Whether a job's row goes when it completes ("DeleteRowOfGoodXfer"); the window changes it with its
+    // preferences.
+    [[nodiscard]] bool RemovesCompletedRows() const { return m_bRemoveCompletedRows; }
+    void SetRemoveCompletedRows(bool bRemove) { m_bRemoveCompletedRows = bRemove; }
 
     void SetConflictPrompt(IConflictPrompt* pPrompt) { m_pPrompt = pPrompt; }
     [[nodiscard]] CJobRunner& Runner() { return m_runner; }
@@ -144,12 +147,18 @@ public:
     int CopyWithinFtp(const std::vector<ItemPath>& items, const QString& strTargetRemoteFolder);
     // Copies dropped or pasted local files into a folder of one side: locally, or by upload jobs.
     void DropFiles(const QStringList& paths, int nToSide, const QString& strTargetFolder);
-    // Runs a row's job again in the same row. Returns false, as the list's resubmission expects.
-    bool ResubmitJob(int nJobId, const JobFields& fields);
+    // Queues a finished job of the list again, in its row.
+    void ResubmitJob(int nJobId);
+    // Adds the job's row and queues it; its id, or -1 (with a trace line) when the site is gone.
+    int QueueJob(const PreparedJob& prepared);
+    // Queues the job and waits for it to end; its result. Never called on a queue worker.
+    int RunJobAndWait(const PreparedJob& prepared);
 
     void CancelAllJobs();
-    // Waits for every worker to end; false when nMilliseconds passed first (negative: as long as it takes).
-    bool WaitForJobs(int nMilliseconds = -1);
+    // Waits for every queued job to end; false when nMilliseconds passed first (negative: as long as it takes).
+    bool WaitForJobs(int nMilliseconds = -1) { return m_queue.WaitIdle(nMilliseconds); }
+    // Job threads started so far: never more than the site's connections.
+    [[nodiscard]] int JobThreadsStarted() const { return m_queue.ThreadsStarted(); }
     [[nodiscard]] JobTotals Totals() const;
 
     // What the job threads use.
@@ -174,17 +183,6 @@ public:
     // of the renamed item; null for a new folder) stood before.
     void RefreshAfterNewName(const ItemPath& folder, int nSide, const QString& strName, const CFileItem* pFormer);
     void CountResult(int nResult);
-    // Work may own what it was handed (move-only), so it goes to the thread as it is.
-    template <typename Work> void StartWorker(Work work)
-    {
-        std::lock_guard lock(m_workersMutex);
-        ++m_nRunning;
-        m_workers.emplace_back([this, work = std::move(work)]() mutable {
-            work();
-            WorkerEnded();
-        });
-    }
-    void WorkerEnded();
 
 private:
     CFileItem* FindByRelativePath(const QString& strRelative, int nKind) const;
@@ -208,14 +206,14 @@ private:
     CJobRunner m_runner;
     std::unique_ptr<CFolderComparison> m_comparison;
     bool m_bServerChecksums = true;
+    std::atomic<bool> m_bRemoveCompletedRows;
     IConflictPrompt* m_pPrompt = nullptr;
     std::mutex m_viewLock;
     std::atomic<int> m_nComparedFiles { 0 };
     std::atomic<unsigned> m_nTreeGeneration { 0 };
 
-    mutable std::mutex m_workersMutex;
-    std::vector<std::thread> m_workers;
-    // Changed under m_workersMutex so that no wake-up is lost, atomic so the wait can read it on any thread.
-    std::atomic<int> m_nRunning { 0 };
+    mutable std::mutex m_totalsMutex;
     JobTotals m_totals;
+    // Last: its workers use everything above, and stop before any of it goes.
+    CJobQueue m_queue;
 };

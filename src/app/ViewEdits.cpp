@@ -1,7 +1,6 @@
 // The view's commands that edit one side in place: rename and new folder.
 #include <QFileInfo>
 
-#include "app/JobThreads.h"
 #include "app/QuorvelView.h"
 #include "ftp/FtpSession.h"
 #include "ftp/TraceBuffer.h"
@@ -112,12 +111,10 @@ QString CQuorvelView::RenameInFolder(int nSide, const QString& strFolder, const 
         return strError;
     }
     // A job of its own in the transfer list, where a refused one can be run again.
-    const PreparedJob prepared = MakeRemoteRenameJob(strFolder, strFrom, strTo);
-    if (RunJobHere(*this, prepared) != TRANSFER_DONE) {
+    if (RunJobAndWait(MakeRemoteRenameJob(strFolder, strFrom, strTo)) != TRANSFER_DONE) {
         return FormatText(
             "%s could not be renamed on the server; the transfer list says why.", JoinRemotePath(strFolder, strFrom));
     }
-    RefreshAfterRemoteRename(prepared.job);
     return {};
 }
 

@@ -253,9 +253,9 @@ int RunSync(const QStringList& arguments)
         nDeleteFailures = static_cast<int>(deletionPaths.size()) - nDeleted;
         view.WaitForJobs();
     }
-    for (const TransferRow& row : list.Rows()) {
-        if (row.columns[COL_STATUS] == QStringLiteral("Failed")) {
-            PrintError(FormatText("Failed: %s: %s", row.columns[COL_FTP_PATH], row.columns[COL_MESSAGE]));
+    for (const JobRecord& record : list.Jobs()) {
+        if (record.state == JobState::Failed) {
+            PrintError(FormatText("%s: %s: %s", StatusText(record.state), RemotePathOf(record.job), record.strFailure));
         }
     }
     const JobTotals totals = view.Totals();

@@ -31,6 +31,7 @@ public:
     void Clear();
 
     [[nodiscard]] int InUse() const;
+    [[nodiscard]] int Capacity() const { return m_nCapacity; }
 
 private:
     mutable std::mutex m_mutex;

@@ -514,6 +514,11 @@ int CFtpSession::ConnectionsInUse() const
     return m_pPool ? m_pPool->InUse() : 0;
 }
 
+int CFtpSession::WorkerConnections() const
+{
+    return m_pPool ? m_pPool->Capacity() : 1;
+}
+
 void CFtpSession::ReleaseConnection(std::unique_ptr<CCurlConnection> pConnection)
 {
     if (m_pPool) {

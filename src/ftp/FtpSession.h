@@ -92,8 +92,9 @@ public:
     [[nodiscard]] bool IsConnected() const { return m_pConnection != nullptr; }
     // Whether a site has been opened: workers, which never touch the view's own connection, ask this.
     [[nodiscard]] bool HasSite() const { return m_bHaveSite; }
-    // Connections lent to workers right now.
+    // Connections lent to workers right now, and how many may be at once (1 before a site is opened).
     [[nodiscard]] int ConnectionsInUse() const;
+    [[nodiscard]] int WorkerConnections() const;
     [[nodiscard]] const QString& Server() const { return m_endpoint.strHost; }
     [[nodiscard]] const QString& RemoteRoot() const { return m_strRemoteRoot; }
     [[nodiscard]] const QString& MirrorRoot() const { return m_strMirrorRoot; }

@@ -111,9 +111,9 @@ void CMainFrame::BuildLayout()
     m_pTrace = new CTraceView(this);
     m_pTrace->Attach(&m_pDocument->Trace());
     m_pTransfers = new CTransferListWidget(m_pDocument->List(), this);
-    m_pTransfers->SetResubmitter([this](int nJobId, const JobFields& fields) {
+    m_pTransfers->SetResubmitter([this](int nJobId) {
         if (CQuorvelView* pView = m_pDocument->View(); pView != nullptr && !IsBusy()) {
-            pView->ResubmitJob(nJobId, fields);
+            pView->ResubmitJob(nJobId);
         }
     });
 
@@ -307,6 +307,9 @@ void CMainFrame::ApplySettings()
     CSettingsStore store;
     m_settings = CPaneSettings::Read(store);
     m_pModel->SetSettings(m_settings);
+    if (CQuorvelView* pView = m_pDocument->View()) {
+        pView->SetRemoveCompletedRows(m_settings.bDeleteRowOfGoodXfer);
+    }
     m_pPanes->ApplySettings(m_settings);
     m_pCounts->SetIcons(m_settings);
     LoadLogSwitches(store);

@@ -39,17 +39,19 @@ void Save(QWidget& widget, const QString& strPath)
 
 void FillTransfers(CTransferListView& list, const QString& strLocal, const QString& strRemote)
 {
-    const int nRunning = list.AddJob(4'200'000,
-        { QStringLiteral("backup.zip"), strLocal + QStringLiteral("/backup.zip"),
-            strRemote + QStringLiteral("/backup.zip"), QStringLiteral("UPLOAD"), QStringLiteral("Waiting...") });
-    list.UpdateJob(nRunning, { {}, {}, {}, {}, QStringLiteral("In Progress.") }, {});
+    TransferJob backup;
+    backup.strName = QStringLiteral("backup.zip");
+    backup.strLocalPath = strLocal + QStringLiteral("/backup.zip");
+    backup.strRemoteFolder = strRemote;
+    const int nRunning = list.AddJob(backup, JobPurpose::Transfer, 4'200'000);
+    list.SetRunning(nRunning);
     list.AdvanceProgress(nRunning, 2'700'000);
-    const int nFailed = list.AddJob(1200,
-        { QStringLiteral("private.txt"), strLocal + QStringLiteral("/private.txt"),
-            strRemote + QStringLiteral("/private.txt"), QStringLiteral("DOWNLOAD"), QStringLiteral("Waiting...") });
-    list.UpdateJob(nFailed, { {}, {}, {}, {}, QStringLiteral("Failed to download file. 550 Permission denied") },
-        QStringLiteral("Failed"));
-    list.FinishJob(nFailed, true);
+    TransferJob denied = backup;
+    denied.operation = TransferOperation::Download;
+    denied.strName = QStringLiteral("private.txt");
+    denied.strLocalPath = strLocal + QStringLiteral("/private.txt");
+    const int nFailed = list.AddJob(denied, JobPurpose::Transfer, 1200);
+    list.FinishJob(nFailed, JobState::Failed, QStringLiteral("Failed to download file. 550 Permission denied"), true);
 }
 
 // The demo comparison as a saved site, so that the site manager shows something real.

@@ -87,7 +87,7 @@ int CTransferListModel::columnCount(const QModelIndex& parent) const
 QString CTransferListModel::ProgressText(const TransferRow& row) const
 {
     const auto job = m_progress.find(row.nJobId);
-    if (job == m_progress.end() || !row.columns[COL_MESSAGE].startsWith(QLatin1String("In Progress"))) {
+    if (job == m_progress.end() || row.state != JobState::Running) {
         return {};
     }
     QString strText = ByteText(job->second.nDone) + QStringLiteral(" of ") + ByteText(job->second.nTotal);
@@ -125,13 +125,13 @@ QVariant CTransferListModel::data(const QModelIndex& index, int nRole) const
         return strProgress.isEmpty() ? strTip : strTip + QLatin1Char(' ') + strProgress;
     }
     case Qt::ForegroundRole:
-        if (row.columns[COL_STATUS] == QLatin1String("Failed")) {
+        if (row.state == JobState::Failed) {
             return QColor(198, 40, 40);
         }
         return {};
     case RoleBarPosition: {
         const auto job = m_progress.find(row.nJobId);
-        if (job == m_progress.end() || index.column() != COL_STATUS || !row.columns[COL_STATUS].isEmpty()) {
+        if (job == m_progress.end() || index.column() != COL_STATUS || !IsLive(row.state)) {
             return {};
         }
         return job->second.nBarPosition;
@@ -146,5 +146,8 @@ QVariant CTransferListModel::headerData(int nSection, Qt::Orientation orientatio
     if (orientation != Qt::Horizontal || nRole != Qt::DisplayRole || nSection < 0 || nSection >= kTransferColumns) {
         return {};
     }
-    return CTransferListView::ColumnTitles()[static_cast<size_t>(nSection)];
+    static const std::array<QString, kTransferColumns> kTitles { QStringLiteral("Filename"), QStringLiteral("Status"),
+        QStringLiteral("Local Path"), QStringLiteral("FTP Path"), QStringLiteral("Operation"),
+        QStringLiteral("Message") };
+    return kTitles[static_cast<size_t>(nSection)];
 }

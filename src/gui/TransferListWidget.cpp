@@ -8,6 +8,8 @@
 #include <QStyledItemDelegate>
 
 #include "gui/TransferListModel.h"
+#include "support/SettingsStore.h"
+#include "support/TextFormat.h"
 
 namespace {
 
@@ -59,7 +61,7 @@ CTransferListWidget::CTransferListWidget(CTransferListView& list, QWidget* pPare
     setContextMenuPolicy(Qt::DefaultContextMenu);
 }
 
-void CTransferListWidget::SetResubmitter(std::function<void(int, const JobFields&)> resubmit)
+void CTransferListWidget::SetResubmitter(std::function<void(int)> resubmit)
 {
     m_resubmit = std::move(resubmit);
 }
@@ -106,10 +108,28 @@ void CTransferListWidget::contextMenuEvent(QContextMenuEvent* pEvent)
     }
 }
 
+std::array<int, kTransferColumns> CTransferListWidget::ColumnWidths(const CSettingsStore& store, int nClientWidth)
+{
+    const QStringList saved = store.ReadString("Settings", "XferWidths").split(QLatin1Char(','));
+    if (saved.size() == kTransferColumns) {
+        std::array<int, kTransferColumns> widths {};
+        bool bAll = true;
+        for (int i = 0; i < kTransferColumns; ++i) {
+            bool bOk = false;
+            widths[static_cast<size_t>(i)] = saved[i].trimmed().toInt(&bOk);
+            bAll = bAll && bOk;
+        }
+        if (bAll) {
+            return widths;
+        }
+    }
+    const int nSixth = nClientWidth / 6;
+    return { nSixth, nSixth, (2 * nClientWidth) / 6, (nSixth * 7) / 5, (nSixth * 4) / 5, nSixth };
+}
+
 void CTransferListWidget::RestoreColumnWidths(const CSettingsStore& store)
 {
-    const std::array<int, kTransferColumns> widths
-        = CTransferListView::ColumnWidths(store, std::max(viewport()->width(), 600));
+    const std::array<int, kTransferColumns> widths = ColumnWidths(store, std::max(viewport()->width(), 600));
     for (int nColumn = 0; nColumn < kTransferColumns; ++nColumn) {
         setColumnWidth(nColumn, std::max(widths[static_cast<size_t>(nColumn)], 30));
     }
@@ -121,5 +141,6 @@ void CTransferListWidget::SaveColumnWidths(CSettingsStore& store) const
     for (int nColumn = 0; nColumn < kTransferColumns; ++nColumn) {
         widths[static_cast<size_t>(nColumn)] = columnWidth(nColumn);
     }
-    CTransferListView::SaveColumnWidths(store, widths);
+    store.WriteString("Settings", "XferWidths",
+        FormatText("%d,%d,%d,%d,%d,%d", widths[0], widths[1], widths[2], widths[3], widths[4], widths[5]));
 }

@@ -22,14 +22,16 @@ public:
     CTransferListWidget(CTransferListView& list, QWidget* pParent = nullptr);
 
     [[nodiscard]] CTransferListModel& Model() const { return *m_pModel; }
-    // Where Resubmit sends a row: the comparison view's ResubmitJob. Without it, Resubmit stays disabled.
-    void SetResubmitter(std::function<void(int nJobId, const JobFields&)> resubmit);
+    // Where Resubmit sends a job: the comparison view's ResubmitJob. Without it, Resubmit stays disabled.
+    void SetResubmitter(std::function<void(int nJobId)> resubmit);
 
     // The selected rows, top to bottom.
     [[nodiscard]] std::vector<int> SelectedRows() const;
     // The context menu for the current selection, as it would open (null with no row selected).
     [[nodiscard]] QMenu* MakeContextMenu();
 
+    // "XferWidths" when it holds six widths, else shares of the list's width. Saving writes all six.
+    static std::array<int, kTransferColumns> ColumnWidths(const CSettingsStore& store, int nClientWidth);
     void RestoreColumnWidths(const CSettingsStore& store);
     void SaveColumnWidths(CSettingsStore& store) const;
 
@@ -39,5 +41,5 @@ protected:
 private:
     CTransferListView& m_list;
     CTransferListModel* m_pModel;
-    std::function<void(int, const JobFields&)> m_resubmit;
+    std::function<void(int)> m_resubmit;
 };

@@ -18,24 +18,14 @@ CJobRunner::CJobRunner(CFtpSession& session, CTraceBuffer& trace, CTransferListV
     m_nUnknownSizeLimit = nLimitMb > 0 ? nLimitMb * 1024 * 1024 : -1;
 }
 
-std::unique_ptr<CCurlConnection> CJobRunner::ConnectionIfFree(bool& bBusy)
-{
-    // Setting the flag when the pool would make us wait turns the wait into a cancellation.
-    std::atomic<bool> bWouldWait { false };
-    std::unique_ptr<CCurlConnection> pConnection
-        = m_session.AcquireConnection(&bWouldWait, [&bWouldWait] { bWouldWait = true; });
-    bBusy = !pConnection && bWouldWait.load();
-    return pConnection;
-}
-
-int CJobRunner::RunTransfer(
-    int nJobId, const TransferJob& job, QString& strFailure, std::unique_ptr<CCurlConnection> pConnection)
+int CJobRunner::RunTransfer(int nJobId, const TransferJob& job, QString& strFailure)
 {
     const std::shared_ptr<const CProgressEntry> pRecord = m_list.ProgressRecord(nJobId);
     const std::atomic<bool>* pCancel = pRecord ? &pRecord->bCancelled : nullptr;
-    if (!pConnection) {
-        pConnection = m_session.AcquireConnection(pCancel);
+    if (pCancel != nullptr && pCancel->load()) {
+        return TRANSFER_CANCELLED;
     }
+    std::unique_ptr<CCurlConnection> pConnection = m_session.AcquireConnection(pCancel);
     if (!pConnection) {
         if (pCancel != nullptr && pCancel->load()) {
             return TRANSFER_CANCELLED;
@@ -44,7 +34,7 @@ int CJobRunner::RunTransfer(
         m_trace.AddTraceText(TRACE_ERROR, strFailure);
         return TRANSFER_FAILED;
     }
-    m_list.UpdateJob(nJobId, { {}, {}, {}, {}, QStringLiteral("In Progress.") }, {});
+    m_list.SetRunning(nJobId);
     TransferContext context { *pConnection, m_trace,
         [this, nJobId](std::int64_t nBytes) {
             m_nBytesMoved += nBytes;
@@ -76,28 +66,5 @@ int CJobRunner::RunTransfer(
     }
     strFailure = context.strFailure;
     m_session.ReleaseConnection(std::move(pConnection));
-    return nResult;
-}
-
-void CJobRunner::ShowOutcome(
-    int nJobId, const TransferJob& job, int nResult, const QString& strFailure, const QString& strFailureText)
-{
-    if (nResult == TRANSFER_DONE) {
-        m_list.UpdateJob(nJobId, { {}, {}, {}, {}, QStringLiteral("Complete.") }, QStringLiteral("Completed"));
-    } else if (nResult == TRANSFER_CANCELLED) {
-        m_list.UpdateJob(nJobId, { {}, {}, {}, {}, QStringLiteral("Cancelled.") }, QStringLiteral("Cancelled"));
-    } else {
-        m_list.UpdateJob(nJobId,
-            { {}, {}, {}, {},
-                FailureWithReason(strFailureText.isEmpty() ? FailureMessage(job) : strFailureText, strFailure) },
-            QStringLiteral("Failed"));
-    }
-}
-
-int CJobRunner::CopyItemEx(int nJobId, const TransferJob& job, std::unique_ptr<CCurlConnection> pConnection)
-{
-    QString strFailure;
-    const int nResult = RunTransfer(nJobId, job, strFailure, std::move(pConnection));
-    ShowOutcome(nJobId, job, nResult, strFailure);
     return nResult;
 }

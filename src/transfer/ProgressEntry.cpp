@@ -2,10 +2,16 @@
 
 CProgressEntry::CProgressEntry(int nRowIndex, std::int64_t nTotalBytes, long nThread)
     : nRow(nRowIndex)
-    , nTotal(nTotalBytes)
     , nOwnerThread(nThread)
-    , nStep(nTotalBytes / 100 > 0 ? nTotalBytes / 100 : 1)
-{ }
+{
+    SetTotal(nTotalBytes);
+}
+
+void CProgressEntry::SetTotal(std::int64_t nTotalBytes)
+{
+    nTotal = nTotalBytes;
+    nStep = nTotalBytes / 100 > 0 ? nTotalBytes / 100 : 1;
+}
 
 void CProgressEntry::Advance(std::int64_t nBytes)
 {

@@ -23,4 +23,6 @@ struct CProgressEntry
     // Adds bytes (one step for 0), never past the total, and moves the bar.
     void Advance(std::int64_t nBytes);
     void SetPosition(std::int64_t nPosition);
+    // A new total, before any bytes have moved.
+    void SetTotal(std::int64_t nTotalBytes);
 };

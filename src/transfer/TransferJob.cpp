@@ -19,16 +19,6 @@ QString OperationWord(TransferOperation operation)
     return {};
 }
 
-TransferOperation OperationFromWord(const QString& strWord)
-{
-    const QString strUpper = strWord.toUpper();
-    return strUpper == QLatin1String("UPLOAD")  ? TransferOperation::Upload
-        : strUpper == QLatin1String("DOWNLOAD") ? TransferOperation::Download
-        : strUpper == QLatin1String("DELETE")   ? TransferOperation::Delete
-        : strUpper == QLatin1String("RENAME")   ? TransferOperation::Rename
-                                                : TransferOperation::Copy;
-}
-
 QString FailureMessage(const TransferJob& job)
 {
     switch (job.operation) {

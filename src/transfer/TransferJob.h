@@ -43,10 +43,8 @@ struct TransferJob
     FolderPlan plan; // what a folder job copies or deletes below the folder
 };
 
-// The word a job shows in its Operation column, and the operation a word stands for (any word but UPLOAD,
-// DOWNLOAD, DELETE and RENAME is an in-server copy).
+// The word a job shows in its Operation column.
 QString OperationWord(TransferOperation operation);
-TransferOperation OperationFromWord(const QString& strWord);
 
 // The Message of a job that failed without saying why.
 // A failure text of the job list followed by why it failed: "Failed to download file. 550 Permission denied".

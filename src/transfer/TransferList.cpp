@@ -3,66 +3,80 @@
 #include <algorithm>
 
 #include "support/DiagnosticLog.h"
-#include "support/SettingsStore.h"
 #include "support/ThreadId.h"
+#include "transfer/TransferRoutines.h"
 
 namespace {
 
 // Progress notices closer together than this are folded into one.
 constexpr std::chrono::milliseconds kProgressNoticeInterval(250);
 
-const QString kCompleted = QStringLiteral("Completed");
-
-bool IsWaitingOrRunning(const QString& strMessage)
+QString MessageOf(const JobRecord& record)
 {
-    return strMessage.startsWith(QLatin1String("In Progress"), Qt::CaseSensitive)
-        || strMessage.compare(QLatin1String("Waiting..."), Qt::CaseInsensitive) == 0;
+    switch (record.state) {
+    case JobState::Waiting:
+        return QStringLiteral("Waiting...");
+    case JobState::Running:
+        return QStringLiteral("In Progress.");
+    case JobState::Completed:
+        return QStringLiteral("Complete.");
+    case JobState::Cancelled:
+        return QStringLiteral("Cancelled.");
+    case JobState::Failed:
+        break;
+    }
+    return record.strFailure;
 }
 
-std::array<QString, kTransferColumns> ColumnsOf(const JobFields& fields, const QString& strStatus)
+QString LocalColumnOf(const JobRecord& record)
 {
-    return { fields.strFilename, strStatus, fields.strLocalPath, fields.strFtpPath, fields.strOperation,
-        fields.strMessage };
+    if (record.purpose == JobPurpose::IntoMirror) {
+        return QStringLiteral("Cache");
+    }
+    switch (record.job.operation) {
+    case TransferOperation::Copy:
+    case TransferOperation::Rename:
+        return record.job.strTargetRemotePath;
+    case TransferOperation::Delete:
+        return {};
+    case TransferOperation::Upload:
+    case TransferOperation::Download:
+        break;
+    }
+    return record.job.strLocalPath;
 }
 
 } // namespace
 
-JobFields FieldsOf(const TransferRow& row)
+QString StatusText(JobState state)
 {
-    return { row.columns[COL_FILENAME], row.columns[COL_LOCAL_PATH], row.columns[COL_FTP_PATH],
-        row.columns[COL_OPERATION], row.columns[COL_MESSAGE] };
-}
-
-QString FormatJobLine(int nJobId, const JobFields& fields)
-{
-    return FormatText("%d;%s;%s;%s;%s;%s", nJobId, fields.strFilename, fields.strLocalPath, fields.strFtpPath,
-        fields.strOperation, fields.strMessage);
-}
-
-std::optional<std::pair<int, JobFields>> ParseJobLine(const QString& strLine, const JobFields& rowFields)
-{
-    const QStringList parts = strLine.split(QLatin1Char(';'));
-    if (parts.size() != kTransferColumns) {
-        return std::nullopt;
+    switch (state) {
+    case JobState::Completed:
+        return QStringLiteral("Completed");
+    case JobState::Cancelled:
+        return QStringLiteral("Cancelled");
+    case JobState::Failed:
+        return QStringLiteral("Failed");
+    case JobState::Waiting:
+    case JobState::Running:
+        break;
     }
-    bool bNumber = false;
-    const int nJobId = parts[0].toInt(&bNumber);
-    const JobFields fields { parts[1], parts[2], parts[3], parts[4], parts[5] };
-    const bool bSame = fields.strFilename == rowFields.strFilename && fields.strLocalPath == rowFields.strLocalPath
-        && fields.strFtpPath == rowFields.strFtpPath && fields.strOperation == rowFields.strOperation
-        && fields.strMessage == rowFields.strMessage;
-    if (!bNumber || !bSame) {
-        return std::nullopt;
-    }
-    return std::make_pair(nJobId, fields);
+    return {};
 }
 
-const std::array<QString, kTransferColumns>& CTransferListView::ColumnTitles()
+JobState StateOfResult(int nResult)
 {
-    static const std::array<QString, kTransferColumns> kTitles { QStringLiteral("Filename"), QStringLiteral("Status"),
-        QStringLiteral("Local Path"), QStringLiteral("FTP Path"), QStringLiteral("Operation"),
-        QStringLiteral("Message") };
-    return kTitles;
+    return nResult == TRANSFER_DONE     ? JobState::Completed
+        : nResult == TRANSFER_CANCELLED ? JobState::Cancelled
+                                        : JobState::Failed;
+}
+
+TransferRow RowOf(const JobRecord& record)
+{
+    const TransferJob& job = record.job;
+    return { record.nJobId, record.state,
+        { job.bFolder ? job.strName + QLatin1Char('/') : job.strName, StatusText(record.state), LocalColumnOf(record),
+            RemotePathOf(job), OperationWord(job.operation), MessageOf(record) } };
 }
 
 CTransferListView::CTransferListView() = default;
@@ -85,6 +99,8 @@ void CTransferListView::Notify(int nJobId, bool bProgressOnly)
                 return;
             }
             last = now;
+        } else if (!m_progress.contains(nJobId)) {
+            m_lastProgressNotice.erase(nJobId);
         }
         changed = m_changed;
     }
@@ -95,15 +111,20 @@ void CTransferListView::Notify(int nJobId, bool bProgressOnly)
 
 int CTransferListView::RowIndexLocked(int nJobId) const
 {
-    if (nJobId >= 0) {
-        for (size_t i = 0; i < m_rows.size(); ++i) {
-            if (m_rows[i].nJobId == nJobId) {
-                return static_cast<int>(i);
-            }
-        }
+    // Rows stand in the order of their ids, which only grow.
+    const auto found = std::lower_bound(
+        m_jobs.begin(), m_jobs.end(), nJobId, [](const JobRecord& record, int nId) { return record.nJobId < nId; });
+    if (nJobId >= 0 && found != m_jobs.end() && found->nJobId == nJobId) {
+        return static_cast<int>(found - m_jobs.begin());
     }
     Log("CTransferListView::FindCurListCtrlIndex[%ld] idx not found for unique idx(%d)", CurrentThreadId(), nJobId);
     return -1;
+}
+
+JobRecord* CTransferListView::RecordLocked(int nJobId)
+{
+    const int nRow = RowIndexLocked(nJobId);
+    return nRow < 0 ? nullptr : &m_jobs[static_cast<size_t>(nRow)];
 }
 
 int CTransferListView::FindCurListCtrlIndex(int nJobId) const
@@ -112,69 +133,88 @@ int CTransferListView::FindCurListCtrlIndex(int nJobId) const
     return RowIndexLocked(nJobId);
 }
 
-int CTransferListView::AddThis(const JobFields& fields, const QString& strStatus)
+int CTransferListView::AddJob(const TransferJob& job, JobPurpose purpose, std::int64_t nTotalBytes)
 {
-    Log("CTransferListView::AddThis[%ld] %s, %s, %s, %s, %s", CurrentThreadId(), fields.strFilename,
-        fields.strLocalPath, fields.strFtpPath, fields.strOperation, fields.strMessage);
-    int nJobId = 0;
-    {
-        std::lock_guard lock(m_mutex);
-        nJobId = ++m_nLastJobId;
-        m_rows.push_back({ nJobId, ColumnsOf(fields, strStatus) });
-    }
-    Notify(nJobId, false);
-    return nJobId;
-}
-
-int CTransferListView::AddJob(std::int64_t nTotalBytes, const JobFields& fields)
-{
-    Log("CTransferListView::AddThis[%ld] %s, %s, %s, %s, %s", CurrentThreadId(), fields.strFilename,
-        fields.strLocalPath, fields.strFtpPath, fields.strOperation, fields.strMessage);
     int nJobId = 0;
     {
         // The row and its record appear together: no other thread may see one without the other.
         std::lock_guard lock(m_mutex);
-        ++m_nActiveJobs;
         nJobId = ++m_nLastJobId;
-        m_rows.push_back({ nJobId, ColumnsOf(fields, QString()) });
+        m_jobs.push_back({ nJobId, JobState::Waiting, job, purpose, {} });
+        const TransferRow row = RowOf(m_jobs.back());
+        Log("CTransferListView::AddThis[%ld] %s, %s, %s, %s, %s", CurrentThreadId(), row.columns[COL_FILENAME],
+            row.columns[COL_LOCAL_PATH], row.columns[COL_FTP_PATH], row.columns[COL_OPERATION],
+            row.columns[COL_MESSAGE]);
         m_progress[nJobId]
-            = std::make_shared<CProgressEntry>(static_cast<int>(m_rows.size()) - 1, nTotalBytes, CurrentThreadId());
+            = std::make_shared<CProgressEntry>(static_cast<int>(m_jobs.size()) - 1, nTotalBytes, CurrentThreadId());
     }
     Notify(nJobId, false);
     return nJobId;
 }
 
-int CTransferListView::ReopenJob(int nJobId, std::int64_t nTotalBytes, const JobFields& fields)
+bool CTransferListView::ReopenJob(int nJobId, std::int64_t nTotalBytes)
 {
-    int nRow = -1;
     {
         std::lock_guard lock(m_mutex);
-        ++m_nActiveJobs;
-        nRow = RowIndexLocked(nJobId);
-        if (nRow < 0) {
-            return -1;
+        JobRecord* pRecord = RecordLocked(nJobId);
+        if (pRecord == nullptr || IsLive(pRecord->state) || pRecord->state == JobState::Completed) {
+            return false;
         }
-        m_rows[static_cast<size_t>(nRow)].columns = ColumnsOf(fields, QString());
-        m_progress[nJobId] = std::make_shared<CProgressEntry>(nRow, nTotalBytes, CurrentThreadId());
+        pRecord->state = JobState::Waiting;
+        pRecord->strFailure.clear();
+        m_progress[nJobId] = std::make_shared<CProgressEntry>(RowIndexLocked(nJobId), nTotalBytes, CurrentThreadId());
     }
     Notify(nJobId, false);
-    return nRow;
+    return true;
 }
 
-void CTransferListView::UpdateJob(int nJobId, const JobFields& fields, const QString& strStatus)
+void CTransferListView::SetJobTotal(int nJobId, std::int64_t nTotalBytes)
 {
     {
         std::lock_guard lock(m_mutex);
+        const auto found = m_progress.find(nJobId);
+        if (found == m_progress.end() || !found->second) {
+            return;
+        }
+        found->second->SetTotal(nTotalBytes);
+    }
+    Notify(nJobId, false);
+}
+
+void CTransferListView::SetRunning(int nJobId)
+{
+    {
+        std::lock_guard lock(m_mutex);
+        JobRecord* pRecord = RecordLocked(nJobId);
+        if (pRecord == nullptr || pRecord->state != JobState::Waiting) {
+            return;
+        }
+        pRecord->state = JobState::Running;
+    }
+    Notify(nJobId, false);
+}
+
+void CTransferListView::FinishJob(int nJobId, JobState outcome, const QString& strFailure, bool bRemoveIfCompleted)
+{
+    {
+        std::lock_guard lock(m_mutex);
+        const auto found = m_progress.find(nJobId);
+        if (found != m_progress.end()) {
+            if (found->second) {
+                found->second->bBarVisible = false;
+                found->second->nRow = -1;
+            }
+            m_progress.erase(found);
+        }
         const int nRow = RowIndexLocked(nJobId);
         if (nRow < 0) {
             return;
         }
-        const std::array<QString, kTransferColumns> texts = ColumnsOf(fields, strStatus);
-        for (int nColumn = 0; nColumn < kTransferColumns; ++nColumn) {
-            if (!texts[static_cast<size_t>(nColumn)].isEmpty()) {
-                m_rows[static_cast<size_t>(nRow)].columns[static_cast<size_t>(nColumn)]
-                    = texts[static_cast<size_t>(nColumn)];
-            }
+        JobRecord& record = m_jobs[static_cast<size_t>(nRow)];
+        record.state = outcome;
+        record.strFailure = outcome == JobState::Failed ? strFailure : QString();
+        if (bRemoveIfCompleted && outcome == JobState::Completed) {
+            m_jobs.erase(m_jobs.begin() + nRow);
         }
     }
     Notify(nJobId, false);
@@ -220,49 +260,16 @@ std::shared_ptr<const CProgressEntry> CTransferListView::ProgressRecord(int nJob
     return found != m_progress.end() ? found->second : nullptr;
 }
 
-void CTransferListView::EmptiedLocked()
+bool CTransferListView::IsLiveRowLocked(int nRow) const
 {
-    m_progress.clear();
-    m_lastProgressNotice.clear();
-    m_nLastJobId = -1;
-}
-
-void CTransferListView::FinishJob(int nJobId, bool bRemoveIfCompleted)
-{
-    {
-        std::lock_guard lock(m_mutex);
-        --m_nActiveJobs;
-        const int nRow = RowIndexLocked(nJobId);
-        if (nRow < 0) {
-            return;
-        }
-        const auto found = m_progress.find(nJobId);
-        if (found != m_progress.end() && found->second) {
-            found->second->bBarVisible = false;
-            found->second->nRow = -1;
-            found->second.reset();
-        }
-        if (bRemoveIfCompleted
-            && m_rows[static_cast<size_t>(nRow)].columns[COL_STATUS].compare(kCompleted, Qt::CaseInsensitive) == 0) {
-            m_rows.erase(m_rows.begin() + nRow);
-            if (m_rows.empty()) {
-                EmptiedLocked();
-            }
-        }
-    }
-    Notify(nJobId, false);
-}
-
-bool CTransferListView::IsBusyLocked(int nRow) const
-{
-    return IsWaitingOrRunning(m_rows[static_cast<size_t>(nRow)].columns[COL_MESSAGE]);
+    return IsLive(m_jobs[static_cast<size_t>(nRow)].state);
 }
 
 bool CTransferListView::CanDelete(const std::vector<int>& selection) const
 {
     std::lock_guard lock(m_mutex);
     return !selection.empty() && std::none_of(selection.begin(), selection.end(), [this](int nRow) {
-        return nRow >= 0 && nRow < static_cast<int>(m_rows.size()) && IsBusyLocked(nRow);
+        return nRow >= 0 && nRow < static_cast<int>(m_jobs.size()) && IsLiveRowLocked(nRow);
     });
 }
 
@@ -270,27 +277,20 @@ bool CTransferListView::CanCancel(const std::vector<int>& selection) const
 {
     std::lock_guard lock(m_mutex);
     return std::any_of(selection.begin(), selection.end(),
-        [this](int nRow) { return nRow >= 0 && nRow < static_cast<int>(m_rows.size()) && IsBusyLocked(nRow); });
+        [this](int nRow) { return nRow >= 0 && nRow < static_cast<int>(m_jobs.size()) && IsLiveRowLocked(nRow); });
 }
 
 bool CTransferListView::CanResubmit(const std::vector<int>& selection) const
 {
     std::lock_guard lock(m_mutex);
-    if (selection.empty()) {
-        return false;
-    }
-    QString strStatuses;
-    for (const int nRow : selection) {
-        if (nRow < 0 || nRow >= static_cast<int>(m_rows.size())) {
+    // A waiting job may be chosen with the others; it is in the queue already and stays there once.
+    return !selection.empty() && std::all_of(selection.begin(), selection.end(), [this](int nRow) {
+        if (nRow < 0 || nRow >= static_cast<int>(m_jobs.size())) {
             return false;
         }
-        const TransferRow& row = m_rows[static_cast<size_t>(nRow)];
-        strStatuses += row.columns[COL_STATUS];
-        if (row.columns[COL_FTP_PATH].isEmpty() || row.columns[COL_MESSAGE].startsWith(QLatin1String("In Progress"))) {
-            return false;
-        }
-    }
-    return !strStatuses.contains(kCompleted, Qt::CaseSensitive);
+        const JobState state = m_jobs[static_cast<size_t>(nRow)].state;
+        return state != JobState::Running && state != JobState::Completed;
+    });
 }
 
 void CTransferListView::DeleteSelected(std::vector<int> selection)
@@ -299,16 +299,10 @@ void CTransferListView::DeleteSelected(std::vector<int> selection)
         std::lock_guard lock(m_mutex);
         std::sort(selection.begin(), selection.end());
         selection.erase(std::unique(selection.begin(), selection.end()), selection.end());
-        const size_t nRowsBefore = m_rows.size();
-        size_t nDeleted = 0;
         for (auto it = selection.rbegin(); it != selection.rend(); ++it) {
-            if (*it >= 0 && *it < static_cast<int>(m_rows.size())) {
-                m_rows.erase(m_rows.begin() + *it);
-                ++nDeleted;
+            if (*it >= 0 && *it < static_cast<int>(m_jobs.size()) && !IsLiveRowLocked(*it)) {
+                m_jobs.erase(m_jobs.begin() + *it);
             }
-        }
-        if (nDeleted == nRowsBefore) {
-            EmptiedLocked();
         }
     }
     Notify(-1, false);
@@ -319,10 +313,10 @@ void CTransferListView::CancelSelected(const std::vector<int>& selection)
     {
         std::lock_guard lock(m_mutex);
         for (auto it = selection.rbegin(); it != selection.rend(); ++it) {
-            if (*it < 0 || *it >= static_cast<int>(m_rows.size())) {
+            if (*it < 0 || *it >= static_cast<int>(m_jobs.size())) {
                 continue;
             }
-            const auto found = m_progress.find(m_rows[static_cast<size_t>(*it)].nJobId);
+            const auto found = m_progress.find(m_jobs[static_cast<size_t>(*it)].nJobId);
             if (found != m_progress.end() && found->second && found->second->nRow != -1) {
                 found->second->bCancelled = true;
             }
@@ -331,43 +325,65 @@ void CTransferListView::CancelSelected(const std::vector<int>& selection)
     Notify(-1, false);
 }
 
-void CTransferListView::ResubmitSelected(
-    const std::vector<int>& selection, const std::function<void(int, const JobFields&)>& resubmit)
+void CTransferListView::CancelAll()
 {
-    std::vector<int> rows = selection;
-    std::sort(rows.begin(), rows.end());
-    std::vector<std::pair<int, JobFields>> jobs;
     {
         std::lock_guard lock(m_mutex);
-        for (const int nRow : rows) {
-            if (nRow >= 0 && nRow < static_cast<int>(m_rows.size())) {
-                const auto& columns = m_rows[static_cast<size_t>(nRow)].columns;
-                jobs.push_back({ m_rows[static_cast<size_t>(nRow)].nJobId,
-                    { columns[COL_FILENAME], columns[COL_LOCAL_PATH], columns[COL_FTP_PATH], columns[COL_OPERATION],
-                        columns[COL_MESSAGE] } });
+        for (auto& [nJobId, pEntry] : m_progress) {
+            if (pEntry) {
+                pEntry->bCancelled = true;
             }
         }
     }
-    for (const auto& [nJobId, fields] : jobs) {
-        resubmit(nJobId, fields);
+    Notify(-1, false);
+}
+
+void CTransferListView::ResubmitSelected(const std::vector<int>& selection, const std::function<void(int)>& resubmit)
+{
+    std::vector<int> rows = selection;
+    std::sort(rows.begin(), rows.end());
+    std::vector<int> ids;
+    {
+        std::lock_guard lock(m_mutex);
+        for (const int nRow : rows) {
+            if (nRow >= 0 && nRow < static_cast<int>(m_jobs.size())) {
+                ids.push_back(m_jobs[static_cast<size_t>(nRow)].nJobId);
+            }
+        }
     }
+    for (const int nJobId : ids) {
+        resubmit(nJobId);
+    }
+}
+
+std::optional<JobRecord> CTransferListView::Job(int nJobId) const
+{
+    std::lock_guard lock(m_mutex);
+    const int nRow = RowIndexLocked(nJobId);
+    return nRow < 0 ? std::nullopt : std::optional<JobRecord>(m_jobs[static_cast<size_t>(nRow)]);
+}
+
+std::vector<JobRecord> CTransferListView::Jobs() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_jobs;
 }
 
 std::vector<TransferRow> CTransferListView::Rows() const
 {
     std::lock_guard lock(m_mutex);
-    return m_rows;
+    std::vector<TransferRow> rows;
+    rows.reserve(m_jobs.size());
+    for (const JobRecord& record : m_jobs) {
+        rows.push_back(RowOf(record));
+    }
+    return rows;
 }
 
 std::optional<TransferRow> CTransferListView::Row(int nJobId) const
 {
-    std::lock_guard lock(m_mutex);
-    for (const TransferRow& row : m_rows) {
-        if (row.nJobId == nJobId) {
-            return row;
-        }
-    }
-    return std::nullopt;
+    const std::optional<JobRecord> record = Job(nJobId);
+    return record ? std::optional<TransferRow>(RowOf(*record)) : std::nullopt;
 }
 
 std::optional<int> CTransferListView::BarPosition(int nJobId) const
@@ -395,36 +411,6 @@ std::map<int, JobProgress> CTransferListView::ProgressOfJobs() const
 int CTransferListView::ActiveJobs() const
 {
     std::lock_guard lock(m_mutex);
-    return m_nActiveJobs;
-}
-
-int CTransferListView::LastJobId() const
-{
-    std::lock_guard lock(m_mutex);
-    return m_nLastJobId;
-}
-
-std::array<int, kTransferColumns> CTransferListView::ColumnWidths(const CSettingsStore& store, int nClientWidth)
-{
-    const QStringList saved = store.ReadString("Settings", "XferWidths").split(QLatin1Char(','));
-    if (saved.size() == kTransferColumns) {
-        std::array<int, kTransferColumns> widths {};
-        bool bAll = true;
-        for (int i = 0; i < kTransferColumns; ++i) {
-            bool bOk = false;
-            widths[static_cast<size_t>(i)] = saved[i].trimmed().toInt(&bOk);
-            bAll = bAll && bOk;
-        }
-        if (bAll) {
-            return widths;
-        }
-    }
-    const int nSixth = nClientWidth / 6;
-    return { nSixth, nSixth, (2 * nClientWidth) / 6, (nSixth * 7) / 5, (nSixth * 4) / 5, nSixth };
-}
-
-void CTransferListView::SaveColumnWidths(CSettingsStore& store, const std::array<int, kTransferColumns>& widths)
-{
-    store.WriteString("Settings", "XferWidths",
-        FormatText("%d,%d,%d,%d,%d,%d", widths[0], widths[1], widths[2], widths[3], widths[4], widths[5]));
+    return static_cast<int>(
+        std::count_if(m_jobs.begin(), m_jobs.end(), [](const JobRecord& record) { return IsLive(record.state); }));
 }

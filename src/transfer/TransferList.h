@@ -11,11 +11,9 @@
 #include <vector>
 
 #include <QString>
-#include <QStringList>
 
 #include "transfer/ProgressEntry.h"
-
-class CSettingsStore;
+#include "transfer/TransferJob.h"
 
 // Columns of the transfer list, in order.
 enum TransferColumn : int
@@ -29,12 +27,51 @@ enum TransferColumn : int
 };
 inline constexpr int kTransferColumns = 6;
 
-// One row: the job's id and its six texts.
+enum class JobState
+{
+    Waiting, // queued for a worker
+    Running,
+    Completed,
+    Cancelled,
+    Failed
+};
+
+// The word for a job's state, as the list's Status column and the command line show it: empty while the job
+// waits or runs.
+QString StatusText(JobState state);
+// The state a transfer routine's result (TRANSFER_DONE ...) leaves a job in.
+JobState StateOfResult(int nResult);
+[[nodiscard]] inline bool IsLive(JobState state)
+{
+    return state == JobState::Waiting || state == JobState::Running;
+}
+
+// Where a job's result shows beside the server.
+enum class JobPurpose
+{
+    Transfer, // to the other side of the comparison, within the server, or a deletion or rename there
+    IntoMirror, // a download into the mirror only, where it can be compared and opened ("Cache")
+    Dropped // an upload of a file or folder dropped or pasted from outside the compared folder
+};
+
+// One job as the list keeps it. The rows' texts are made from it; nothing is decided by them.
+struct JobRecord
+{
+    int nJobId = -1;
+    JobState state = JobState::Waiting;
+    TransferJob job;
+    JobPurpose purpose = JobPurpose::Transfer;
+    QString strFailure; // the Message of a failed job
+};
+
+// One row as a view shows it: the job's id and state, and its six texts.
 struct TransferRow
 {
     int nJobId = -1;
+    JobState state = JobState::Waiting;
     std::array<QString, kTransferColumns> columns;
 };
+TransferRow RowOf(const JobRecord& record);
 
 // A live job's progress as a view draws it.
 struct JobProgress
@@ -44,85 +81,69 @@ struct JobProgress
     std::int64_t nTotal = 0;
 };
 
-// The texts of a job as a row shows them.
-struct JobFields
-{
-    QString strFilename;
-    QString strLocalPath;
-    QString strFtpPath;
-    QString strOperation;
-    QString strMessage;
-};
-
-// The texts of a row as a job's fields.
-JobFields FieldsOf(const TransferRow& row);
-
-// A job written as one line for resubmission ("%d;%s;%s;%s;%s;%s"), and read back.
-QString FormatJobLine(int nJobId, const JobFields& fields);
-// The fields as the line gives them, or nothing when they do not read back as written (a field held ";"):
-// a job must never run with shifted paths.
-std::optional<std::pair<int, JobFields>> ParseJobLine(const QString& strLine, const JobFields& rowFields);
-
-// The transfer list's data: one row per job, one progress record per live job, the job ids and the count
-// of active jobs. Worker threads and the user-interface thread call it at once, so every operation takes
-// its lock. Observers hear of changes, progress at most a few times a second per job.
+// The transfer list's data: one record per job, one progress record per live job. Worker threads and the
+// user-interface thread call it at once, so every operation takes its lock. Job ids only grow, so a worker
+// that outlives its row never finds another job under its id. Observers hear of changes, progress at most
+// a few times a second per job.
 class CTransferListView
 {
 public:
-    static const std::array<QString, kTransferColumns>& ColumnTitles();
-
     CTransferListView();
 
     // Called after each change, on the thread that made it; it must not block.
     void SetObserver(std::function<void()> changed);
 
+    // The row index of a job; -1 when it has none.
     int FindCurListCtrlIndex(int nJobId) const;
-    int AddThis(const JobFields& fields, const QString& strStatus);
-    int AddJob(std::int64_t nTotalBytes, const JobFields& fields);
-    int ReopenJob(int nJobId, std::int64_t nTotalBytes, const JobFields& fields);
-    // Writes each non-empty text into its column; the others stay.
-    void UpdateJob(int nJobId, const JobFields& fields, const QString& strStatus);
+    // A new job, waiting, with its progress record; its id.
+    int AddJob(const TransferJob& job, JobPurpose purpose, std::int64_t nTotalBytes);
+    // A finished job waits again in its row with a fresh progress record; false when it is gone, still
+    // waits or runs, or completed.
+    bool ReopenJob(int nJobId, std::int64_t nTotalBytes);
+    // The bytes a waiting job expects to move, once they are counted.
+    void SetJobTotal(int nJobId, std::int64_t nTotalBytes);
+    void SetRunning(int nJobId);
+    // A job's outcome (strFailure: the Message of a failure); its progress record ends. A completed job's
+    // row goes when bRemoveIfCompleted.
+    void FinishJob(int nJobId, JobState outcome, const QString& strFailure, bool bRemoveIfCompleted);
     void AdvanceProgress(int nJobId, std::int64_t nBytes);
     void SetProgress(int nJobId, std::int64_t nPosition);
     [[nodiscard]] bool IsJobCancelled(int nJobId) const;
     // The job's record, kept alive for as long as the caller holds it (a transfer loop polls its cancel
     // flag); null when the job has none.
     [[nodiscard]] std::shared_ptr<const CProgressEntry> ProgressRecord(int nJobId) const;
-    void FinishJob(int nJobId, bool bRemoveIfCompleted);
 
     // The context menu's rules over a selection of row indices.
     [[nodiscard]] bool CanDelete(const std::vector<int>& selection) const;
     [[nodiscard]] bool CanCancel(const std::vector<int>& selection) const;
     [[nodiscard]] bool CanResubmit(const std::vector<int>& selection) const;
+    // Removes the selected rows, never one whose job waits or runs.
     void DeleteSelected(std::vector<int> selection);
     void CancelSelected(const std::vector<int>& selection);
-    // Hands each selected row, from the top, to resubmit (the comparison view's ResubmitJob).
-    void ResubmitSelected(
-        const std::vector<int>& selection, const std::function<void(int nJobId, const JobFields&)>& resubmit);
+    void CancelAll();
+    // Hands the id of each selected job, from the top, to resubmit (the comparison view's ResubmitJob).
+    void ResubmitSelected(const std::vector<int>& selection, const std::function<void(int nJobId)>& resubmit);
 
+    [[nodiscard]] std::optional<JobRecord> Job(int nJobId) const;
+    [[nodiscard]] std::vector<JobRecord> Jobs() const;
     [[nodiscard]] std::vector<TransferRow> Rows() const;
     [[nodiscard]] std::optional<TransferRow> Row(int nJobId) const;
     [[nodiscard]] std::optional<int> BarPosition(int nJobId) const;
     // The bar and byte counts of every live job, read at once.
     [[nodiscard]] std::map<int, JobProgress> ProgressOfJobs() const;
+    // Jobs waiting or running.
     [[nodiscard]] int ActiveJobs() const;
-    [[nodiscard]] int LastJobId() const;
-
-    // Column widths: "XferWidths" when present, else shares of the client width. Saving writes all six.
-    static std::array<int, kTransferColumns> ColumnWidths(const CSettingsStore& store, int nClientWidth);
-    static void SaveColumnWidths(CSettingsStore& store, const std::array<int, kTransferColumns>& widths);
 
 private:
     int RowIndexLocked(int nJobId) const;
-    bool IsBusyLocked(int nRow) const;
-    void EmptiedLocked();
+    JobRecord* RecordLocked(int nJobId);
+    [[nodiscard]] bool IsLiveRowLocked(int nRow) const;
     void Notify(int nJobId, bool bProgressOnly);
 
     mutable std::mutex m_mutex;
-    std::vector<TransferRow> m_rows;
+    std::vector<JobRecord> m_jobs;
     std::map<int, std::shared_ptr<CProgressEntry>> m_progress;
     int m_nLastJobId = -1;
-    int m_nActiveJobs = 0;
     std::function<void()> m_changed;
     std::map<int, std::chrono::steady_clock::time_point> m_lastProgressNotice;
 };

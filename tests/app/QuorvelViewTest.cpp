@@ -157,8 +157,9 @@ TEST_F(Views, AJobThatCannotConnectAddsNoRowAndTheViewCountsEveryComparison)
     m_pView->SetConflictPrompt(&prompt);
     ASSERT_EQ(m_pView->CopySelectedItems(PathsOfItems({ Item(QStringLiteral("file.txt")) }), SIDE_RIGHT), 1);
     ASSERT_TRUE(m_pView->WaitForJobs(60000));
-    EXPECT_TRUE(m_list.Rows().empty()) << "no connection, no row";
-    EXPECT_THAT(TraceTexts(), testing::Contains(QHasSubstr("The FTP connection was lost.")));
+    EXPECT_EQ(Statuses(), std::vector<QString> { QStringLiteral("Failed") })
+        << "the job waits in its row and fails there";
+    EXPECT_THAT(m_list.Rows().front().columns[COL_MESSAGE].toStdString(), testing::HasSubstr("connection was lost"));
 }
 
 TEST_F(Views, ACancelledDownloadLeavesTheTargetUntouched)
@@ -177,6 +178,50 @@ TEST_F(Views, ACancelledDownloadLeavesTheTargetUntouched)
     EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/big.bin"))), QByteArray("the old local copy"));
     EXPECT_EQ(QDir(m_strLocal).entryList(QDir::Files | QDir::Hidden).size(), 1) << "no working file is left behind";
     EXPECT_EQ(Statuses(), std::vector<QString> { QStringLiteral("Cancelled") });
+}
+
+// Threads of this process now, as the kernel counts them.
+int ProcessThreads()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return -1;
+    }
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("Threads:")) {
+            return line.mid(8).trimmed().toInt();
+        }
+    }
+    return -1;
+}
+
+TEST_F(Views, FiveThousandUploadsWaitInTheQueueRatherThanInThreadsOfTheirOwn)
+{
+    ASSERT_TRUE(Start({}, 4));
+    for (int i = 0; i < 5000; ++i) {
+        WriteFileBytes(Local(QStringLiteral("/s%1.txt").arg(i)), QByteArray(1 + i % 7, 'x'));
+    }
+    ASSERT_TRUE(Compare());
+    std::vector<CFileItem*> items;
+    for (int i = 0; i < 5000; ++i) {
+        items.push_back(Item(QStringLiteral("s%1.txt").arg(i)));
+    }
+    const int nBefore = ProcessThreads();
+    EXPECT_EQ(m_pView->CopySelectedItems(PathsOfItems(items), SIDE_LEFT), 5000);
+    int nMost = 0;
+    for (int i = 0; i < 40 && m_pView->Totals().nCompleted < 100; ++i) {
+        nMost = std::max(nMost, ProcessThreads());
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    m_pView->CancelAllJobs();
+    ASSERT_TRUE(m_pView->WaitForJobs(60000));
+    const JobTotals totals = m_pView->Totals();
+    EXPECT_GT(totals.nCompleted, 0) << TraceTexts().join(QLatin1Char('\n')).toStdString();
+    EXPECT_EQ(totals.nCompleted + totals.nCancelled, 5000);
+    EXPECT_EQ(totals.nFailed, 0);
+    EXPECT_LE(m_pView->JobThreadsStarted(), 3) << "four connections: the view's own and three for workers";
+    EXPECT_LE(nMost - nBefore, 6) << "three job threads and no more than a few of the libraries' own";
+    EXPECT_EQ(m_list.ActiveJobs(), 0);
 }
 
 TEST_F(Views, TwentyJobsNeverHoldMoreConnectionsThanAllowed)

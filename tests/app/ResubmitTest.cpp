@@ -7,21 +7,26 @@ namespace {
 class Resubmit : public ViewFixture
 {
 protected:
-    // A finished, failed row for the job, as an earlier attempt would have left it.
-    int FailedRow(const JobFields& fields)
+    // A finished, failed job, as an earlier attempt would have left it.
+    int FailedJob(TransferOperation operation, const QString& strName, const QString& strLocal, bool bFolder = false,
+        JobPurpose purpose = JobPurpose::Transfer)
     {
-        const int nJobId = m_list.AddJob(0, fields);
-        m_list.UpdateJob(
-            nJobId, { {}, {}, {}, {}, QStringLiteral("Failed to download file.") }, QStringLiteral("Failed"));
-        m_list.FinishJob(nJobId, false);
+        TransferJob job;
+        job.operation = operation;
+        job.bFolder = bFolder;
+        job.strName = strName;
+        job.strLocalPath = strLocal;
+        job.strRemoteFolder = QStringLiteral("/pub");
+        const int nJobId = m_list.AddJob(job, purpose, 0);
+        m_list.FinishJob(nJobId, JobState::Failed, QStringLiteral("Failed to download file."), false);
         return nJobId;
     }
 
     void ResubmitAndWait(int nJobId)
     {
         ASSERT_TRUE(m_list.CanResubmit({ m_list.FindCurListCtrlIndex(nJobId) }));
-        m_list.ResubmitSelected({ m_list.FindCurListCtrlIndex(nJobId) },
-            [this](int nId, const JobFields& fields) { m_pView->ResubmitJob(nId, fields); });
+        m_list.ResubmitSelected(
+            { m_list.FindCurListCtrlIndex(nJobId) }, [this](int nId) { m_pView->ResubmitJob(nId); });
         ASSERT_TRUE(m_pView->WaitForJobs(30000));
     }
 
@@ -35,8 +40,8 @@ TEST_F(Resubmit, ADroppedDownloadFailsKeepsTheTargetAndSucceedsInTheSameRow)
     ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("8"), QStringLiteral("--drop-once") }));
     MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
     WriteFileBytes(Local(QStringLiteral("/file.txt")), "my old copy");
-    const int nJobId = FailedRow({ QStringLiteral("file.txt"), Local(QStringLiteral("/file.txt")),
-        QStringLiteral("/pub/file.txt"), QStringLiteral("DOWNLOAD"), QStringLiteral("Failed to download file.") });
+    const int nJobId
+        = FailedJob(TransferOperation::Download, QStringLiteral("file.txt"), Local(QStringLiteral("/file.txt")));
 
     ResubmitAndWait(nJobId);
     EXPECT_EQ(Status(nJobId), QStringLiteral("Failed"));
@@ -47,9 +52,6 @@ TEST_F(Resubmit, ADroppedDownloadFailsKeepsTheTargetAndSucceedsInTheSameRow)
     EXPECT_EQ(Status(nJobId), QStringLiteral("Completed")) << TraceTexts().join(QLatin1Char('\n')).toStdString();
     EXPECT_EQ(m_list.Rows().size(), 1u) << "the same row, the same id";
     EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/file.txt"))), QByteArray("remote contents\n"));
-    EXPECT_EQ(
-        ReadFileBytes(m_pView->Paths().CachePathOf(QStringLiteral("/pub/file.txt"))), QByteArray("remote contents\n"))
-        << "downloads go through the cache";
     EXPECT_TRUE(Traced(TRACE_PLAIN, QStringLiteral("RETRY: downloding \"/pub/file.txt\".")));
     EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("\"/pub/file.txt\" downloaded.")));
     EXPECT_EQ(m_list.ActiveJobs(), 0);
@@ -62,21 +64,17 @@ TEST_F(Resubmit, ADroppedUploadLeavesTheServerCopyAndACompletedRowGoesWhenAsked)
     ASSERT_TRUE(Start({ QStringLiteral("--drop-after"), QStringLiteral("8"), QStringLiteral("--drop-once") }));
     MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
     WriteFileBytes(Local(QStringLiteral("/file.txt")), "new local text");
-    const JobFields upload { QStringLiteral("file.txt"), Local(QStringLiteral("/file.txt")),
-        QStringLiteral("/pub/file.txt"), QStringLiteral("UPLOAD"), QStringLiteral("Failed to upload file.") };
-    const int nJobId = FailedRow(upload);
+    const int nJobId
+        = FailedJob(TransferOperation::Upload, QStringLiteral("file.txt"), Local(QStringLiteral("/file.txt")));
     ResubmitAndWait(nJobId);
     EXPECT_EQ(Status(nJobId), QStringLiteral("Failed"));
     EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/file.txt"))), QByteArray("remote contents\n"));
 
-    CSettingsStore store;
-    store.WriteInt("Settings", "DeleteRowOfGoodXfer", 1);
-    ASSERT_TRUE(store.Sync());
+    m_pView->SetRemoveCompletedRows(true);
     ResubmitAndWait(nJobId);
     EXPECT_EQ(ReadFileBytes(Remote(QStringLiteral("/pub/file.txt"))), QByteArray("new local text"));
     EXPECT_TRUE(m_list.Rows().empty()) << "a completed row goes at once when DeleteRowOfGoodXfer is set";
     EXPECT_TRUE(Traced(TRACE_STATUS, QStringLiteral("\"/pub/file.txt\" uploaded.")));
-    EXPECT_EQ(m_list.AddJob(0, upload), 0) << "ids start again at 0 once the list is empty";
 }
 
 TEST_F(Resubmit, ACacheRowDownloadsIntoTheCacheOnlyAndAFolderRowRunsAFolderJob)
@@ -86,10 +84,10 @@ TEST_F(Resubmit, ACacheRowDownloadsIntoTheCacheOnlyAndAFolderRowRunsAFolderJob)
     WriteFileBytes(Remote(QStringLiteral("/pub/sub/deeper/d.txt")), "deep");
     // A folder job runs on what the comparison saw of the folder, so the comparison comes first.
     ASSERT_TRUE(Compare());
-    const int nCache = FailedRow({ QStringLiteral("file.txt"), QStringLiteral("cache"), QStringLiteral("/pub/file.txt"),
-        QStringLiteral("DOWNLOAD"), QStringLiteral("Failed.") });
-    const int nFolder = FailedRow({ QStringLiteral("sub/"), Local(QStringLiteral("/sub")), QStringLiteral("/pub/sub"),
-        QStringLiteral("DOWNLOAD"), QStringLiteral("Failed.") });
+    const int nCache = FailedJob(TransferOperation::Download, QStringLiteral("file.txt"),
+        m_pView->Paths().CachePathOf(QStringLiteral("/pub/file.txt")), false, JobPurpose::IntoMirror);
+    const int nFolder
+        = FailedJob(TransferOperation::Download, QStringLiteral("sub"), Local(QStringLiteral("/sub")), true);
     ResubmitAndWait(nCache);
     ResubmitAndWait(nFolder);
     EXPECT_EQ(Status(nCache), QStringLiteral("Completed"));
@@ -100,17 +98,16 @@ TEST_F(Resubmit, ACacheRowDownloadsIntoTheCacheOnlyAndAFolderRowRunsAFolderJob)
     EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/sub/deeper/d.txt"))), QByteArray("deep"));
 }
 
-TEST_F(Resubmit, AJobWhosePathHoldsASemicolonNeverTransfers)
+TEST_F(Resubmit, AJobWhoseNameHoldsASemicolonRunsAgainWhole)
 {
     ASSERT_TRUE(Start());
     MakeView(MakeTestFolder(QStringLiteral("resubmit-mirror")));
     WriteFileBytes(Remote(QStringLiteral("/pub/a;b.txt")), "semicolon");
-    const int nJobId = FailedRow({ QStringLiteral("a;b.txt"), Local(QStringLiteral("/a;b.txt")),
-        QStringLiteral("/pub/a;b.txt"), QStringLiteral("DOWNLOAD"), QStringLiteral("Failed.") });
+    const int nJobId
+        = FailedJob(TransferOperation::Download, QStringLiteral("a;b.txt"), Local(QStringLiteral("/a;b.txt")));
     ResubmitAndWait(nJobId);
-    EXPECT_EQ(Status(nJobId), QStringLiteral("Failed"));
-    EXPECT_THAT(m_list.Row(nJobId)->columns[COL_MESSAGE].toStdString(), testing::HasSubstr("holds \";\""));
-    EXPECT_TRUE(QDir(m_strLocal).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).isEmpty());
+    EXPECT_EQ(Status(nJobId), QStringLiteral("Completed")) << TraceTexts().join(QLatin1Char('\n')).toStdString();
+    EXPECT_EQ(ReadFileBytes(Local(QStringLiteral("/a;b.txt"))), QByteArray("semicolon"));
     EXPECT_EQ(m_list.ActiveJobs(), 0);
 }
 

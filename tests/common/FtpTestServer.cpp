@@ -72,38 +72,33 @@ bool CFtpTestServer::Start(Kind kind, const QStringList& extraArguments)
     }
     arguments += extraArguments;
 
-    m_pProcess = std::make_unique<QProcess>();
-    m_pProcess->setProcessChannelMode(QProcess::SeparateChannels);
-    m_pProcess->start(QStringLiteral("/usr/bin/python3"), arguments);
-    if (!m_pProcess->waitForStarted(10000)) {
-        m_strError = QStringLiteral("the server script did not start: ") + m_pProcess->errorString();
+    // A server logs every command: into a pipe that nobody drains it would stop once the pipe is full.
+    const QString strLog = m_strRoot + QStringLiteral(".log");
+    const auto serverLog = [&strLog] { return QString::fromUtf8(ReadFileBytes(strLog).right(4000)); };
+    if (!m_process.Start(QStringLiteral("/usr/bin/python3"), arguments, strLog)) {
+        m_strError = QStringLiteral("the server script did not start: ") + m_process.Error();
         return false;
     }
     const QDeadlineTimer deadline(20000);
     const bool bWantPin = extraArguments.contains(QStringLiteral("--tls"));
-    while (!deadline.hasExpired() && (m_nPort == 0 || (bWantPin && m_strPin.isEmpty()))) {
-        if (!m_pProcess->canReadLine() && !m_pProcess->waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
-            break;
-        }
-        while (m_pProcess->canReadLine()) {
-            const QString strLine = QString::fromUtf8(m_pProcess->readLine()).trimmed();
-            if (strLine.startsWith(QLatin1String("PORT "))) {
-                m_nPort = strLine.mid(5).toInt();
-            } else if (strLine.startsWith(QLatin1String("PIN "))) {
-                m_strPin = strLine.mid(4);
-            }
+    QByteArray line;
+    while ((m_nPort == 0 || (bWantPin && m_strPin.isEmpty()))
+        && m_process.ReadLine(line, static_cast<int>(deadline.remainingTime()))) {
+        const QString strLine = QString::fromUtf8(line).trimmed();
+        if (strLine.startsWith(QLatin1String("PORT "))) {
+            m_nPort = strLine.mid(5).toInt();
+        } else if (strLine.startsWith(QLatin1String("PIN "))) {
+            m_strPin = strLine.mid(4);
         }
     }
     if (m_nPort == 0) {
-        m_strError = QStringLiteral("the server did not report its port: ")
-            + QString::fromUtf8(m_pProcess->readAllStandardError());
+        m_strError = QStringLiteral("the server did not report its port: ") + serverLog();
         Stop();
         return false;
     }
     // vsftpd and ProFTPD open their sockets after the launcher has printed the port: wait until they answer.
     if (kind != Kind::Pyftpdlib && !WaitForPort(m_nPort)) {
-        m_strError
-            = QStringLiteral("the server did not start: ") + QString::fromUtf8(m_pProcess->readAllStandardError());
+        m_strError = QStringLiteral("the server did not start: ") + serverLog();
         Stop();
         return false;
     }
@@ -112,11 +107,7 @@ bool CFtpTestServer::Start(Kind kind, const QStringList& extraArguments)
 
 void CFtpTestServer::Stop()
 {
-    if (m_pProcess) {
-        m_pProcess->kill();
-        m_pProcess->waitForFinished(5000);
-        m_pProcess.reset();
-    }
+    m_process.Stop();
     m_nPort = 0;
     m_strPin.clear();
 }

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <memory>
-
-#include <QProcess>
 #include <QString>
 #include <QStringList>
+
+#include "common/ChildProcess.h"
 
 // A real FTP server on a free loopback port, started for a test and stopped with it: pyftpdlib with fault
 // modes, vsftpd, ProFTPD or Pure-FTPd. The server's root is a fresh folder the test may fill.
@@ -43,7 +42,7 @@ public:
     static bool IsRoot();
 
 private:
-    std::unique_ptr<QProcess> m_pProcess;
+    CChildProcess m_process;
     int m_nPort = 0;
     QString m_strPin;
     QString m_strRoot;

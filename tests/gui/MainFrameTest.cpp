@@ -52,16 +52,17 @@ TEST_F(MainFrame, QuittingWhileAJobRunsAsksAndNoKeepsTheWindow)
     EXPECT_TRUE(asked.isEmpty());
     m_pFrame->show();
 
-    const int nJob = m_pFrame->Document().List().AddJob(100,
-        { QStringLiteral("a"), QStringLiteral("/l/a"), QStringLiteral("/r/a"), QStringLiteral("UPLOAD"),
-            QStringLiteral("Waiting...") });
+    TransferJob job;
+    job.strName = QStringLiteral("a");
+    job.strRemoteFolder = QStringLiteral("/r");
+    const int nJob = m_pFrame->Document().List().AddJob(job, JobPurpose::Transfer, 100);
     EXPECT_FALSE(m_pFrame->close());
     ASSERT_EQ(asked.size(), 1);
     EXPECT_EQ(asked.first(), QStringLiteral("File transfer isn't complete yet. Do you really want to quit?"));
     EXPECT_TRUE(m_pFrame->isVisible());
     bAnswer = true;
     EXPECT_TRUE(m_pFrame->close());
-    m_pFrame->Document().List().FinishJob(nJob, true);
+    m_pFrame->Document().List().FinishJob(nJob, JobState::Completed, {}, true);
 }
 
 TEST_F(MainFrame, AnFtpComparisonOpensOnAWorkerWithTheTraceFillingAndTheTreeShown)

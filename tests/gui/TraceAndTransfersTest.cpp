@@ -6,8 +6,18 @@
 #include "gui/TraceView.h"
 #include "gui/TransferListModel.h"
 #include "gui/TransferListWidget.h"
+#include "support/SettingsStore.h"
 
 namespace {
+
+TransferJob Job(const QString& strName)
+{
+    TransferJob job;
+    job.strName = strName;
+    job.strLocalPath = QStringLiteral("/l/") + strName;
+    job.strRemoteFolder = QStringLiteral("/r");
+    return job;
+}
 
 TEST(TracePane, LinesKeepTheirPrefixesAndColoursAndThe257thStartsAfresh)
 {
@@ -65,14 +75,11 @@ TEST(TransferListWidget, TheMenuFollowsTheRulesOnMixedSelections)
 {
     CTransferListView list;
     CTransferListWidget widget(list);
-    widget.SetResubmitter([](int, const JobFields&) {});
-    const JobFields fields { QStringLiteral("a.txt"), QStringLiteral("/l/a.txt"), QStringLiteral("/r/a.txt"),
-        QStringLiteral("UPLOAD"), QStringLiteral("Waiting...") };
-    const int nRunning = list.AddJob(1000, fields);
-    list.UpdateJob(nRunning, { {}, {}, {}, {}, QStringLiteral("In Progress.") }, {});
-    const int nFailed = list.AddJob(1000, fields);
-    list.UpdateJob(nFailed, { {}, {}, {}, {}, QStringLiteral("Failed to upload file. 553") }, QStringLiteral("Failed"));
-    list.FinishJob(nFailed, true);
+    widget.SetResubmitter([](int) {});
+    const int nRunning = list.AddJob(Job(QStringLiteral("a.txt")), JobPurpose::Transfer, 1000);
+    list.SetRunning(nRunning);
+    const int nFailed = list.AddJob(Job(QStringLiteral("a.txt")), JobPurpose::Transfer, 1000);
+    list.FinishJob(nFailed, JobState::Failed, QStringLiteral("Failed to upload file. 553"), true);
     widget.Model().Refresh();
     widget.show();
 
@@ -110,19 +117,34 @@ TEST(TransferListWidget, RunningJobsShowBytesAndDeletedRowsLeaveTheModel)
 {
     CTransferListView list;
     CTransferListWidget widget(list);
-    const int nJob = list.AddJob(10 * 1024 * 1024,
-        { QStringLiteral("big.bin"), QStringLiteral("/l/big.bin"), QStringLiteral("/r/big.bin"),
-            QStringLiteral("DOWNLOAD"), QStringLiteral("Waiting...") });
-    list.UpdateJob(nJob, { {}, {}, {}, {}, QStringLiteral("In Progress.") }, {});
+    TransferJob download = Job(QStringLiteral("big.bin"));
+    download.operation = TransferOperation::Download;
+    const int nJob = list.AddJob(download, JobPurpose::Transfer, 10 * 1024 * 1024);
+    list.SetRunning(nJob);
     list.AdvanceProgress(nJob, 5 * 1024 * 1024);
     widget.Model().Refresh();
     const QString strMessage = widget.model()->index(0, COL_MESSAGE).data().toString();
     EXPECT_TRUE(strMessage.startsWith(QStringLiteral("In Progress. 5.0 MB of 10 MB"))) << strMessage.toStdString();
     EXPECT_EQ(widget.model()->index(0, COL_STATUS).data(CTransferListModel::RoleBarPosition).toInt(), 50);
-    list.UpdateJob(nJob, { {}, {}, {}, {}, QStringLiteral("Complete.") }, QStringLiteral("Completed"));
-    list.FinishJob(nJob, true);
+    list.FinishJob(nJob, JobState::Completed, {}, true);
     widget.Model().Refresh();
     EXPECT_EQ(widget.model()->rowCount(), 0) << "a completed row goes when DeleteRowOfGoodXfer says so";
+}
+
+TEST(TransferListWidget, ColumnWidthsComeFromTheSettingOrTheWindow)
+{
+    CSettingsStore store = CSettingsStore::InFolder(MakeTestFolder(QStringLiteral("xfer-widths")));
+    EXPECT_EQ(CTransferListWidget::ColumnWidths(store, 600),
+        (std::array<int, kTransferColumns> { 100, 100, 200, 140, 80, 100 }));
+    store.WriteString("Settings", "XferWidths", QStringLiteral("1,2,3,4,5"));
+    EXPECT_EQ(CTransferListWidget::ColumnWidths(store, 600)[2], 200) << "five numbers are not a width set";
+    CTransferListView list;
+    CTransferListWidget widget(list);
+    for (int nColumn = 0; nColumn < kTransferColumns; ++nColumn) {
+        widget.setColumnWidth(nColumn, 40 + nColumn);
+    }
+    widget.SaveColumnWidths(store);
+    EXPECT_EQ(store.ReadString("Settings", "XferWidths"), QStringLiteral("40,41,42,43,44,45"));
 }
 
 } // namespace
