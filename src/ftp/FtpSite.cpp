@@ -17,6 +17,10 @@ std::optional<FtpUrl> ParseFtpUrl(const QString& strUrl)
     parsed.bImplicitTls = strScheme == QStringLiteral("ftps");
     parsed.strHost = url.host();
     parsed.nPort = url.port(parsed.bImplicitTls ? 990 : 21);
+    if (parsed.nPort < 1) {
+        // Port 0 is no port a server listens on.
+        return std::nullopt;
+    }
     parsed.strUser = url.userName();
     parsed.strPassword = url.password();
     parsed.strFolder = NormaliseRemoteFolder(url.path());

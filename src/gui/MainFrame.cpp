@@ -14,10 +14,12 @@
 #include <QTimer>
 
 #include "app/QuorvelView.h"
+#include "app/RemoteEditSession.h"
 #include "gui/ComparisonFilter.h"
 #include "gui/ComparisonModel.h"
 #include "gui/ComparisonPanes.h"
 #include "gui/ComparisonTask.h"
+#include "gui/ReportRunner.h"
 #include "gui/StatusCounts.h"
 #include "gui/StatusIcons.h"
 #include "gui/TraceView.h"
@@ -71,6 +73,16 @@ CMainFrame::CMainFrame(QWidget* pParent)
                    this, QStringLiteral("Quorvel"), strQuestion, QMessageBox::Yes | QMessageBox::No, QMessageBox::No)
             == QMessageBox::Yes;
     };
+    m_pEdits = std::make_unique<CRemoteEditSession>(
+        *m_pDocument,
+        [this](const QString& strCopy, const QString& strRemote) {
+            return QMessageBox::question(this, QStringLiteral("Edit"),
+                       FormatText("%s was saved. Send it to the FTP server as %s?", strCopy, strRemote))
+                == QMessageBox::Yes;
+        },
+        [this](const QString& strText) { QMessageBox::warning(this, QStringLiteral("Edit"), strText); });
+    m_pReports = new CReportRunner(this);
+    connect(m_pReports, &CReportRunner::Finished, this, &CMainFrame::ReportWritten);
     BuildLayout();
     BuildActions();
     BuildPaneCommands();
@@ -92,6 +104,11 @@ CMainFrame::CMainFrame(QWidget* pParent)
     statusBar()->showMessage(QStringLiteral("Open a comparison with File > Open Comparison (Ctrl+O)."));
 }
 
+bool CMainFrame::IsBusy() const
+{
+    return m_pTask != nullptr || m_pReports->IsRunning();
+}
+
 CMainFrame::~CMainFrame()
 {
     // The worker and every view of the document's data go before the document itself.
@@ -99,6 +116,7 @@ CMainFrame::~CMainFrame()
     m_pTask = nullptr;
     m_pTrace->Attach(nullptr);
     delete m_pTransfers;
+    m_pEdits.reset();
     m_pDocument->Close();
 }
 

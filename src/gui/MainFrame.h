@@ -11,11 +11,11 @@
 #include "app/ComparisonDocument.h"
 #include "app/PaneSettings.h"
 #include "app/RefreshTimer.h"
+#include "app/RenameBatches.h"
 #include "app/TreeSnapshot.h"
 #include "app/WindowPlacement.h"
 #include "gui/PaneView.h"
 #include "gui/dialogs/ReportDialog.h"
-#include "rename/RenamePlan.h"
 #include "support/CredentialStore.h"
 #include "support/Licence.h"
 
@@ -23,13 +23,13 @@ class CComparisonFilter;
 class CComparisonModel;
 class CComparisonPanes;
 class CComparisonTask;
+class CRemoteEditSession;
+class CReportRunner;
 class CStatusCounts;
 class CTraceView;
 class CTransferListWidget;
 class CWaitDialog;
 class QAction;
-class QThread;
-class QFileSystemWatcher;
 class QLabel;
 class QLineEdit;
 class QSplitter;
@@ -58,7 +58,7 @@ public:
     // Opens a comparison on a worker; Finished tells when it is done.
     void OpenComparison(const OpenRequest& request);
     void RefreshComparison(RefreshKind kind);
-    [[nodiscard]] bool IsBusy() const { return m_pTask != nullptr || m_pReportThread != nullptr; }
+    [[nodiscard]] bool IsBusy() const;
 
     // The question before quitting while transfers run; tests answer it themselves.
     void SetQuitQuestion(std::function<bool(const QString&)> ask) { m_askQuit = std::move(ask); }
@@ -101,15 +101,7 @@ private:
     void ShowReportDialog();
     void ShowMultiRename();
     void UndoRenames();
-    // The steps of a batch on one side, and (once run) those that were done.
-    struct RenameBatch
-    {
-        int nSide = SIDE_LEFT;
-        std::vector<RenameStep> steps;
-        std::shared_ptr<std::vector<RenameStep>> pDone;
-    };
-    void RunRenames(std::vector<RenameBatch> batches);
-    [[nodiscard]] bool CanUndoRenames() const;
+    void RunRenames(std::vector<RenameBatch> batches, bool bUndo);
     [[nodiscard]] ReportHeader CurrentReportHeader() const;
     void ReportWritten(ReportOutput output, const QString& strPath, const QString& strError, bool bCancelled);
     void RunTask(const QString& strTitle,
@@ -148,7 +140,6 @@ private:
     void WithLocalCopy(int nNode, int nSide, const std::function<void(const QString&)>& use);
     void OpenWithEditor(const QString& strPath);
     void EditRemote(const QString& strCached, const QString& strRemotePath);
-    void OfferUploads();
 
     void StartStopTimer();
     void ChangeTimerInterval();
@@ -180,19 +171,8 @@ private:
     std::function<LicenceState()> m_checkLicence;
     LicenceState m_licence;
     QTimer* m_pLicenceTimer = nullptr;
-    QThread* m_pReportThread = nullptr;
-    // The last batch of renames that ran, side by side, for Undo.
-    std::vector<RenameBatch> m_lastRename;
+    CReportRunner* m_pReports = nullptr;
+    CRenameBatches m_renames;
     QString m_strTitle;
-    // Copies of FTP files being edited, by path, with the FTP path each goes back to when saved.
-    QFileSystemWatcher* m_pEditWatcher = nullptr;
-    struct EditedCopy
-    {
-        QString strRemotePath;
-        QString strComparison; // the FTP side of the comparison it came from
-    };
-    std::map<QString, EditedCopy> m_edits;
-    std::set<QString> m_changedEdits;
-    QTimer* m_pEditSettle = nullptr;
-    bool m_bAskingUpload = false;
+    std::unique_ptr<CRemoteEditSession> m_pEdits;
 };

@@ -4,16 +4,14 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileInfo>
-#include <QFileSystemWatcher>
 #include <QMessageBox>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QStatusBar>
-#include <QTemporaryDir>
-#include <QTimer>
 #include <QUrl>
 
 #include "app/PaneCommandRules.h"
+#include "app/RemoteEditSession.h"
 #include "gui/ComparisonModel.h"
 #include "gui/ComparisonPanes.h"
 #include "gui/MainFrame.h"
@@ -40,13 +38,6 @@ QString FindCompareProgram()
     }
     return {};
 }
-
-// An edited copy goes back over the file it came from: the user has just said so.
-class CReplacePrompt : public IConflictPrompt
-{
-public:
-    ConflictAnswer AskReplace(const QString&, int) override { return ConflictAnswer::Replace; }
-};
 
 } // namespace
 
@@ -131,77 +122,19 @@ void CMainFrame::EditCurrent()
 
 void CMainFrame::EditRemote(const QString& strCached, const QString& strRemotePath)
 {
-    // The mirror's copy follows the server and may be replaced by the next listing: the user's edits live
-    // in a folder of their own, kept until the user removes it.
-    const QString strBase = QDir(QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation))
-                                .filePath(QStringLiteral("edits"));
-    QDir().mkpath(strBase);
-    QTemporaryDir folder(QDir(strBase).filePath(QStringLiteral("XXXXXX")));
-    folder.setAutoRemove(false);
-    const QString strCopy = folder.filePath(QFileInfo(strCached).fileName());
-    if (const QString strError
-        = folder.isValid() ? CopyLocalFile(strCached, strCopy) : FormatText("The folder %s cannot be made.", strBase);
-        !strError.isEmpty()) {
+    QString strError;
+    const QString strCopy = m_pEdits->StartEdit(
+        QDir(QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)).filePath(QStringLiteral("edits")),
+        strCached, strRemotePath, strError);
+    if (strCopy.isEmpty()) {
         QMessageBox::warning(this, QStringLiteral("Edit"), strError);
         return;
     }
-    if (m_pEditWatcher == nullptr) {
-        m_pEditWatcher = new QFileSystemWatcher(this);
-        m_pEditSettle = new QTimer(this);
-        m_pEditSettle->setSingleShot(true);
-        m_pEditSettle->setInterval(700);
-        // An editor may write a file in several steps, or write a new one and rename it over the old.
-        connect(m_pEditWatcher, &QFileSystemWatcher::fileChanged, this, [this](const QString& strPath) {
-            m_changedEdits.insert(strPath);
-            m_pEditSettle->start();
-        });
-        connect(m_pEditSettle, &QTimer::timeout, this, &CMainFrame::OfferUploads);
-    }
-    m_edits[strCopy] = { strRemotePath, m_pDocument->Request().strRight };
-    m_pEditWatcher->addPath(strCopy);
     statusBar()->showMessage(
         FormatText("Editing a copy of %s: each time it is saved, you are asked whether to send it to the server.",
             strRemotePath),
         10000);
     OpenWithEditor(strCopy);
-}
-
-void CMainFrame::OfferUploads()
-{
-    if (m_bAskingUpload) {
-        m_pEditSettle->start();
-        return;
-    }
-    const std::set<QString> changed = std::exchange(m_changedEdits, {});
-    for (const QString& strCopy : changed) {
-        if (!QFileInfo::exists(strCopy)) {
-            continue;
-        }
-        if (!m_pEditWatcher->files().contains(strCopy)) {
-            m_pEditWatcher->addPath(strCopy);
-        }
-        const EditedCopy& edit = m_edits[strCopy];
-        const QString& strRemote = edit.strRemotePath;
-        m_bAskingUpload = true;
-        const bool bSend = QMessageBox::question(this, QStringLiteral("Edit"),
-                               FormatText("%s was saved. Send it to the FTP server as %s?", strCopy, strRemote))
-            == QMessageBox::Yes;
-        m_bAskingUpload = false;
-        if (!bSend) {
-            continue;
-        }
-        CQuorvelView* pView = m_pDocument->View();
-        if (pView == nullptr || m_pDocument->Request().strRight != edit.strComparison) {
-            QMessageBox::warning(this, QStringLiteral("Edit"),
-                FormatText("The comparison of %s is closed; the edited copy stays in %s.", strRemote, strCopy));
-            continue;
-        }
-        const qsizetype nCut = strRemote.lastIndexOf(QLatin1Char('/'));
-        CReplacePrompt replace;
-        pView->SetConflictPrompt(&replace);
-        pView->DropFiles({ strCopy }, SIDE_RIGHT, nCut <= 0 ? QStringLiteral("/") : strRemote.left(nCut));
-        pView->SetConflictPrompt(nullptr);
-    }
 }
 
 void CMainFrame::ViewBothSides()

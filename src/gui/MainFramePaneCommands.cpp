@@ -131,7 +131,7 @@ void CMainFrame::UpdatePaneCommands()
             states[static_cast<size_t>(i)].bEnabled ? pAction->statusTip() : states[static_cast<size_t>(i)].strWhyNot);
     }
     // Many names at once, on the side whose items are selected; an undo needs no selection.
-    Action(QStringLiteral("multiRename"))->setEnabled(states[CMD_DELETE].bEnabled || CanUndoRenames());
+    Action(QStringLiteral("multiRename"))->setEnabled(states[CMD_DELETE].bEnabled || m_renames.CanUndo());
 }
 
 void CMainFrame::DeleteSelection()

@@ -1,6 +1,5 @@
 // The main window's multi-rename: the selection's items on the active side (and, when asked, their twins on
-// the other side), planned in the dialog, renamed on a worker step by step (remote ones as jobs of the
-// transfer list), the sides read again when the batch ends; the last batch can be undone.
+// the other side), planned in the dialog and run as batches on a worker; the last batch can be undone.
 #include <algorithm>
 #include <map>
 
@@ -58,12 +57,6 @@ FolderNames LookUp(std::shared_ptr<const NamesByFolder> pNames)
 
 } // namespace
 
-bool CMainFrame::CanUndoRenames() const
-{
-    return std::any_of(m_lastRename.begin(), m_lastRename.end(),
-        [](const RenameBatch& batch) { return batch.pDone && !batch.pDone->empty(); });
-}
-
 void CMainFrame::ShowMultiRename()
 {
     if (m_pDocument->View() == nullptr || IsBusy()) {
@@ -81,7 +74,7 @@ void CMainFrame::ShowMultiRename()
             }
         }
     }
-    if (nodes.empty() && !CanUndoRenames()) {
+    if (nodes.empty() && !m_renames.CanUndo()) {
         statusBar()->showMessage(QStringLiteral("Select the items to rename on this side first."), 5000);
         return;
     }
@@ -89,14 +82,14 @@ void CMainFrame::ShowMultiRename()
     auto pOther = std::make_shared<const SideSelection>(SelectionOnSide(snapshot, twins, 1 - nSide));
     const bool bOtherReady = 1 - nSide == SIDE_LEFT || IsFtpLocation(m_pDocument->Request().strRight);
     auto* pDialog = new CMultiRenameDialog(
-        active.sources, LookUp(std::make_shared<const NamesByFolder>(active.names)), CanUndoRenames(), this);
+        active.sources, LookUp(std::make_shared<const NamesByFolder>(active.names)), m_renames.CanUndo(), this);
     pDialog->OfferBothSides(!twins.empty() && bOtherReady,
         FormatText("Also rename them on the %s side, where %d of them are", 1 - nSide == SIDE_LEFT ? "local" : "FTP",
             static_cast<int>(twins.size())));
     pDialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(pDialog, &CMultiRenameDialog::RenameRequested, this,
         [this, nSide, pOther, pDialog](const RenamePlan& plan, bool bBothSides) {
-            std::vector<RenameBatch> batches { { nSide, plan.Steps(), {} } };
+            std::vector<RenameBatch> batches { { nSide, plan.Steps() } };
             if (bBothSides) {
                 const RenamePlan other = MakeRenamePlan(
                     pOther->sources, pDialog->Rules(), LookUp(std::make_shared<const NamesByFolder>(pOther->names)));
@@ -110,9 +103,9 @@ void CMainFrame::ShowMultiRename()
                             bad != other.entries.end() ? bad->strWhy : QString()));
                     return;
                 }
-                batches.push_back({ 1 - nSide, other.Steps(), {} });
+                batches.push_back({ 1 - nSide, other.Steps() });
             }
-            RunRenames(std::move(batches));
+            RunRenames(std::move(batches), false);
         });
     connect(pDialog, &CMultiRenameDialog::UndoRequested, this, &CMainFrame::UndoRenames);
     pDialog->open();
@@ -120,79 +113,32 @@ void CMainFrame::ShowMultiRename()
 
 void CMainFrame::UndoRenames()
 {
-    // The names the folders hold now come from the tree when the undo runs: the batch is checked again the
-    // same way, and nothing is renamed over an item that appeared since.
     const CTreeSnapshot& snapshot = m_pModel->Snapshot();
-    std::vector<RenameBatch> batches;
-    for (const RenameBatch& batch : m_lastRename) {
-        if (!batch.pDone || batch.pDone->empty()) {
-            continue;
-        }
+    const auto namesOn = [&snapshot](int nSide) {
         auto pNames = std::make_shared<NamesByFolder>();
         for (int nNode = 1; nNode < snapshot.Size(); ++nNode) {
-            if (snapshot.Node(nNode).IsOn(batch.nSide)) {
-                (*pNames)[snapshot.Folder(nNode, batch.nSide)].append(snapshot.Node(nNode).strName);
+            if (snapshot.Node(nNode).IsOn(nSide)) {
+                (*pNames)[snapshot.Folder(nNode, nSide)].append(snapshot.Node(nNode).strName);
             }
         }
-        const RenamePlan undo = MakeUndoPlan(*batch.pDone, LookUp(pNames));
-        if (!undo.CanRun()) {
-            statusBar()->showMessage(
-                QStringLiteral("The last batch cannot be undone: a name it would restore is taken now."), 10000);
-            return;
-        }
-        batches.push_back({ batch.nSide, undo.Steps(), {} });
-    }
-    RunRenames(std::move(batches));
-}
-
-void CMainFrame::RunRenames(std::vector<RenameBatch> batches)
-{
-    CQuorvelView* pView = m_pDocument->View();
-    if (pView == nullptr || batches.empty()) {
+        return LookUp(pNames);
+    };
+    QString strWhyNot;
+    std::optional<std::vector<RenameBatch>> undo = m_renames.UndoBatches(namesOn, strWhyNot);
+    if (!undo) {
+        statusBar()->showMessage(strWhyNot, 10000);
         return;
     }
-    for (RenameBatch& batch : batches) {
-        batch.pDone = std::make_shared<std::vector<RenameStep>>();
+    RunRenames(std::move(*undo), true);
+}
+
+void CMainFrame::RunRenames(std::vector<RenameBatch> batches, bool bUndo)
+{
+    if (m_pDocument->View() == nullptr || batches.empty()) {
+        return;
     }
-    m_lastRename = batches;
-    RunTask(QStringLiteral("Renaming"), [this, pView, batches](const std::atomic<bool>& cancel, const auto& progress) {
-        int nFailed = 0;
-        int nSteps = 0;
-        bool bSides[2] = { false, false };
-        for (const RenameBatch& batch : batches) {
-            bSides[batch.nSide] = true;
-            QStringList failedNames;
-            for (const RenameStep& step : batch.steps) {
-                ++nSteps;
-                // A step from a name whose own step failed cannot run: that item keeps its name.
-                if (cancel.load() || failedNames.contains(step.strFrom)) {
-                    failedNames.append(step.strTo);
-                    ++nFailed;
-                    continue;
-                }
-                progress(FormatText("Renaming %s...", step.strFrom));
-                if (!pView->RenameInFolder(batch.nSide, step.strFolder, step.strFrom, step.strTo).isEmpty()) {
-                    failedNames.append(step.strTo);
-                    ++nFailed;
-                    continue;
-                }
-                batch.pDone->push_back(step);
-            }
-        }
-        // The sides are read again: the tree shows every new name, whatever succeeded.
-        ComparisonOutcome reread;
-        if (bSides[SIDE_LEFT]) {
-            reread = m_pDocument->Refresh(RefreshKind::ReloadLocal, cancel, progress);
-        }
-        if (bSides[SIDE_RIGHT] && reread.bOk) {
-            reread = m_pDocument->Refresh(RefreshKind::ReloadRemote, cancel, progress);
-        }
-        if (nFailed > 0) {
-            return ComparisonOutcome { false,
-                FormatText("%d of %d renames could not be done; the trace pane and the transfer list say why. The "
-                           "others were done and can be undone.",
-                    nFailed, nSteps) };
-        }
-        return reread;
-    });
+    RunTask(QStringLiteral("Renaming"),
+        [this, batches = std::move(batches), bUndo](const std::atomic<bool>& cancel, const auto& progress) {
+            return m_renames.Run(*m_pDocument, batches, bUndo, cancel, progress);
+        });
 }

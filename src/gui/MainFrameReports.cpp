@@ -1,24 +1,20 @@
-// The main window's reports: File > Report... chooses, a worker writes the file or prints, behind the wait
-// dialog with its progress and Cancel.
+// The main window's reports: File > Report... chooses, a small one is previewed before it prints, and the
+// report runner writes the file or prints on a worker.
 #include <QMessageBox>
-#include <QPointer>
 #include <QPrintDialog>
 #include <QPrintPreviewDialog>
 #include <QPrinter>
 #include <QStatusBar>
-#include <QThread>
 
 #include "app/QuorvelView.h"
 #include "ftp/FtpSite.h"
 #include "gui/ComparisonFilter.h"
 #include "gui/ComparisonModel.h"
 #include "gui/MainFrame.h"
-#include "gui/widgets/WaitDialog.h"
+#include "gui/ReportRunner.h"
 #include "report/ReportPages.h"
-#include "support/DiagnosticLog.h"
 #include "support/SettingsStore.h"
 #include "support/TextFormat.h"
-#include "support/WholeFile.h"
 #include "transfer/TransferList.h"
 
 namespace {
@@ -48,7 +44,7 @@ ReportHeader CMainFrame::CurrentReportHeader() const
 
 void CMainFrame::ShowReportDialog()
 {
-    if (m_pDocument->View() == nullptr || m_pReportThread != nullptr) {
+    if (m_pDocument->View() == nullptr || m_pReports->IsRunning()) {
         return;
     }
     auto* pDialog = new CReportDialog(m_pModel->SharedSnapshot(), CurrentReportHeader(), m_pFilter->Rule(), this);
@@ -60,7 +56,7 @@ void CMainFrame::ShowReportDialog()
 
 void CMainFrame::StartReport(const ReportOptions& options, ReportOutput output, const QString& strPath)
 {
-    if (m_pReportThread != nullptr) {
+    if (m_pReports->IsRunning()) {
         return;
     }
     std::vector<ReportJob> jobs;
@@ -99,67 +95,12 @@ void CMainFrame::StartReport(const ReportOptions& options, ReportOutput output, 
             return;
         }
     }
-    const bool bLogEnabled = IsLogEnabled();
-    if (output == ReportOutput::Pdf) {
-        // The rendition's trace lands in a log file of its own, whatever the log switch says.
-        RedirectLog(false, QStringLiteral("pdf"));
-    }
-    const QString strLogFile = LogFilePath();
-    m_pWait = new CWaitDialog(QStringLiteral("Report"), this);
-    m_pWait->SetText(QStringLiteral("Writing the report..."));
-    auto pCancel = std::make_shared<std::atomic<bool>>(false);
-    connect(m_pWait, &CWaitDialog::CancelRequested, this, [pCancel] { *pCancel = true; });
-    const CPaneSettings colours = m_settings;
-    QPointer<CWaitDialog> pWait = m_pWait;
-    m_pReportThread = QThread::create(
-        [this, report = *built, output, strPath, pPrinter, colours, pCancel, pWait, bLogEnabled, strLogFile] {
-            const auto progress = [this, pWait](int nPage, int nPages) {
-                QMetaObject::invokeMethod(this, [pWait, nPage, nPages] {
-                    if (pWait) {
-                        pWait->SetText(FormatText("Page %d of %d...", nPage, nPages));
-                    }
-                });
-            };
-            QString strError;
-            bool bCancelled = false;
-            switch (output) {
-            case ReportOutput::Text:
-                strError = WriteWholeFile(strPath, RenderReportText(report).toUtf8());
-                break;
-            case ReportOutput::Html:
-                strError = WriteWholeFile(strPath, RenderReportHtml(report, colours).toUtf8());
-                break;
-            case ReportOutput::Pdf:
-                if (const int nCode = WriteReportPdf(report, strPath, colours, strError, progress, pCancel.get());
-                    nCode == -1) {
-                    bCancelled = true;
-                } else if (nCode != 0) {
-                    strError = PdfFailureMessage(nCode, bLogEnabled, strLogFile);
-                }
-                break;
-            case ReportOutput::Printer:
-                bCancelled = !PaintReport(report, *pPrinter, colours, progress, pCancel.get()) && pCancel->load();
-                break;
-            }
-            QMetaObject::invokeMethod(this, [this, output, strPath, strError, bCancelled] {
-                ReportWritten(output, strPath, strError, bCancelled);
-            });
-        });
-    m_pReportThread->start();
-    m_pWait->show();
+    m_pReports->Start(*built, output, strPath, pPrinter, m_settings);
     UpdateCommands();
 }
 
 void CMainFrame::ReportWritten(ReportOutput output, const QString& strPath, const QString& strError, bool bCancelled)
 {
-    m_pReportThread->wait();
-    delete m_pReportThread;
-    m_pReportThread = nullptr;
-    delete m_pWait;
-    m_pWait = nullptr;
-    if (output == ReportOutput::Pdf) {
-        RedirectLog(true);
-    }
     const QString strOutcome = bCancelled ? QStringLiteral("The report was cancelled; nothing was written.")
         : !strError.isEmpty()             ? strError
         : output == ReportOutput::Printer ? QStringLiteral("The report was sent to the printer.")

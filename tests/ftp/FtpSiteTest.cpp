@@ -24,7 +24,7 @@ TEST(FtpUrl, SchemeIsAddedWhenMissingAndOnlyFtpIsAccepted)
     EXPECT_EQ(secure->strFolder, QStringLiteral("/"));
 
     for (const char* refused :
-        { "http://example.com/", "sftp://example.com/", "ftp:///nohost", "", "ftp://exa mple.com/" }) {
+        { "http://example.com/", "sftp://example.com/", "ftp:///nohost", "", "ftp://exa mple.com/", "ftp://host:0/" }) {
         EXPECT_FALSE(ParseFtpUrl(QString::fromUtf8(refused)).has_value()) << refused;
     }
 }
