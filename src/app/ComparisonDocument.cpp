@@ -68,7 +68,7 @@ ComparisonOutcome CComparisonDocument::Open(
     }
     m_pView = std::make_unique<CQuorvelView>(*m_pSession, m_trace, m_list, folders);
     if (m_bFtp) {
-        const ComparisonOutcome listed = ListRemote(false, false, cancel, progress);
+        ComparisonOutcome listed = ListRemote(false, false, cancel, progress);
         if (!listed.bOk) {
             return listed;
         }
@@ -86,7 +86,7 @@ ComparisonOutcome CComparisonDocument::Refresh(
         if (!m_pSession->EnsureFtpConnected(&cancel)) {
             return { false, cancel.load() ? kCancelled : m_pSession->LastError() };
         }
-        const ComparisonOutcome listed = ListRemote(true, kind == RefreshKind::FullRescan, cancel, progress);
+        ComparisonOutcome listed = ListRemote(true, kind == RefreshKind::FullRescan, cancel, progress);
         if (!listed.bOk) {
             return listed;
         }
@@ -122,7 +122,7 @@ ComparisonOutcome CComparisonDocument::CompareSides(const std::atomic<bool>& can
 {
     Log("CComparisonDocument::CompareSides::[%ld] %s against %s", CurrentThreadId(), m_pView->Folders().strLocal,
         m_pView->Folders().strMirror);
-    const ComparisonOutcome outcome = m_pView->Compare(DefaultComparisonThreads(), progress, &cancel);
+    ComparisonOutcome outcome = m_pView->Compare(DefaultComparisonThreads(), progress, &cancel);
     if (cancel.load()) {
         return { false, QStringLiteral("Cancelled: the comparison shows what it showed before.") };
     }

@@ -23,7 +23,7 @@ std::int64_t SizeFromText(const QString& strSize)
 QString TargetFolderOf(const CViewPaths& paths, const CFileTree& tree, const CFileItem& item, int nToSide)
 {
     bool bDerived = false;
-    const QString strTarget = tree.FillOutTargetPath(&item, nToSide, bDerived);
+    QString strTarget = tree.FillOutTargetPath(&item, nToSide, bDerived);
     if (!strTarget.isEmpty()) {
         return strTarget;
     }

@@ -9,7 +9,7 @@
 #include "transfer/TransferJob.h"
 #include "transfer/TransferList.h"
 
-class CFileItem;
+struct CFileItem;
 class CFileTree;
 
 // The folders of one comparison: the user's, the mirror of the FTP folder, and the FTP folder itself.

@@ -76,7 +76,7 @@ ComparisonOutcome CQuorvelView::Compare(
 {
     auto comparison = std::make_unique<CFolderComparison>(Folders().strLocal, Folders().strMirror, Folders().strRemote);
     comparison->SetCrcCacheFolder(DefaultCrcCacheFolder());
-    const ComparisonOutcome outcome = comparison->Run(nThreads, progress, pCancel);
+    ComparisonOutcome outcome = comparison->Run(nThreads, progress, pCancel);
     if (pCancel != nullptr && pCancel->load()) {
         return outcome;
     }

@@ -104,7 +104,7 @@ QString CQuorvelView::RenameItem(const ItemPath& item, int nSide, const QString&
 QString CQuorvelView::RenameInFolder(int nSide, const QString& strFolder, const QString& strFrom, const QString& strTo)
 {
     if (nSide == SIDE_LEFT) {
-        const QString strError = RenameLocalEntry(JoinPath(strFolder, strFrom), JoinPath(strFolder, strTo));
+        QString strError = RenameLocalEntry(JoinPath(strFolder, strFrom), JoinPath(strFolder, strTo));
         if (!strError.isEmpty()) {
             m_trace.AddTraceText(TRACE_ERROR, strError);
         }

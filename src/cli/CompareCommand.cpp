@@ -234,7 +234,7 @@ QString ParseOptions(const QStringList& arguments, CompareOptions& options, bool
                 return QStringLiteral("--threads needs a number from 1 to 64.");
             }
             options.nThreads = *nThreads;
-        } else if (const QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
+        } else if (QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
                    !strError.isEmpty()) {
             return strError;
         }

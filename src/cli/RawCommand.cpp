@@ -2,9 +2,8 @@
 
 #include "cli/CliCommands.h"
 #include "cli/CliSession.h"
-#include "cli/SavedSites.h"
+#include "cli/RemoteSide.h"
 #include "ftp/FtpSession.h"
-#include "ftp/TraceBuffer.h"
 #include "support/TextFormat.h"
 
 namespace {
@@ -32,56 +31,45 @@ Options:
 Exit status: 0 every command succeeded, 1 the server refused a command, 2 the site could not be opened.
 )";
 
+// Sends each command and prints what came back; stops at the first the server refuses.
+int SendEach(CFtpSession& session, const QStringList& commands)
+{
+    for (const QString& strCommand : commands) {
+        const QString strResult = session.FTPSendFtpCommand(strCommand, IsDataCommand(strCommand));
+        if (strResult.startsWith(QLatin1String("ERROR"))) {
+            PrintError(strResult.trimmed());
+            return kExitDifferences;
+        }
+        QStringList lines = strResult.split(QLatin1Char('\n'));
+        if (lines.size() > 1 && lines.last().isEmpty()) {
+            lines.removeLast();
+        }
+        for (const QString& strLine : lines) {
+            PrintLine(QString(strLine).remove(QLatin1Char('\r')));
+        }
+    }
+    return kExitOk;
+}
+
 } // namespace
 
 int RunRaw(const QStringList& arguments)
 {
-    FtpSite site = PassiveSite();
-    QString strPasswordFile;
-    bool bTrace = false;
+    RemoteOptions options;
     QStringList positional;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& argument = arguments[i];
-        auto value = [&]() -> std::optional<QString> {
-            return i + 1 < arguments.size() ? std::optional<QString>(arguments[++i]) : std::nullopt;
-        };
         if (argument == QStringLiteral("-h") || argument == QStringLiteral("--help")) {
             std::fputs(kRawUsage, stdout);
             return kExitOk;
         }
-        if (argument == QStringLiteral("--trace")) {
-            bTrace = true;
-        } else if (argument == QStringLiteral("--active")) {
-            site.bPassive = false;
-        } else if (argument == QStringLiteral("--explicit-tls")) {
-            site.bExplicitTls = true;
-        } else if (argument == QStringLiteral("--password-file") || argument == QStringLiteral("--pin")
-            || argument == QStringLiteral("--retries") || argument == QStringLiteral("--retry-delay")) {
-            const std::optional<QString> given = value();
-            bool bNumber = true;
-            if (!given) {
-                PrintError(FormatText("quorvel-cli raw: %s needs a value. See quorvel-cli raw --help.", argument));
-                return kExitError;
-            }
-            if (argument == QStringLiteral("--password-file")) {
-                strPasswordFile = *given;
-            } else if (argument == QStringLiteral("--pin")) {
-                site.strPinnedPublicKey = *given;
-            } else if (argument == QStringLiteral("--retries")) {
-                site.nRetries = given->toInt(&bNumber);
-            } else {
-                site.nRetryDelaySeconds = given->toInt(&bNumber);
-            }
-            if (!bNumber) {
-                PrintError(
-                    FormatText("quorvel-cli raw: %s needs a whole number. See quorvel-cli raw --help.", argument));
-                return kExitError;
-            }
-        } else if (argument.startsWith(QLatin1Char('-')) && positional.isEmpty()) {
-            PrintError(FormatText("quorvel-cli raw: unknown option \"%s\". See quorvel-cli raw --help.", argument));
-            return kExitError;
-        } else {
+        // Once the URL is given, everything is a command to send, whatever it begins with.
+        if (!positional.isEmpty()) {
             positional.append(argument);
+        } else if (const QString strError = TakeSharedArgument(arguments, i, options, positional);
+                   !strError.isEmpty()) {
+            PrintError(QStringLiteral("quorvel-cli raw: ") + strError + QStringLiteral(" See quorvel-cli raw --help."));
+            return kExitError;
         }
     }
     if (positional.size() < 2) {
@@ -89,61 +77,12 @@ int RunRaw(const QStringList& arguments)
             "quorvel-cli raw: give the site's URL and at least one command. See quorvel-cli raw --help."));
         return kExitError;
     }
-    site.strUrl = positional.takeFirst();
-    if (const QString strSiteError = ResolveSavedSite(site, nullptr); !strSiteError.isEmpty()) {
-        PrintError(QStringLiteral("quorvel-cli raw: ") + strSiteError);
-        return kExitError;
-    }
-    const std::optional<FtpUrl> url = ParseFtpUrl(site.strUrl);
-    if (!url) {
-        PrintError(FormatText(
-            "quorvel-cli raw: \"%s\" is not an FTP URL; write ftp://host/folder or ftps://host/folder.", site.strUrl));
-        return kExitError;
-    }
-    if (!url->strPassword.isEmpty()) {
-        PrintError(QStringLiteral("quorvel-cli raw: the URL holds a password, which others on this machine can read; "
-                                  "give it in QUORVEL_PASSWORD, a --password-file or ~/.netrc instead."));
-        return kExitError;
-    }
-    QString strError;
-    if (site.strPassword.isEmpty()) {
-        site.strPassword = FindPassword(*url, strPasswordFile, strError);
-    }
-    if (!strError.isEmpty()) {
+    CRemoteSide remote;
+    if (const QString strError = remote.Open(positional.takeFirst(), options); !strError.isEmpty()) {
         PrintError(QStringLiteral("quorvel-cli raw: ") + strError);
         return kExitError;
     }
-
-    CTraceBuffer trace;
-    CTracePrinter printer;
-    if (bTrace) {
-        trace.SetObserver(&printer);
-    }
-    int nExit = kExitOk;
-    {
-        CFtpSession session(trace);
-        if (!session.OpenFtpSite(site)) {
-            PrintError(QStringLiteral("quorvel-cli raw: ") + session.LastError());
-            nExit = kExitError;
-        } else {
-            for (const QString& strCommand : positional) {
-                const QString strResult = session.FTPSendFtpCommand(strCommand, IsDataCommand(strCommand));
-                if (strResult.startsWith(QLatin1String("ERROR"))) {
-                    PrintError(strResult.trimmed());
-                    nExit = kExitDifferences;
-                    break;
-                }
-                QStringList lines = strResult.split(QLatin1Char('\n'));
-                if (lines.size() > 1 && lines.last().isEmpty()) {
-                    lines.removeLast();
-                }
-                for (const QString& strLine : lines) {
-                    PrintLine(QString(strLine).remove(QLatin1Char('\r')));
-                }
-            }
-            session.CloseFtpSession();
-        }
-    }
-    trace.SetObserver(nullptr);
+    const int nExit = SendEach(remote.Session(), positional);
+    remote.Session().CloseFtpSession();
     return nExit;
 }

@@ -111,7 +111,7 @@ QString CRemoteSide::RemoteFolder() const
     return m_pSession ? m_pSession->RemoteRoot() : QString();
 }
 
-QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
+QString CRemoteSide::Open(const QString& strUrl, RemoteOptions& options)
 {
     options.site.strUrl = strUrl;
     if (QString strError = ResolveSavedSite(options.site, &options.nCacheKb); !strError.isEmpty()) {
@@ -139,6 +139,14 @@ QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
     m_pSession = std::make_unique<CFtpSession>(m_trace);
     if (!m_pSession->OpenFtpSite(options.site, &InterruptFlag())) {
         return m_pSession->LastError();
+    }
+    return {};
+}
+
+QString CRemoteSide::Mirror(const QString& strUrl, RemoteOptions& options)
+{
+    if (QString strError = Open(strUrl, options); !strError.isEmpty()) {
+        return strError;
     }
     CRemoteListing listing(*m_pSession, m_trace);
     const bool bTerminal = ::isatty(STDERR_FILENO) != 0 && !options.bTrace;

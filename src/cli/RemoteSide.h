@@ -47,6 +47,8 @@ public:
     CRemoteSide(const CRemoteSide&) = delete;
     CRemoteSide& operator=(const CRemoteSide&) = delete;
 
+    // Opens the site at strUrl (a saved site's options beside the given ones); an error sentence, or empty.
+    QString Open(const QString& strUrl, RemoteOptions& options);
     // Opens the site at strUrl and mirrors its folder; an error sentence, or empty.
     QString Mirror(const QString& strUrl, RemoteOptions& options);
 

@@ -83,7 +83,7 @@ QString ParseRenameOptions(const QStringList& arguments, RenameOptions& options,
             }
             options.rules.push_back(*rule);
         } else if (argument == QStringLiteral("--load") && bHasValue) {
-            const QString strName = arguments[++i];
+            const QString& strName = arguments[++i];
             const std::optional<std::vector<RenameRule>> rules
                 = RulesFromText(CSettingsStore().ReadValue(kSavedRules + QLatin1Char('/') + strName).toString());
             if (!rules) {
@@ -94,7 +94,7 @@ QString ParseRenameOptions(const QStringList& arguments, RenameOptions& options,
             options.strGlob = arguments[++i];
         } else if (argument == QStringLiteral("--save") && bHasValue) {
             options.strSave = arguments[++i];
-        } else if (const QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
+        } else if (QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
                    !strError.isEmpty()) {
             return strError;
         }

@@ -84,7 +84,7 @@ QString ParseReportOptions(const QStringList& arguments, ReportCliOptions& optio
             }
         } else if (argument == QStringLiteral("--name")) {
             options.strName = value().value_or(QString());
-        } else if (const QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
+        } else if (QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
                    !strError.isEmpty()) {
             return strError;
         }

@@ -88,7 +88,7 @@ QString ParseSyncOptions(const QStringList& arguments, SyncOptions& options, boo
                 return QStringLiteral("--jobs needs a number from 1 to 32.");
             }
             options.nJobs = *nJobs;
-        } else if (const QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
+        } else if (QString strError = TakeSharedArgument(arguments, i, options.remote, positional);
                    !strError.isEmpty()) {
             return strError;
         }
@@ -134,6 +134,73 @@ QString Bytes(std::int64_t nBytes)
     return FormatText("%.1f MiB", static_cast<double>(nBytes) / (1024.0 * 1024.0));
 }
 
+// The steps of a sync, as planned and printed.
+struct SyncSteps
+{
+    std::vector<CFileItem*> copies;
+    std::vector<CFileItem*> deletions;
+    int nKept = 0; // left as they are: kept or skipped
+};
+
+SyncSteps PrintPlan(CRemoteSide& remote, CQuorvelView& view, bool bUpload, bool bDelete)
+{
+    SyncSteps steps;
+    const bool bHidesDotNames = !remote.Session().ListsHiddenNames().value_or(false);
+    for (SyncStep& step : MakeSyncPlan(view.Tree().Root(), bUpload, bDelete, bHidesDotNames)) {
+        if (step.action == SyncAction::Skip && MissingOnServer(remote, step)) {
+            step.action = SyncAction::Copy;
+            step.strWhy = QStringLiteral("missing: the server has no file of that name");
+        }
+        switch (step.action) {
+        case SyncAction::Keep:
+            ++steps.nKept;
+            PrintLine(FormatText("%-12s %s (%s: not deleted)", QStringLiteral("KEEP"), step.strRelative, step.strWhy));
+            continue;
+        case SyncAction::Skip:
+            ++steps.nKept;
+            PrintLine(FormatText("%-12s %s (%s: not copied)", QStringLiteral("SKIP"), step.strRelative, step.strWhy));
+            continue;
+        case SyncAction::Copy:
+            PrintLine(FormatText("%-12s %s (%s)", bUpload ? QStringLiteral("UPLOAD") : QStringLiteral("DOWNLOAD"),
+                step.strRelative, step.strWhy));
+            steps.copies.push_back(step.pItem);
+            continue;
+        case SyncAction::Delete:
+            PrintLine(FormatText("%-12s %s (%s)", bUpload ? QStringLiteral("DELETE") : QStringLiteral("DELETE LOCAL"),
+                step.strRelative, step.strWhy));
+            steps.deletions.push_back(step.pItem);
+            continue;
+        }
+    }
+    return steps;
+}
+
+// Waits for the copies, with a line of progress on a terminal; an interrupt cancels them.
+void WaitForCopies(CQuorvelView& view, int nJobs, bool bTerminal)
+{
+    QElapsedTimer clock;
+    clock.start();
+    bool bCancelling = false;
+    while (!view.WaitForJobs(250)) {
+        if (WasInterrupted() && !bCancelling) {
+            bCancelling = true;
+            view.CancelAllJobs();
+            std::fputs("\nCancelling...\n", stderr);
+        }
+        if (bTerminal) {
+            const JobTotals now = view.Totals();
+            const std::int64_t nBytes = view.Runner().BytesMoved();
+            const double dSeconds = std::max(0.001, static_cast<double>(clock.elapsed()) / 1000.0);
+            std::fprintf(stderr, "\r\033[K%d of %d copies done, %s, %s/s",
+                now.nCompleted + now.nFailed + now.nCancelled, nJobs, Bytes(nBytes).toLocal8Bit().constData(),
+                Bytes(static_cast<std::int64_t>(static_cast<double>(nBytes) / dSeconds)).toLocal8Bit().constData());
+        }
+    }
+    if (bTerminal) {
+        std::fputs("\r\033[K", stderr);
+    }
+}
+
 } // namespace
 
 int RunSync(const QStringList& arguments)
@@ -165,36 +232,10 @@ int RunSync(const QStringList& arguments)
     }
     const bool bUpload = *options.bUpload;
     PrintNotices(remote.Warnings(), view.Comparison());
-    std::vector<CFileItem*> copies;
-    std::vector<CFileItem*> deletions;
-    int nKept = 0;
-    const bool bHidesDotNames = !remote.Session().ListsHiddenNames().value_or(false);
-    for (SyncStep& step : MakeSyncPlan(view.Tree().Root(), bUpload, options.bDelete, bHidesDotNames)) {
-        if (step.action == SyncAction::Skip && MissingOnServer(remote, step)) {
-            step.action = SyncAction::Copy;
-            step.strWhy = QStringLiteral("missing: the server has no file of that name");
-        }
-        switch (step.action) {
-        case SyncAction::Keep:
-            ++nKept;
-            PrintLine(FormatText("%-12s %s (%s: not deleted)", QStringLiteral("KEEP"), step.strRelative, step.strWhy));
-            continue;
-        case SyncAction::Skip:
-            ++nKept;
-            PrintLine(FormatText("%-12s %s (%s: not copied)", QStringLiteral("SKIP"), step.strRelative, step.strWhy));
-            continue;
-        case SyncAction::Copy:
-            PrintLine(FormatText("%-12s %s (%s)", bUpload ? QStringLiteral("UPLOAD") : QStringLiteral("DOWNLOAD"),
-                step.strRelative, step.strWhy));
-            copies.push_back(step.pItem);
-            continue;
-        case SyncAction::Delete:
-            PrintLine(FormatText("%-12s %s (%s)", bUpload ? QStringLiteral("DELETE") : QStringLiteral("DELETE LOCAL"),
-                step.strRelative, step.strWhy));
-            deletions.push_back(step.pItem);
-            continue;
-        }
-    }
+    SyncSteps steps = PrintPlan(remote, view, bUpload, options.bDelete);
+    const std::vector<CFileItem*>& copies = steps.copies;
+    const std::vector<CFileItem*>& deletions = steps.deletions;
+    int& nKept = steps.nKept;
     const int nUnread = ReportUnreadRemoteFolders(view.Tree().Root());
     if (copies.empty() && deletions.empty()) {
         const bool bInStep = nKept == 0 && nUnread == 0 && !view.Comparison().HasReadErrors();
@@ -214,28 +255,7 @@ int RunSync(const QStringList& arguments)
     // Named by their paths now: the copies' refreshes replace items of the tree as they end.
     const std::vector<ItemPath> deletionPaths = PathsOfItems(deletions);
     const int nJobs = view.CopySelectedItems(PathsOfItems(copies), nSourceSide);
-    const bool bTerminal = ::isatty(STDERR_FILENO) != 0 && !options.remote.bTrace;
-    QElapsedTimer clock;
-    clock.start();
-    bool bCancelling = false;
-    while (!view.WaitForJobs(250)) {
-        if (WasInterrupted() && !bCancelling) {
-            bCancelling = true;
-            view.CancelAllJobs();
-            std::fputs("\nCancelling...\n", stderr);
-        }
-        if (bTerminal) {
-            const JobTotals now = view.Totals();
-            const std::int64_t nBytes = view.Runner().BytesMoved();
-            const double dSeconds = std::max(0.001, static_cast<double>(clock.elapsed()) / 1000.0);
-            std::fprintf(stderr, "\r\033[K%d of %d copies done, %s, %s/s",
-                now.nCompleted + now.nFailed + now.nCancelled, nJobs, Bytes(nBytes).toLocal8Bit().constData(),
-                Bytes(static_cast<std::int64_t>(static_cast<double>(nBytes) / dSeconds)).toLocal8Bit().constData());
-        }
-    }
-    if (bTerminal) {
-        std::fputs("\r\033[K", stderr);
-    }
+    WaitForCopies(view, nJobs, ::isatty(STDERR_FILENO) != 0 && !options.remote.bTrace);
     // Deletions come last, and only after every copy went through: a deletion never follows a copy that
     // failed, since what it removes may be the only copy left of what the failed one was to carry.
     const JobTotals copied = view.Totals();

@@ -160,34 +160,11 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
     if (m_progress) {
         m_progress(QStringLiteral("Connecting... please wait.\n"));
     }
-    std::unique_ptr<CCurlConnection> pConnection;
-    for (int nAttempt = 1; nAttempt <= m_nRetries; ++nAttempt) {
-        m_trace.AddTraceLine(
-            TRACE_PLAIN, "Connecting to: %s (Attempt %d of %d)", m_endpoint.strHost, nAttempt, m_nRetries);
-        m_trace.AddTraceLine(TRACE_COMMAND, "USER %s", m_endpoint.strUser);
-        m_trace.AddTraceText(TRACE_COMMAND, QStringLiteral("PASS ****"));
-        pConnection = MakeConnection();
-        const CurlOutcome outcome = pConnection->Connect(m_strRemoteRoot, pCancel);
-        if (pCancel != nullptr && pCancel->load()) {
-            m_trace.AddTraceLine(TRACE_STATUS, "Connecting to %s cancelled.", m_endpoint.strHost);
-            m_strLastError = FormatText("Connecting to %s was cancelled.", m_endpoint.strHost);
-            return false;
-        }
-        if (outcome.bOk) {
-            break;
-        }
-        pConnection.reset();
-        m_trace.AddTraceText(
-            TRACE_ERROR, QStringLiteral("An exception occurred when attempting to create an FTP connection."));
-        m_trace.AddTraceText(TRACE_ERROR, WithoutLineBreaks(outcome.strError));
-        m_strLastError
-            = FormatText("Could not log on to %s: %s", m_endpoint.strHost, WithoutLineBreaks(outcome.strError));
-        // A refused log-on or folder is not a passing fault: trying again only risks locking the account.
-        if (outcome.IsPermanent() || nAttempt == m_nRetries || !SleepBeforeRetry(pCancel)) {
-            break;
-        }
+    bool bCancelled = false;
+    std::unique_ptr<CCurlConnection> pConnection = ConnectWithRetries(pCancel, bCancelled);
+    if (bCancelled) {
+        return false;
     }
-
     if (!pConnection) {
         ProbeReachability();
         m_trace.AddTraceText(TRACE_STATUS, QStringLiteral("FTP connection failure."));
@@ -203,6 +180,37 @@ bool CFtpSession::OpenFtpSite(const FtpSite& site, const std::atomic<bool>* pCan
     }
     RecordRecentSite(DisplayUrl(*url, m_endpoint.strUser));
     return true;
+}
+
+std::unique_ptr<CCurlConnection> CFtpSession::ConnectWithRetries(const std::atomic<bool>* pCancel, bool& bCancelled)
+{
+    for (int nAttempt = 1; nAttempt <= m_nRetries; ++nAttempt) {
+        m_trace.AddTraceLine(
+            TRACE_PLAIN, "Connecting to: %s (Attempt %d of %d)", m_endpoint.strHost, nAttempt, m_nRetries);
+        m_trace.AddTraceLine(TRACE_COMMAND, "USER %s", m_endpoint.strUser);
+        m_trace.AddTraceText(TRACE_COMMAND, QStringLiteral("PASS ****"));
+        std::unique_ptr<CCurlConnection> pConnection = MakeConnection();
+        const CurlOutcome outcome = pConnection->Connect(m_strRemoteRoot, pCancel);
+        if (pCancel != nullptr && pCancel->load()) {
+            m_trace.AddTraceLine(TRACE_STATUS, "Connecting to %s cancelled.", m_endpoint.strHost);
+            m_strLastError = FormatText("Connecting to %s was cancelled.", m_endpoint.strHost);
+            bCancelled = true;
+            return nullptr;
+        }
+        if (outcome.bOk) {
+            return pConnection;
+        }
+        m_trace.AddTraceText(
+            TRACE_ERROR, QStringLiteral("An exception occurred when attempting to create an FTP connection."));
+        m_trace.AddTraceText(TRACE_ERROR, WithoutLineBreaks(outcome.strError));
+        m_strLastError
+            = FormatText("Could not log on to %s: %s", m_endpoint.strHost, WithoutLineBreaks(outcome.strError));
+        // A refused log-on or folder is not a passing fault: trying again only risks locking the account.
+        if (outcome.IsPermanent() || nAttempt == m_nRetries || !SleepBeforeRetry(pCancel)) {
+            break;
+        }
+    }
+    return nullptr;
 }
 
 void CFtpSession::UseServerFeatures()

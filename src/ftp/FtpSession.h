@@ -108,6 +108,9 @@ public:
 
 private:
     std::unique_ptr<CCurlConnection> MakeConnection();
+    // The view's connection, logged on and in the remote root, after as many attempts as the site allows; a
+    // refused log-on is not tried again. Null on failure (m_strLastError says why) or when cancelled.
+    std::unique_ptr<CCurlConnection> ConnectWithRetries(const std::atomic<bool>* pCancel, bool& bCancelled);
     bool SleepBeforeRetry(const std::atomic<bool>* pCancel);
     QString CommandError(
         const QString& strCommand, const CurlOutcome& outcome, const CCurlConnection& connection, bool bDataCommand);

@@ -237,9 +237,10 @@ bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEnt
     // hold a space): the first place where a size, a month, a day and a time or year follow one another.
     int nSizeAt = -1;
     for (int i = 3; i <= 6 && i + 3 < nFields; ++i) {
-        const auto at = [&fields, i](int nOffset) { return fields[static_cast<size_t>(i + nOffset)]; };
+        const auto at
+            = [&fields, i](int nOffset) { return fields[static_cast<size_t>(i) + static_cast<size_t>(nOffset)]; };
         if (IsDecimal(at(0)) && MonthIndex(at(1).toString()) >= 0 && IsDayOfMonth(at(2)) && IsTimeOrYear(at(3))
-            && ends[static_cast<size_t>(i + 3)] + 1 < strLine.size()) {
+            && ends[static_cast<size_t>(i) + 3] + 1 < strLine.size()) {
             nSizeAt = i;
             break;
         }
@@ -265,7 +266,7 @@ bool ParseListLine(const QString& strLine, const ListingYears& years, FtpListEnt
     entry.monthText = field(nSizeAt + 1);
     entry.dayText = field(nSizeAt + 2);
     entry.timeOrYearText = field(nSizeAt + 3);
-    entry.name = strLine.mid(ends[static_cast<size_t>(nSizeAt + 3)] + 1);
+    entry.name = strLine.mid(ends[static_cast<size_t>(nSizeAt) + 3] + 1);
     if (entry.isLink) {
         const qsizetype nArrow = entry.name.indexOf(QLatin1String(" ->"));
         if (nArrow >= 0) {

@@ -186,7 +186,7 @@ bool CRemoteListing::GetListing(const QString& strFolder, QString& strText, cons
 
 QString CRemoteListing::ListWithMlsd(const QString& strFolder, const QString& strPath, const std::atomic<bool>* pCancel)
 {
-    const QString strResult = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("MLSD"), pCancel);
+    QString strResult = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("MLSD"), pCancel);
     m_bLastFolderRefused = m_session.LastFolderRefused();
     if (!strResult.startsWith(QLatin1String("ERROR"))) {
         return CheckMlsdAgainstList(strFolder, strPath, strResult, pCancel);
@@ -264,7 +264,7 @@ QString CRemoteListing::ProbeHiddenNames(
     if (plain.entries.empty()) {
         return strPlain;
     }
-    const QString strAll = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("LIST -a"), pCancel);
+    QString strAll = m_session.FTPSend2FtpCommands(strPath, QStringLiteral("LIST -a"), pCancel);
     const ParsedListing all
         = strAll.startsWith(QLatin1String("ERROR")) ? ParsedListing {} : ParseListing(strAll, m_years);
     QSet<QString> allNames;
@@ -348,18 +348,8 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
             TRACE_ERROR, "The mirror folder of \"%s\" cannot be made under %s.", strFolder, m_session.MirrorRoot());
         return false;
     }
-    // What the mirror holds now: markers by the file they stand beside, and everything else by name.
-    FolderMirror folder { *mirror, {}, {} };
+    FolderMirror folder = StartMirrorFolder(*mirror);
     QSet<QString> listedNames;
-    for (const QString& strName : mirror->Names()) {
-        if (strName.startsWith(kDummyPrefix) || strName.startsWith(kWorkPrefix)
-            || strName == QLatin1String(kEmptyListingMarker) || strName == QLatin1String(kPartialListingMarker)
-            || strName == QLatin1String(kMlsdListingMarker)) {
-            mirror->RemoveFile(strName);
-        } else if (const std::optional<MarkerInfo> marker = ParseMarkerName(strName)) {
-            folder.markersByFile[marker->strFileName].append(strName);
-        }
-    }
 
     bool bComplete = true;
     bool bLeftOut = false;
@@ -410,34 +400,12 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
         if (!WithinBounds()) {
             return false;
         }
-        if (entry.isLink) {
-            MirrorLink(*mirror, strChild, entry);
-            reportProgress(entry.name);
-            continue;
-        }
-        const std::optional<CMirrorDir> child = mirror->Child(entry.name, true);
-        if (!child) {
-            m_trace.AddTraceLine(
-                TRACE_ERROR, "The mirror folder for \"%s\" cannot be made.", JoinRemote(strFolder, entry.name));
-            bComplete = false;
-            continue;
-        }
-        if (options.bCreateDummies && !options.bRecursive && !child->HoldsFiles()) {
-            child->CreateEmptyFile(kDummyPrefix + QStringLiteral("01"));
-            child->CreateEmptyFile(kDummyPrefix + QStringLiteral("02"));
-        }
-        reportProgress(entry.name);
-        if (!options.bRecursive) {
-            continue;
-        }
-        const bool bSubfolderDone = DownloadDir(strChild, options, pCancel);
-        if (IsCancelled(pCancel) || m_bBoundReached) {
+        const SubfolderOutcome outcome = MirrorSubfolder(*mirror, strChild, entry, options, pCancel);
+        if (outcome == SubfolderOutcome::Stop) {
             return false;
         }
-        if (!bSubfolderDone) {
-            // The rest of the tree is still worth having; this folder stands in the mirror as unknown.
-            MarkListingFailed(*child, strChild);
-        }
+        bComplete = bComplete && outcome == SubfolderOutcome::Done;
+        reportProgress(entry.name);
     }
     if (IsCancelled(pCancel)) {
         return false;
@@ -446,26 +414,79 @@ bool CRemoteListing::MirrorEntries(const QString& strFolder, const ParsedListing
     if (!bComplete) {
         return false;
     }
+    FinishMirrorFolder(folder, listedNames, bLeftOut || parsed.UnreadLines() > 0, listedBy);
+    return true;
+}
+
+CRemoteListing::FolderMirror CRemoteListing::StartMirrorFolder(const CMirrorDir& mirror)
+{
+    // What the mirror holds now: markers by the file they stand beside, and everything else by name.
+    FolderMirror folder { mirror, {}, {} };
+    for (const QString& strName : mirror.Names()) {
+        if (strName.startsWith(kDummyPrefix) || strName.startsWith(kWorkPrefix)
+            || strName == QLatin1String(kEmptyListingMarker) || strName == QLatin1String(kPartialListingMarker)
+            || strName == QLatin1String(kMlsdListingMarker)) {
+            mirror.RemoveFile(strName);
+        } else if (const std::optional<MarkerInfo> marker = ParseMarkerName(strName)) {
+            folder.markersByFile[marker->strFileName].append(strName);
+        }
+    }
+    return folder;
+}
+
+CRemoteListing::SubfolderOutcome CRemoteListing::MirrorSubfolder(const CMirrorDir& mirror, const QString& strChild,
+    const FtpListEntry& entry, const MirrorOptions& options, const std::atomic<bool>* pCancel)
+{
+    if (entry.isLink) {
+        MirrorLink(mirror, strChild, entry);
+        return SubfolderOutcome::Done;
+    }
+    const std::optional<CMirrorDir> child = mirror.Child(entry.name, true);
+    if (!child) {
+        m_trace.AddTraceLine(TRACE_ERROR, "The mirror folder for \"%s\" cannot be made.", strChild);
+        return SubfolderOutcome::Incomplete;
+    }
+    if (options.bCreateDummies && !options.bRecursive && !child->HoldsFiles()) {
+        child->CreateEmptyFile(kDummyPrefix + QStringLiteral("01"));
+        child->CreateEmptyFile(kDummyPrefix + QStringLiteral("02"));
+    }
+    if (!options.bRecursive) {
+        return SubfolderOutcome::Done;
+    }
+    const bool bSubfolderDone = DownloadDir(strChild, options, pCancel);
+    if (IsCancelled(pCancel) || m_bBoundReached) {
+        return SubfolderOutcome::Stop;
+    }
+    if (!bSubfolderDone) {
+        // The rest of the tree is still worth having; this folder stands in the mirror as unknown.
+        MarkListingFailed(*child, strChild);
+    }
+    return SubfolderOutcome::Done;
+}
+
+void CRemoteListing::FinishMirrorFolder(
+    const FolderMirror& folder, const QSet<QString>& listedNames, bool bPartial, ListedBy listedBy)
+{
+    const CMirrorDir& mirror = folder.mirror;
     // The listing was whole: what the mirror holds beyond it is gone from the server.
-    for (const QString& strName : mirror->Names()) {
+    for (const QString& strName : mirror.Names()) {
         if (strName.startsWith(kDummyPrefix) || strName.contains(QLatin1String("$diffundo"))) {
             continue;
         }
         const bool bWorking = IsWorkingName(strName);
         if ((bWorking && !folder.keptMarkers.contains(strName)) || (!bWorking && !listedNames.contains(strName))) {
-            mirror->RemoveEntry(strName);
+            mirror.RemoveEntry(strName);
         }
     }
-    if (bLeftOut || parsed.UnreadLines() > 0) {
-        mirror->CreateEmptyFile(QString::fromLatin1(kPartialListingMarker));
+    if (bPartial) {
+        mirror.CreateEmptyFile(QString::fromLatin1(kPartialListingMarker));
     } else if (listedNames.isEmpty()) {
-        mirror->CreateEmptyFile(QString::fromLatin1(kEmptyListingMarker));
+        mirror.CreateEmptyFile(QString::fromLatin1(kEmptyListingMarker));
     }
     if (listedBy == ListedBy::Mlsd) {
-        mirror->CreateEmptyFile(QString::fromLatin1(kMlsdListingMarker));
+        mirror.CreateEmptyFile(QString::fromLatin1(kMlsdListingMarker));
     }
-    mirror->CreateEmptyFile(QString::fromLatin1(kFolderCurrentMarker));
-    return true;
+    mirror.CreateEmptyFile(QString::fromLatin1(kFolderCurrentMarker));
 }
 
 CRemoteListing::LinkKind CRemoteListing::ProbeLink(const QString& strPath)

@@ -127,6 +127,20 @@ private:
     std::optional<CMirrorDir> OpenMirrorFolder(const QString& strRemoteFolder, bool bCreate) const;
     bool MirrorEntries(const QString& strFolder, const ParsedListing& parsed, ListedBy listedBy,
         const MirrorOptions& options, const std::atomic<bool>* pCancel);
+    // A folder's mirror as a listing starts on it: the marks of the last listing gone, its markers gathered.
+    static FolderMirror StartMirrorFolder(const CMirrorDir& mirror);
+    enum class SubfolderOutcome
+    {
+        Done,
+        Incomplete, // the folder could not be mirrored: the listing of its parent is not whole
+        Stop // cancelled, or past the bounds
+    };
+    // A folder or link to a folder of the listing, in the mirror; listed in turn when recursive.
+    SubfolderOutcome MirrorSubfolder(const CMirrorDir& mirror, const QString& strChild, const FtpListEntry& entry,
+        const MirrorOptions& options, const std::atomic<bool>* pCancel);
+    // After a whole listing: what the server no longer holds leaves the mirror, and the folder's marks are set.
+    static void FinishMirrorFolder(
+        const FolderMirror& folder, const QSet<QString>& listedNames, bool bPartial, ListedBy listedBy);
     void WritePlaceholder(const CMirrorDir& mirror, const FtpListEntry& entry, const QString& strMarker);
 
     CFtpSession& m_session;

@@ -96,7 +96,8 @@ QModelIndex CComparisonFilter::index(int nRow, int nColumn, const QModelIndex& p
     if (nRow >= folder.nCount) {
         return {};
     }
-    return createIndex(nRow, nColumn, static_cast<quintptr>(m_shown[static_cast<size_t>(folder.nFirst + nRow)]));
+    return createIndex(
+        nRow, nColumn, static_cast<quintptr>(m_shown[static_cast<size_t>(folder.nFirst) + static_cast<size_t>(nRow)]));
 }
 
 QModelIndex CComparisonFilter::parent(const QModelIndex& child) const
@@ -108,7 +109,7 @@ QModelIndex CComparisonFilter::parent(const QModelIndex& child) const
 QModelIndex CComparisonFilter::sibling(int nRow, int nColumn, const QModelIndex& index) const
 {
     if (!index.isValid() || nRow != index.row()) {
-        return QAbstractItemModel::sibling(nRow, nColumn, index);
+        return this->index(nRow, nColumn, parent(index));
     }
     return nColumn >= 0 && nColumn < kComparisonColumns ? createIndex(nRow, nColumn, index.internalId())
                                                         : QModelIndex();

@@ -51,7 +51,7 @@ QModelIndex CComparisonModel::index(int nRow, int nColumn, const QModelIndex& pa
     if (nRow >= folder.nChildCount) {
         return {};
     }
-    return createIndex(nRow, nColumn, static_cast<quintptr>(folder.nFirstChild + nRow));
+    return createIndex(nRow, nColumn, static_cast<quintptr>(folder.nFirstChild) + static_cast<quintptr>(nRow));
 }
 
 QModelIndex CComparisonModel::parent(const QModelIndex& child) const

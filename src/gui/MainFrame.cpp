@@ -381,7 +381,7 @@ void CMainFrame::RunTask(const QString& strTitle,
     m_pWait->show();
 }
 
-void CMainFrame::TaskFinished(const ComparisonOutcome& outcome, std::shared_ptr<const CTreeSnapshot> pSnapshot)
+void CMainFrame::TaskFinished(const ComparisonOutcome& outcome, const std::shared_ptr<const CTreeSnapshot>& pSnapshot)
 {
     const bool bCancelled = m_pTask != nullptr && m_pTask->IsCancelled();
     delete m_pTask;

@@ -106,7 +106,7 @@ private:
     void ReportWritten(ReportOutput output, const QString& strPath, const QString& strError, bool bCancelled);
     void RunTask(const QString& strTitle,
         std::function<ComparisonOutcome(const std::atomic<bool>&, const std::function<void(const QString&)>&)> work);
-    void TaskFinished(const ComparisonOutcome& outcome, std::shared_ptr<const CTreeSnapshot> pSnapshot);
+    void TaskFinished(const ComparisonOutcome& outcome, const std::shared_ptr<const CTreeSnapshot>& pSnapshot);
     void ShowSnapshot(std::shared_ptr<const CTreeSnapshot> pSnapshot);
     // Shows the jobs' changes of the tree: polled, and never waiting for a worker that holds the tree.
     void PollTree();

@@ -32,7 +32,7 @@ QString FindCompareProgram()
                                                                                                            : strChosen;
     }
     for (const char* pName : { "meld", "kdiff3", "kompare" }) {
-        if (const QString strPath = QStandardPaths::findExecutable(QLatin1String(pName)); !strPath.isEmpty()) {
+        if (QString strPath = QStandardPaths::findExecutable(QLatin1String(pName)); !strPath.isEmpty()) {
             return strPath;
         }
     }

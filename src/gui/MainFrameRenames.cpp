@@ -47,7 +47,7 @@ SideSelection SelectionOnSide(const CTreeSnapshot& snapshot, const std::vector<i
     return selection;
 }
 
-FolderNames LookUp(std::shared_ptr<const NamesByFolder> pNames)
+FolderNames LookUp(const std::shared_ptr<const NamesByFolder>& pNames)
 {
     return [pNames](const QString& strFolder) {
         const auto found = pNames->find(strFolder);

@@ -145,7 +145,8 @@ CStatusIcons::CStatusIcons(const CPaneSettings& settings)
 
 const QIcon& CStatusIcons::Icon(int nIconCode) const
 {
-    return nIconCode >= 0 && nIconCode < 9 ? m_icons[nIconCode] : m_undefined;
+    return nIconCode >= 0 && nIconCode < static_cast<int>(m_icons.size()) ? m_icons[static_cast<size_t>(nIconCode)]
+                                                                          : m_undefined;
 }
 
 QIcon CStatusIcons::AppIcon()

@@ -2,6 +2,8 @@
 
 #include "report/PaneColours.h"
 
+#include <array>
+
 #include <QColor>
 #include <QIcon>
 
@@ -18,7 +20,7 @@ public:
     static QIcon AppIcon();
 
 private:
-    QIcon m_icons[9];
+    std::array<QIcon, 9> m_icons;
     QIcon m_undefined;
 };
 

@@ -196,7 +196,7 @@ std::optional<std::vector<RenameRule>> RulesFromText(const QString& strText)
         return std::nullopt;
     }
     std::vector<RenameRule> rules;
-    for (const QJsonValue& value : document.array()) {
+    for (const auto& value : document.array()) {
         const QJsonObject object = value.toObject();
         const int nKind = object.value(QStringLiteral("kind")).toInt(-1);
         const int nCase = object.value(QStringLiteral("case")).toInt();

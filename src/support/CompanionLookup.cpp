@@ -117,7 +117,7 @@ QString CRegistrationStore::Value(const QString& strKey, const QString& strName)
 QString GetCompanionPath(const CRegistrationStore& store, Companion program)
 {
     bool bKeyMissing = false;
-    const QString strPath = RegisteredPath(store, program, &bKeyMissing);
+    QString strPath = RegisteredPath(store, program, &bKeyMissing);
     if (program != Companion::Resmorphant || !bKeyMissing) {
         return strPath;
     }

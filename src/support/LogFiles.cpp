@@ -24,7 +24,7 @@ QString GetLogFolder()
     }
     // QDir::tempPath() follows TMPDIR and falls back to the system's temporary folder, so it always
     // gives a folder. The log may name the user's paths: only the owner may read it.
-    const QString strFolder = QDir::tempPath() + QStringLiteral("/vorlane_log");
+    QString strFolder = QDir::tempPath() + QStringLiteral("/vorlane_log");
     if (!QFileInfo::exists(strFolder)) {
         QDir().mkdir(strFolder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     }
@@ -39,8 +39,7 @@ QString MakeLogFilePath(const QString& strName, const QString& strExt, bool bSki
     }
     const QString strFolder = GetLogFolder();
     const QString strStamp = LogFileStampOf(LogNow());
-    const QString strPath
-        = strFolder + QLatin1Char('/') + strName + QLatin1Char('-') + strStamp + QLatin1Char('.') + strExt;
+    QString strPath = strFolder + QLatin1Char('/') + strName + QLatin1Char('-') + strStamp + QLatin1Char('.') + strExt;
     {
         LogState& state = TheLogState();
         std::lock_guard lock(state.mutex);
@@ -87,7 +86,7 @@ void LoadLogTimestampSetting(const QString& strProgramName)
 
 QString StartDiagnosticLog()
 {
-    const QString strPath = MakeLogFilePath(QStringLiteral("Quorvel"), QStringLiteral("log"), false);
+    QString strPath = MakeLogFilePath(QStringLiteral("Quorvel"), QStringLiteral("log"), false);
     PruneLogFiles(QStringLiteral("Quorvel"), QStringLiteral("txt"));
     return strPath;
 }

@@ -33,7 +33,7 @@ std::optional<QString> NetrcPassword(const QString& strNetrcText, const QString&
     for (qsizetype i = 0; i < tokens.size(); ++i) {
         const QString& token = tokens[i];
         if (token == QLatin1String("machine") || token == QLatin1String("default")) {
-            if (const std::optional<QString> found = finishEntry()) {
+            if (std::optional<QString> found = finishEntry()) {
                 return found;
             }
             bInEntry = true;
@@ -53,7 +53,7 @@ std::optional<QString> NetrcPassword(const QString& strNetrcText, const QString&
             ++i;
         }
     }
-    if (const std::optional<QString> found = finishEntry()) {
+    if (std::optional<QString> found = finishEntry()) {
         return found;
     }
     return defaultPassword;

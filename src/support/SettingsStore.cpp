@@ -110,7 +110,7 @@ void CSettingsStore::WriteString(std::string_view strSection, std::string_view s
 QStringList CSettingsStore::ChildGroups(const QString& strSection) const
 {
     m_pSettings->beginGroup(strSection);
-    const QStringList groups = m_pSettings->childGroups();
+    QStringList groups = m_pSettings->childGroups();
     m_pSettings->endGroup();
     return groups;
 }
@@ -118,7 +118,7 @@ QStringList CSettingsStore::ChildGroups(const QString& strSection) const
 QStringList CSettingsStore::ChildKeys(const QString& strSection) const
 {
     m_pSettings->beginGroup(strSection);
-    const QStringList keys = m_pSettings->childKeys();
+    QStringList keys = m_pSettings->childKeys();
     m_pSettings->endGroup();
     return keys;
 }

@@ -557,7 +557,7 @@ int CopyRemote(TransferContext& context, const QString& strRemoteFolder, const Q
 QString CopyLocalFile(const QString& strSourcePath, const QString& strTargetPath, const QStringList& localRoots)
 {
     const QFileInfo target(strTargetPath);
-    if (const QString strError = MakeLocalFolder(target.path(), localRoots); !strError.isEmpty()) {
+    if (QString strError = MakeLocalFolder(target.path(), localRoots); !strError.isEmpty()) {
         return strError;
     }
     const QString strWorking = target.dir().filePath(
@@ -580,12 +580,12 @@ QString CopyLocalFolder(const QString& strSourceFolder, const QString& strTarget
             .startsWith(QDir::cleanPath(strSourceFolder) + QLatin1Char('/'))) {
         return FormatText("%s cannot be copied into itself.", strSourceFolder);
     }
-    if (const QString strError = MakeLocalFolder(strTargetFolder, localRoots); !strError.isEmpty()) {
+    if (QString strError = MakeLocalFolder(strTargetFolder, localRoots); !strError.isEmpty()) {
         return strError;
     }
     for (const PlannedEntry& entry : PlanLocalFolder(strSourceFolder)) {
         const QString strTarget = QDir(strTargetFolder).filePath(entry.strRelative);
-        const QString strError = entry.bFolder
+        QString strError = entry.bFolder
             ? MakeLocalFolder(strTarget, localRoots)
             : CopyLocalFile(QDir(strSourceFolder).filePath(entry.strRelative), strTarget, localRoots);
         if (!strError.isEmpty()) {

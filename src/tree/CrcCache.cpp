@@ -185,7 +185,7 @@ std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const 
         sqlite3* pDatabase = OpenDatabase(strPath);
         if (pDatabase != nullptr && IsOursOrNew(pDatabase, strRoot)) {
             std::unique_ptr<CCrcCache> pCache(new CCrcCache(pDatabase));
-            pCache->m_clock = clock ? std::move(clock) : Clock(Now);
+            pCache->m_clock = clock ? clock : Clock(Now);
             if (pCache->Load()) {
                 return pCache;
             }

@@ -185,16 +185,42 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
         m_ancestors.pop_back();
         return;
     }
-
-    // Most entries need no path of their own: it is made only for the few that do.
-    const auto pathOf = [&strFolderPath](const QString& strName) { return JoinPath(strFolderPath, strName); };
     // Each level of folders reuses the one list of entries.
     if (m_entriesAt.size() <= static_cast<size_t>(m_ancestors.size())) {
         m_entriesAt.resize(m_ancestors.size() + 1);
     }
     std::vector<ReadEntry>& entries = m_entriesAt[m_ancestors.size()];
     entries.clear();
-    std::map<QString, MarkerInfo> markers;
+    FolderMarks marks { nFolderRead, nListedBy, {} };
+    ReadEntries(pDir, strFolderPath, nSide, entries, marks);
+
+    // In the order the tree keeps, the merge places each entry from where the one before it went.
+    std::sort(entries.begin(), entries.end(), [](const ReadEntry& a, const ReadEntry& b) {
+        return PrecedesAsSibling(
+            a.bFolder ? KIND_DIR : KIND_FILE, a.strName, b.bFolder ? KIND_DIR : KIND_FILE, b.strName);
+    });
+    // Entries are recorded in place and folders descended into as they come: no record moves once made.
+    scanned.reserve(entries.size());
+    const FolderAt folder { nFolderFd, strFolderPath, strShowPath, nDepth, nSide };
+    for (ReadEntry& entry : entries) {
+        ScannedEntry& record = scanned.emplace_back();
+        record.strName = std::move(entry.strName);
+        if (entry.bFolder) {
+            RecordFolder(folder, entry, record, bRecursive);
+        } else {
+            RecordFile(folder, entry, record, marks.markers);
+        }
+    }
+    ::closedir(pDir);
+    m_ancestors.pop_back();
+}
+
+void CFolderScanner::ReadEntries(
+    DIR* pDir, const QString& strFolderPath, int nSide, std::vector<ReadEntry>& entries, FolderMarks& marks)
+{
+    const int nFolderFd = ::dirfd(pDir);
+    // Most entries need no path of their own: it is made only for the few that do.
+    const auto pathOf = [&strFolderPath](const QString& strName) { return JoinPath(strFolderPath, strName); };
     for (;;) {
         if (m_pCancel != nullptr && m_pCancel->load()) {
             break;
@@ -203,7 +229,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
         const dirent* pEntry = ::readdir(pDir);
         if (pEntry == nullptr) {
             if (errno != 0) {
-                Notice(&nFolderRead, SideRead::Unreadable, nSide, strFolderPath,
+                Notice(&marks.nRead, SideRead::Unreadable, nSide, strFolderPath,
                     FormatText("The folder \"%s\" could not be read to its end: %s.", strFolderPath, ErrorText(errno)));
             }
             break;
@@ -215,32 +241,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
         ReadEntry entry;
         entry.strName = NameFromBytes(pName);
         if (IsWorkingName(entry.strName)) {
-            if (nSide == SIDE_LEFT) {
-                const QString strPath = pathOf(entry.strName);
-                Notice(nullptr, SideRead::Full, nSide, strPath,
-                    FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\", and names beginning "
-                               "\".quorvel-upload-\", are kept for this "
-                               "program's own working files.",
-                        strPath));
-                continue;
-            }
-            // Markers describe the mirror only: a user's own folder has no placeholders.
-            if (std::optional<MarkerInfo> marker = ParseMarkerName(entry.strName)) {
-                // Two markers for one file should not happen; if they do, the greatest name wins every time.
-                auto [it, bInserted] = markers.try_emplace(marker->strFileName, *marker);
-                if (!bInserted
-                    && it->second.strDateKey + it->second.strSizeText < marker->strDateKey + marker->strSizeText) {
-                    it->second = *marker;
-                }
-            } else if (std::strcmp(pName, kEmptyListingMarker) == 0 && nFolderRead == SideRead::Full) {
-                nFolderRead = SideRead::ListingEmpty;
-            } else if (std::strcmp(pName, kPartialListingMarker) == 0 && nFolderRead != SideRead::ListingFailed) {
-                nFolderRead = SideRead::ListingPartial;
-            } else if (std::strcmp(pName, kFailedListingMarker) == 0) {
-                nFolderRead = SideRead::ListingFailed;
-            } else if (std::strcmp(pName, kMlsdListingMarker) == 0) {
-                nListedBy = ListedBy::Mlsd;
-            }
+            TakeWorkingName(entry.strName, pName, pathOf(entry.strName), nSide, marks);
             continue;
         }
         struct stat info
@@ -248,7 +249,7 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
         if (::fstatat(nFolderFd, pName, &info, AT_SYMLINK_NOFOLLOW) != 0) {
             const int nError = errno;
             const QString strPath = pathOf(entry.strName);
-            Notice(&nFolderRead, SideRead::Unreadable, nSide, strPath,
+            Notice(&marks.nRead, SideRead::Unreadable, nSide, strPath,
                 FormatText("\"%s\" cannot be examined: %s.", strPath, ErrorText(nError)));
             continue;
         }
@@ -273,95 +274,115 @@ void CFolderScanner::ScanOpenFolder(int nFolderFd, RecordList& scanned, SideRead
             = !entry.bFolder && (info.st_mode & S_IROTH) == 0 && ::faccessat(nFolderFd, pName, R_OK, AT_EACCESS) != 0;
         entries.push_back(std::move(entry));
     }
+}
 
-    // In the order the tree keeps, the merge places each entry from where the one before it went.
-    std::sort(entries.begin(), entries.end(), [](const ReadEntry& a, const ReadEntry& b) {
-        return PrecedesAsSibling(
-            a.bFolder ? KIND_DIR : KIND_FILE, a.strName, b.bFolder ? KIND_DIR : KIND_FILE, b.strName);
-    });
-    // Entries are recorded in place and folders descended into as they come: no record moves once made.
-    scanned.reserve(entries.size());
-    for (ReadEntry& entry : entries) {
-        ScannedEntry& record = scanned.emplace_back();
-        record.strName = std::move(entry.strName);
-        if (!entry.bFolder) {
-            ++m_nFiles;
-            const auto marker = entry.stamp.nSize == 0 ? markers.find(record.strName) : markers.end();
-            if (marker != markers.end()) {
-                record.strSize = SharedMarkerText(MarkerSizeText(marker->second));
-                record.strTime = SharedMarkerText(MarkerTimeText(marker->second));
-                record.strVersion = m_unknownVersion.Copy();
-                record.nAttrSource = ATTR_FROM_MARKER;
-            } else {
-                record.strSize = SizeText(entry.stamp.nSize);
-                record.strTime = TimeText(entry.nModified);
-                if (MayHaveVersionResource(record.strName) && !entry.bUnreadable) {
-                    record.strVersion = VersionText(pathOf(record.strName), entry.stamp);
-                }
-                if (m_pCache != nullptr) {
-                    // The status is at hand now: the comparison need not look at the file again.
-                    if (const std::optional<std::uint32_t> nCrc = m_pCache->RecallCrc(entry.stamp)) {
-                        record.bKnownCrc = true;
-                        record.nKnownCrc = *nCrc;
-                    }
-                }
-                record.nAttrSource = ATTR_FROM_FILE;
-            }
-            if (entry.bUnreadable) {
-                const QString strPath = pathOf(record.strName);
-                Notice(&record.nRead, SideRead::Unreadable, nSide, strPath,
-                    FormatText("The file \"%s\" cannot be read: %s.", strPath, ErrorText(EACCES)));
-            }
-            continue;
-        }
-
-        record.bFolder = true;
-        record.bLink = entry.bLink;
-        const QString strPath = pathOf(record.strName);
-        if (entry.bLink && !IsInsideRoot(strPath)) {
-            // Whatever lies outside the compared folder is not the user's to compare, copy or delete here.
-            Notice(&record.nRead, SideRead::LinkNotFollowed, nSide, strPath,
-                FormatText("\"%s\" is a link to a folder outside the compared folder; it is not followed.", strPath));
-            continue;
-        }
-        const QByteArray encodedName = NameToBytes(record.strName);
-        const int nChildFd = ::openat(nFolderFd, encodedName.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        const int nOpenError = errno;
-        record.bListed = nChildFd >= 0 && IsListed(nChildFd);
-        const bool bDescend = record.bListed && bRecursive;
-        record.bExpanded = bDescend;
-        if (nChildFd < 0) {
-            Notice(&record.nRead, SideRead::Unreadable, nSide, strPath,
-                FormatText("The folder \"%s\" cannot be read: %s.", strPath, ErrorText(nOpenError)));
-            continue;
-        }
-        if (nSide == SIDE_RIGHT && ::faccessat(nChildFd, kLinkMarker, F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
-            // A link on the server: what it leads to is either compared under its own path or not ours.
-            record.bLink = true;
-            record.bExpanded = false;
-            record.nRead = SideRead::LinkNotFollowed;
-            ::close(nChildFd);
-            continue;
-        }
-        struct stat childInfo
-        { };
-        const bool bCycle = ::fstat(nChildFd, &childInfo) == 0
-            && std::any_of(m_ancestors.begin(), m_ancestors.end(),
-                [&](const FolderId& id) { return id.nDevice == childInfo.st_dev && id.nInode == childInfo.st_ino; });
-        if (!bDescend || bCycle || nDepth + 1 >= kMaxDepth) {
-            if (bCycle || nDepth + 1 >= kMaxDepth) {
-                record.bExpanded = false;
-                Notice(&record.nRead, SideRead::LinkNotFollowed, nSide, strPath,
-                    FormatText(
-                        "\"%s\" leads back into a folder above it, or lies too deep; it is not followed.", strPath));
-            }
-            ::close(nChildFd);
-            continue;
-        }
-        record.pChildren = std::make_unique<RecordList>();
-        ScanOpenFolder(nChildFd, *record.pChildren, record.nRead, record.nListedBy, strPath,
-            JoinPath(strShowPath, record.strName), nDepth + 1, nSide, bRecursive);
+void CFolderScanner::TakeWorkingName(
+    const QString& strName, const char* pName, const QString& strPath, int nSide, FolderMarks& marks)
+{
+    if (nSide == SIDE_LEFT) {
+        Notice(nullptr, SideRead::Full, nSide, strPath,
+            FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\", and names beginning "
+                       "\".quorvel-upload-\", are kept for this "
+                       "program's own working files.",
+                strPath));
+        return;
     }
-    ::closedir(pDir);
-    m_ancestors.pop_back();
+    // Markers describe the mirror only: a user's own folder has no placeholders.
+    if (std::optional<MarkerInfo> marker = ParseMarkerName(strName)) {
+        // Two markers for one file should not happen; if they do, the greatest name wins every time.
+        auto [it, bInserted] = marks.markers.try_emplace(marker->strFileName, *marker);
+        if (!bInserted && it->second.strDateKey + it->second.strSizeText < marker->strDateKey + marker->strSizeText) {
+            it->second = *marker;
+        }
+    } else if (std::strcmp(pName, kEmptyListingMarker) == 0 && marks.nRead == SideRead::Full) {
+        marks.nRead = SideRead::ListingEmpty;
+    } else if (std::strcmp(pName, kPartialListingMarker) == 0 && marks.nRead != SideRead::ListingFailed) {
+        marks.nRead = SideRead::ListingPartial;
+    } else if (std::strcmp(pName, kFailedListingMarker) == 0) {
+        marks.nRead = SideRead::ListingFailed;
+    } else if (std::strcmp(pName, kMlsdListingMarker) == 0) {
+        marks.nListedBy = ListedBy::Mlsd;
+    }
+}
+
+void CFolderScanner::RecordFile(
+    const FolderAt& folder, const ReadEntry& entry, ScannedEntry& record, const std::map<QString, MarkerInfo>& markers)
+{
+    ++m_nFiles;
+    const auto marker = entry.stamp.nSize == 0 ? markers.find(record.strName) : markers.end();
+    if (marker != markers.end()) {
+        record.strSize = SharedMarkerText(MarkerSizeText(marker->second));
+        record.strTime = SharedMarkerText(MarkerTimeText(marker->second));
+        record.strVersion = m_unknownVersion.Copy();
+        record.nAttrSource = ATTR_FROM_MARKER;
+    } else {
+        record.strSize = SizeText(entry.stamp.nSize);
+        record.strTime = TimeText(entry.nModified);
+        if (MayHaveVersionResource(record.strName) && !entry.bUnreadable) {
+            record.strVersion = VersionText(JoinPath(folder.strPath, record.strName), entry.stamp);
+        }
+        if (m_pCache != nullptr) {
+            // The status is at hand now: the comparison need not look at the file again.
+            if (const std::optional<std::uint32_t> nCrc = m_pCache->RecallCrc(entry.stamp)) {
+                record.bKnownCrc = true;
+                record.nKnownCrc = *nCrc;
+            }
+        }
+        record.nAttrSource = ATTR_FROM_FILE;
+    }
+    if (entry.bUnreadable) {
+        const QString strPath = JoinPath(folder.strPath, record.strName);
+        Notice(&record.nRead, SideRead::Unreadable, folder.nSide, strPath,
+            FormatText("The file \"%s\" cannot be read: %s.", strPath, ErrorText(EACCES)));
+    }
+}
+
+void CFolderScanner::RecordFolder(const FolderAt& folder, const ReadEntry& entry, ScannedEntry& record, bool bRecursive)
+{
+    const int nSide = folder.nSide;
+    record.bFolder = true;
+    record.bLink = entry.bLink;
+    const QString strPath = JoinPath(folder.strPath, record.strName);
+    if (entry.bLink && !IsInsideRoot(strPath)) {
+        // Whatever lies outside the compared folder is not the user's to compare, copy or delete here.
+        Notice(&record.nRead, SideRead::LinkNotFollowed, nSide, strPath,
+            FormatText("\"%s\" is a link to a folder outside the compared folder; it is not followed.", strPath));
+        return;
+    }
+    const QByteArray encodedName = NameToBytes(record.strName);
+    const int nChildFd = ::openat(folder.nFd, encodedName.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int nOpenError = errno;
+    record.bListed = nChildFd >= 0 && IsListed(nChildFd);
+    const bool bDescend = record.bListed && bRecursive;
+    record.bExpanded = bDescend;
+    if (nChildFd < 0) {
+        Notice(&record.nRead, SideRead::Unreadable, nSide, strPath,
+            FormatText("The folder \"%s\" cannot be read: %s.", strPath, ErrorText(nOpenError)));
+        return;
+    }
+    if (nSide == SIDE_RIGHT && ::faccessat(nChildFd, kLinkMarker, F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
+        // A link on the server: what it leads to is either compared under its own path or not ours.
+        record.bLink = true;
+        record.bExpanded = false;
+        record.nRead = SideRead::LinkNotFollowed;
+        ::close(nChildFd);
+        return;
+    }
+    struct stat childInfo
+    { };
+    const bool bCycle = ::fstat(nChildFd, &childInfo) == 0
+        && std::any_of(m_ancestors.begin(), m_ancestors.end(),
+            [&](const FolderId& id) { return id.nDevice == childInfo.st_dev && id.nInode == childInfo.st_ino; });
+    if (!bDescend || bCycle || folder.nDepth + 1 >= kMaxDepth) {
+        if (bCycle || folder.nDepth + 1 >= kMaxDepth) {
+            record.bExpanded = false;
+            Notice(&record.nRead, SideRead::LinkNotFollowed, nSide, strPath,
+                FormatText("\"%s\" leads back into a folder above it, or lies too deep; it is not followed.", strPath));
+        }
+        ::close(nChildFd);
+        return;
+    }
+    record.pChildren = std::make_unique<RecordList>();
+    ScanOpenFolder(nChildFd, *record.pChildren, record.nRead, record.nListedBy, strPath,
+        JoinPath(folder.strShowPath, record.strName), folder.nDepth + 1, nSide, bRecursive);
 }

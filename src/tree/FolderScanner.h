@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -9,11 +10,13 @@
 #include <QString>
 
 #include "tree/FileItem.h"
+#include "tree/FileTexts.h"
 #include "tree/ScannedMerge.h"
 
 class CCrcCache;
 struct FileStamp;
 
+#include <dirent.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -71,6 +74,32 @@ private:
         const QString& strFolderPath, const QString& strShowPath, int nDepth, int nSide, bool bRecursive);
 
     struct ReadEntry;
+    // What a folder's working names say of it: how it was read and listed, and the markers of its files.
+    struct FolderMarks
+    {
+        SideRead& nRead;
+        ListedBy& nListedBy;
+        std::map<QString, MarkerInfo> markers;
+    };
+    // The folder whose entries are being recorded.
+    struct FolderAt
+    {
+        int nFd;
+        const QString& strPath;
+        const QString& strShowPath;
+        int nDepth;
+        int nSide;
+    };
+    // Reads a folder's entries (files, folders, links to either), leaving out and noting what has no contents.
+    void ReadEntries(
+        DIR* pDir, const QString& strFolderPath, int nSide, std::vector<ReadEntry>& entries, FolderMarks& marks);
+    // A name of this program's own: a marker or mark in the mirror, left out (and said so) in a user's folder.
+    void TakeWorkingName(
+        const QString& strName, const char* pName, const QString& strPath, int nSide, FolderMarks& marks);
+    void RecordFile(const FolderAt& folder, const ReadEntry& entry, ScannedEntry& record,
+        const std::map<QString, MarkerInfo>& markers);
+    // Records a folder, and descends into it when asked, unless it is a link out, a loop or too deep.
+    void RecordFolder(const FolderAt& folder, const ReadEntry& entry, ScannedEntry& record, bool bRecursive);
 
     // The version text of a file that may have one, from the cache when the file is unchanged.
     QString VersionText(const QString& strPath, const FileStamp& stamp) const;

@@ -10,13 +10,13 @@ QString StatusText(const CFileItem& item)
     if (item.kind == KIND_FILE) {
         static const std::array<const char*, 5> kFileTexts { " Same", " Diff", " Left", " Right", " UNKNOWN" };
         if (item.status >= 0 && item.status < static_cast<int>(kFileTexts.size())) {
-            return QString::fromLatin1(kFileTexts[static_cast<size_t>(item.status)]);
+            return QString::fromLatin1(kFileTexts[static_cast<unsigned char>(item.status)]);
         }
         return QStringLiteral(" UnDef");
     }
     static const std::array<const char*, 3> kDirTexts { " Left", " Right", " Both" };
     if (item.status >= 0 && item.status < static_cast<int>(kDirTexts.size())) {
-        return QString::fromLatin1(kDirTexts[static_cast<size_t>(item.status)]);
+        return QString::fromLatin1(kDirTexts[static_cast<unsigned char>(item.status)]);
     }
     return QStringLiteral(" UnDef");
 }

@@ -496,7 +496,7 @@ std::optional<QString> CSiteManagerDialog::PasswordFor(const SiteRecord& record)
         return m_pPassword->text();
     }
     QString strError;
-    if (const std::optional<QString> stored = m_secrets.Read(SitePasswordKey(record.strName), strError)) {
+    if (std::optional<QString> stored = m_secrets.Read(SitePasswordKey(record.strName), strError)) {
         return stored;
     }
     bool bOk = false;
