@@ -18,6 +18,7 @@
 #include "support/SettingsStore.h"
 #include "support/TextFormat.h"
 #include "transfer/TransferRoutines.h"
+#include "tree/WorkingNames.h"
 
 namespace {
 
@@ -120,7 +121,7 @@ std::vector<RenameSource> FilesOf(const QString& strFolder, const QString& strKe
     std::vector<RenameSource> sources;
     const QDir folder(strFolder);
     for (const QFileInfo& entry : folder.entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks, QDir::Name)) {
-        if (entry.fileName().contains(QLatin1String("$quorvel")) || !glob.match(entry.fileName()).hasMatch()) {
+        if (IsWorkingName(entry.fileName()) || !glob.match(entry.fileName()).hasMatch()) {
             continue;
         }
         sources.push_back({ strKey, entry.fileName(),

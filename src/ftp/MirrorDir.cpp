@@ -1,5 +1,7 @@
 #include "ftp/MirrorDir.h"
 
+#include "tree/WorkingNames.h"
+
 #include <cerrno>
 #include <random>
 
@@ -187,7 +189,7 @@ int CMirrorDir::CreateWorkFile(QString& strWorkName) const
 {
     static thread_local std::mt19937 random(std::random_device {}());
     for (int nTry = 0; nTry < 8; ++nTry) {
-        strWorkName = QStringLiteral("$quorveldownload-%1").arg(random(), 8, 16, QLatin1Char('0'));
+        strWorkName = MirrorWorkingName(static_cast<quint32>(random()));
         const int fd = ::openat(
             m_fd, Encoded(strWorkName).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
         if (fd >= 0 || errno != EEXIST) {

@@ -30,9 +30,6 @@ constexpr long long kTimeTolerance = 2;
 // Lines of a listing that could not be read are traced one by one up to this many, then counted.
 constexpr size_t kUnparsedLinesShown = 5;
 
-const QString kDummyPrefix = QStringLiteral("$quorveldummy");
-const QString kWorkPrefix = QStringLiteral("$quorveldownload-");
-
 // A name as it may appear in a trace line: control characters shown as \xNN, and not without end.
 QString Printable(const QString& strName)
 {
@@ -423,7 +420,7 @@ CRemoteListing::FolderMirror CRemoteListing::StartMirrorFolder(const CMirrorDir&
     // What the mirror holds now: markers by the file they stand beside, and everything else by name.
     FolderMirror folder { mirror, {}, {} };
     for (const QString& strName : mirror.Names()) {
-        if (strName.startsWith(kDummyPrefix) || strName.startsWith(kWorkPrefix)
+        if (strName.startsWith(QLatin1String(kUnlistedPrefix)) || strName.startsWith(QLatin1String(kMirrorWorkPrefix))
             || strName == QLatin1String(kEmptyListingMarker) || strName == QLatin1String(kPartialListingMarker)
             || strName == QLatin1String(kMlsdListingMarker)) {
             mirror.RemoveFile(strName);
@@ -447,8 +444,8 @@ CRemoteListing::SubfolderOutcome CRemoteListing::MirrorSubfolder(const CMirrorDi
         return SubfolderOutcome::Incomplete;
     }
     if (options.bCreateDummies && !options.bRecursive && !child->HoldsFiles()) {
-        child->CreateEmptyFile(kDummyPrefix + QStringLiteral("01"));
-        child->CreateEmptyFile(kDummyPrefix + QStringLiteral("02"));
+        child->CreateEmptyFile(QString::fromLatin1(kUnlistedMarker));
+        child->CreateEmptyFile(QString::fromLatin1(kUnlistedMarkerTwo));
     }
     if (!options.bRecursive) {
         return SubfolderOutcome::Done;
@@ -470,7 +467,7 @@ void CRemoteListing::FinishMirrorFolder(
     const CMirrorDir& mirror = folder.mirror;
     // The listing was whole: what the mirror holds beyond it is gone from the server.
     for (const QString& strName : mirror.Names()) {
-        if (strName.startsWith(kDummyPrefix) || strName.contains(QLatin1String("$diffundo"))) {
+        if (strName.startsWith(QLatin1String(kUnlistedPrefix)) || strName.contains(QLatin1String("$diffundo"))) {
             continue;
         }
         const bool bWorking = IsWorkingName(strName);
@@ -555,18 +552,17 @@ bool CRemoteListing::LeaveOut(const QString& strFolder, const FtpListEntry& entr
             Printable(entry.name));
         return true;
     }
-    const char* pWhy = nullptr;
+    QString strWhy;
     if (IsWorkingName(entry.name)) {
-        pWhy = "names holding \"$quorvel\" or \"$diffundo\", and names beginning \".quorvel-upload-\", are this "
-               "program's own working files";
+        strWhy = WorkingNameRule();
     } else if (!entry.isDirectory && !entry.isLink
         && !IsSafeEntryName(MakeMarkerName(entry.name, MarkerSafe(entry.sizeText), MarkerSafe(entry.dateKey)))) {
-        pWhy = "its name is too long for the marker that must stand beside it in the mirror";
+        strWhy = QStringLiteral("its name is too long for the marker that must stand beside it in the mirror");
     }
-    if (pWhy != nullptr) {
-        Warn(FormatText("\"%s\" is left out: %s.", Printable(JoinRemote(strFolder, entry.name)), pWhy));
+    if (!strWhy.isEmpty()) {
+        Warn(FormatText("\"%s\" is left out: %s.", Printable(JoinRemote(strFolder, entry.name)), strWhy));
     }
-    return pWhy != nullptr;
+    return !strWhy.isEmpty();
 }
 
 FtpListEntry CRemoteListing::LinkAsFile(const FtpListEntry& link, const std::vector<FtpListEntry>& siblings)

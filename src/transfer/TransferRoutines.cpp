@@ -153,23 +153,6 @@ bool IsSendableName(const QString& strName)
     return !strName.contains(QLatin1Char('\n')) && !strName.contains(QLatin1Char('\r')) && !strName.contains(QChar(0));
 }
 
-QString UploadWorkingName(const QString& strName)
-{
-    // Unique per upload; the name's own end is kept short enough that the whole fits in 255 bytes. Trailing spaces
-    // and dots are left off: servers drop or replace them (Windows, Pure-FTPd), and the rename would then miss
-    // the working file and leave it behind.
-    const QString strUnique
-        = kUploadWorkingPrefix + QString::number(QRandomGenerator::global()->generate64(), 16) + QLatin1Char('-');
-    QString strTail = strName;
-    while (strTail.endsWith(QLatin1Char(' ')) || strTail.endsWith(QLatin1Char('.'))) {
-        strTail.chop(1);
-    }
-    while (!strTail.isEmpty() && NameToBytes(strUnique + strTail).size() > 255) {
-        strTail.chop(1);
-    }
-    return strUnique + strTail;
-}
-
 QString JoinRemotePath(const QString& strFolder, const QString& strName)
 {
     return strFolder.endsWith(QLatin1Char('/')) ? QString(strFolder + strName)
@@ -204,8 +187,7 @@ int DownloadFile(TransferContext& context, const QString& strRemoteFolder, const
     if (const QString strError = MakeLocalFolder(target.path(), context.localRoots); !strError.isEmpty()) {
         return Fail(context, strError);
     }
-    const QString strWorking = target.dir().filePath(
-        QStringLiteral("$quorvelpart-%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0')));
+    const QString strWorking = target.dir().filePath(LocalWorkingName());
     QFile file;
     if (!OpenLocalFile(file, strWorking, O_WRONLY | O_CREAT | O_EXCL, QIODevice::WriteOnly | QIODevice::Unbuffered)) {
         return Fail(context,
@@ -560,8 +542,7 @@ QString CopyLocalFile(const QString& strSourcePath, const QString& strTargetPath
     if (QString strError = MakeLocalFolder(target.path(), localRoots); !strError.isEmpty()) {
         return strError;
     }
-    const QString strWorking = target.dir().filePath(
-        QStringLiteral("$quorvelpart-%1").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0')));
+    const QString strWorking = target.dir().filePath(LocalWorkingName());
     if (const QString strError = CopyBytes(strSourcePath, strWorking); !strError.isEmpty()) {
         ::unlink(NameToBytes(strWorking).constData());
         return FormatText("%s could not be copied to %s: %s.", strSourcePath, strTargetPath, strError);

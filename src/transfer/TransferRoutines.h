@@ -40,13 +40,6 @@ struct TransferContext
 // A name the FTP command channel can carry: no line break and no NUL.
 bool IsSendableName(const QString& strName);
 
-// The prefix of the working names uploads go to before they are renamed into place.
-inline const QString kUploadWorkingPrefix = QStringLiteral(".quorvel-upload-");
-
-// A working name of its own for one upload of strName: two jobs that reach one folder by two paths never
-// write through the same name.
-QString UploadWorkingName(const QString& strName);
-
 // Downloads strName of strRemoteFolder to strLocalPath through a working file beside it, put in place only
 // when whole and, when nExpectedSize is known (>= 0), exactly that long; a server that sends more is cut
 // off, and a file of unknown size stops at the context's bound. A cancelled or failed download leaves

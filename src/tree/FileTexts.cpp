@@ -104,13 +104,3 @@ QString MarkerTimeText(const MarkerInfo& marker)
     return key.mid(0, 2) + QLatin1Char('/') + key.mid(2, 2) + QLatin1Char('/') + key.mid(4, 4) + QLatin1Char(' ')
         + key.mid(8, 2) + QLatin1Char(':') + key.mid(10, 2);
 }
-
-bool IsWorkingName(const QString& strName)
-{
-    // Every name of a scan is asked: the one character each holds rules out almost all of them at once.
-    if (strName.startsWith(QLatin1String(".quorvel-upload-"))) {
-        return true;
-    }
-    return strName.contains(QLatin1Char('$'))
-        && (strName.contains(QLatin1String("$diffundo")) || strName.contains(kMarkerPrefix));
-}

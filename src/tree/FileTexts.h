@@ -6,6 +6,8 @@
 
 #include <QString>
 
+#include "tree/WorkingNames.h"
+
 // The forms a time text can take. The scan writes MonthFirst; the others serve reports.
 enum class TimeTextForm
 {
@@ -41,24 +43,3 @@ QString MarkerTimeText(const MarkerInfo& marker);
 
 // The version text of a file that exists only as a placeholder.
 inline const QString kUnknownVersion = QStringLiteral("UNKNOWN");
-
-// Markers in a mirror folder whose listing was not a whole account of the remote folder. A listing that
-// gave no entry may be a failed listing as well as an empty folder, and lines that could not be read may
-// stand for anything: nothing on the other side is ever deleted on the strength of such a folder.
-inline constexpr char kEmptyListingMarker[] = "$quorvelemptylisting";
-inline constexpr char kPartialListingMarker[] = "$quorvelpartiallisting";
-
-// The marker in a mirror folder whose listing failed: nothing in it is known.
-inline constexpr char kFailedListingMarker[] = "$quorvellistingfailed";
-
-// The marker in a mirror folder listed with MLSD: the times of its files are exact. Without it, a listed folder
-// was listed with LIST.
-inline constexpr char kMlsdListingMarker[] = "$quorvelmlsdlisting";
-
-// The marker inside a mirror folder that stands for a link on the server to a folder: the link is shown,
-// never followed, and removed only as a link.
-inline constexpr char kLinkMarker[] = "$quorvelquorvellink";
-
-// Names of the program's own working files, never shown in the tree: markers and "$quorvel..." working
-// files, "$diffundo" backups, and the ".quorvel-upload-..." names uploads go to before they are in place.
-bool IsWorkingName(const QString& strName);

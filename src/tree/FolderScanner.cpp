@@ -30,13 +30,12 @@ namespace {
 constexpr int kMaxDepth = 256;
 
 // A mirror folder whose remote contents were never listed holds these two empty files instead.
-constexpr const char* kUnlistedDummy = "$quorveldummy01";
 
 // Whether the folder's contents are known: it can be opened, and (in the mirror) it is not a folder whose
 // remote contents were never listed. Only listed folders are expanded and descended into.
 bool IsListed(int nFolderFd)
 {
-    return ::faccessat(nFolderFd, kUnlistedDummy, F_OK, AT_SYMLINK_NOFOLLOW) != 0;
+    return ::faccessat(nFolderFd, kUnlistedMarker, F_OK, AT_SYMLINK_NOFOLLOW) != 0;
 }
 
 // The path with every link resolved; empty when it leads nowhere.
@@ -280,11 +279,8 @@ void CFolderScanner::TakeWorkingName(
     const QString& strName, const char* pName, const QString& strPath, int nSide, FolderMarks& marks)
 {
     if (nSide == SIDE_LEFT) {
-        Notice(nullptr, SideRead::Full, nSide, strPath,
-            FormatText("\"%s\" is left out: names holding \"$quorvel\" or \"$diffundo\", and names beginning "
-                       "\".quorvel-upload-\", are kept for this "
-                       "program's own working files.",
-                strPath));
+        Notice(
+            nullptr, SideRead::Full, nSide, strPath, FormatText("\"%s\" is left out: %s.", strPath, WorkingNameRule()));
         return;
     }
     // Markers describe the mirror only: a user's own folder has no placeholders.

@@ -1,5 +1,6 @@
 #include "tree/NameRules.h"
 #include "support/NameBytes.h"
+#include "tree/WorkingNames.h"
 
 #include <atomic>
 
@@ -61,10 +62,11 @@ QString WhyNameIsRefused(const QString& strName)
             return QStringLiteral("A name cannot hold a control character (a line break, a tab ...).");
         }
     }
-    if (strName.contains(QLatin1String("$quorvel"), Qt::CaseInsensitive)
-        || strName.contains(QLatin1String("$diffundo"), Qt::CaseInsensitive)) {
-        return QStringLiteral("Names holding \"$quorvel\" or \"$diffundo\" are kept for this program's own working "
-                              "files.");
+    if (IsWorkingName(strName)) {
+        // What the scan would hide must never be a name the user gives.
+        QString strRule = WorkingNameRule();
+        strRule[0] = strRule[0].toUpper();
+        return strRule + QLatin1Char('.');
     }
     // 255 bytes is the limit of the common Linux, macOS and Windows file systems.
     if (NameToBytes(strName).size() > 255) {

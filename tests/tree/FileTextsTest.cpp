@@ -4,6 +4,8 @@
 
 #include "common/TestFiles.h"
 #include "tree/FileTexts.h"
+#include "tree/NameRules.h"
+#include "tree/WorkingNames.h"
 
 namespace {
 
@@ -72,6 +74,25 @@ TEST(FileTexts, WorkingNamesAreRecognisedAnywhereInTheName)
     EXPECT_TRUE(IsWorkingName(QStringLiteral("x$diffundo")));
     EXPECT_FALSE(IsWorkingName(QStringLiteral("$quorve.txt")));
     EXPECT_FALSE(IsWorkingName(QStringLiteral("quorvel")));
+}
+
+// Every name the program makes for itself is one the scan hides, and one the user can never give: a file
+// renamed to such a name would vanish from the tree, and the next listing could remove it.
+TEST(FileTexts, TheProgramsOwnNamesAreHiddenAndRefusedAlike)
+{
+    const QStringList own { LocalWorkingName(), MirrorWorkingName(0xabcdef01),
+        UploadWorkingName(QStringLiteral("index.html")), QString::fromLatin1(kUnlistedMarker),
+        QString::fromLatin1(kFolderCurrentMarker), QString::fromLatin1(kLinkMarker),
+        QString::fromLatin1(kMlsdListingMarker),
+        MakeMarkerName(QStringLiteral("a;b"), QStringLiteral("1"), QStringLiteral("010120260000")),
+        QStringLiteral(".quorvel-upload-anything") };
+    for (const QString& strName : own) {
+        EXPECT_TRUE(IsWorkingName(strName)) << strName.toStdString();
+        EXPECT_FALSE(WhyNameIsRefused(strName).isEmpty()) << strName.toStdString();
+    }
+    EXPECT_TRUE(WhyNameIsRefused(QStringLiteral("quorvel-upload.txt")).isEmpty());
+    EXPECT_EQ(UploadWorkingName(QStringLiteral("page. . ")).right(5), QStringLiteral("-page"))
+        << "servers drop trailing spaces and dots, so the working name has none";
 }
 
 } // namespace
