@@ -7,16 +7,10 @@
 #include "support/TextFormat.h"
 #include "transfer/TransferRoutines.h"
 #include "tree/FileItem.h"
+#include "tree/FileTexts.h"
 #include "tree/FileTree.h"
 
 namespace {
-
-std::int64_t SizeFromText(const QString& strSize)
-{
-    bool bOk = false;
-    const std::int64_t nSize = QString(strSize).remove(QLatin1Char(',')).toLongLong(&bOk);
-    return bOk ? nSize : -1;
-}
 
 // The folder on nToSide that receives the item: the one matching its parent, made up from the nearest
 // folder above that the side has (or the side's root) where the side lacks the parent.
@@ -77,7 +71,7 @@ void AddToPlan(const CFileItem& folder, const QString& strPrefix, int nSide, Pla
         const bool bLink = bFolder && (pItem->bLink[nSide] || pItem->nRead[nSide] == SideRead::LinkNotFollowed);
         const bool bUnread
             = pItem->nRead[nSide] == SideRead::Unreadable || pItem->nRead[nSide] == SideRead::ListingFailed;
-        const std::int64_t nSize = bFolder ? -1 : SizeFromText(pItem->strSize[nSide]);
+        const std::int64_t nSize = bFolder ? -1 : BytesOfSizeText(pItem->strSize[nSide]);
         if (purpose == PlanPurpose::Delete) {
             plan.push_back({ strRelative, bFolder, bLink, nSize });
         } else if (bLink || (bUnread && !bFolder)) {
@@ -108,7 +102,7 @@ TransferJob DownloadOf(const CViewPaths& paths, const CFileItem& item, const QSt
     job.strRemoteFolder = paths.RemoteFolderOf(item.strPaths[SIDE_RIGHT]);
     job.strLocalPath = strLocalPath;
     if (!job.bFolder) {
-        job.nExpectedSize = SizeFromText(item.strSize[SIDE_RIGHT]);
+        job.nExpectedSize = BytesOfSizeText(item.strSize[SIDE_RIGHT]);
     } else {
         job.plan = PlanOfItem(item, SIDE_RIGHT, PlanPurpose::Copy);
     }
@@ -181,13 +175,13 @@ FolderPlan PlanOfItem(const CFileItem& item, int nSide, PlanPurpose purpose, QSt
 std::int64_t ItemBytes(const CFileItem& item, int nSide)
 {
     if (item.kind == KIND_FILE) {
-        return std::max<std::int64_t>(0, SizeFromText(item.strSize[nSide]));
+        return std::max<std::int64_t>(0, BytesOfSizeText(item.strSize[nSide]));
     }
     std::int64_t nTotal = 0;
     for (const CFileItem* pItem = NextInPreOrder(&item, &item); pItem != nullptr;
          pItem = NextInPreOrder(pItem, &item)) {
         if (pItem->kind == KIND_FILE && !pItem->strPaths[nSide].IsEmpty()) {
-            nTotal += std::max<std::int64_t>(0, SizeFromText(pItem->strSize[nSide]));
+            nTotal += std::max<std::int64_t>(0, BytesOfSizeText(pItem->strSize[nSide]));
         }
     }
     return nTotal;

@@ -24,23 +24,6 @@ StatusClass ClassOf(int nKind, int nStatus)
     }
 }
 
-long long BytesOfSizeText(const QString& strSize)
-{
-    long long nBytes = 0;
-    bool bDigits = false;
-    for (const QChar c : strSize) {
-        if (c == QLatin1Char(',')) {
-            continue;
-        }
-        if (!c.isDigit() || nBytes > (INT64_MAX - 9) / 10) {
-            return 0;
-        }
-        nBytes = nBytes * 10 + c.digitValue();
-        bDigits = true;
-    }
-    return bDigits ? nBytes : 0;
-}
-
 namespace {
 
 const QString& NoText()
@@ -128,7 +111,8 @@ std::shared_ptr<const CTreeSnapshot> CTreeSnapshot::Take(const CFileItem* pRoot)
         ++totals.nItems;
         if (node.nKind == KIND_FILE) {
             ++pSnapshot->m_nFiles;
-            totals.nBytes += BytesOfSizeText(node.strSize[node.IsOn(SIDE_LEFT) ? SIDE_LEFT : SIDE_RIGHT]);
+            totals.nBytes += std::max<std::int64_t>(
+                0, BytesOfSizeText(node.strSize[node.IsOn(SIDE_LEFT) ? SIDE_LEFT : SIDE_RIGHT]));
         }
     }
     return pSnapshot;

@@ -102,9 +102,6 @@ private:
 // 0 where one is gone. Only the folders on the way to them are searched.
 std::vector<int> FindNodesAgain(const CTreeSnapshot& from, const std::vector<int>& nodes, const CTreeSnapshot& to);
 
-// A size text ("1,234") as a number of bytes; 0 when it is not one.
-long long BytesOfSizeText(const QString& strSize);
-
 // Why a node has its status, in words: "the sizes differ", "not downloaded: compared by size only" ...
 QString VerdictOf(const CTreeSnapshot& snapshot, int nNode);
 

@@ -123,17 +123,6 @@ bool MissingOnServer(CRemoteSide& remote, const SyncStep& step)
     return remote.Session().HoldsFile(strFolder, step.pItem->strName) == false;
 }
 
-QString Bytes(std::int64_t nBytes)
-{
-    if (nBytes < 1024) {
-        return FormatText("%lld bytes", static_cast<long long>(nBytes));
-    }
-    if (nBytes < 1024 * 1024) {
-        return FormatText("%.1f KiB", static_cast<double>(nBytes) / 1024.0);
-    }
-    return FormatText("%.1f MiB", static_cast<double>(nBytes) / (1024.0 * 1024.0));
-}
-
 // The steps of a sync, as planned and printed.
 struct SyncSteps
 {
@@ -192,8 +181,10 @@ void WaitForCopies(CQuorvelView& view, int nJobs, bool bTerminal)
             const std::int64_t nBytes = view.Runner().BytesMoved();
             const double dSeconds = std::max(0.001, static_cast<double>(clock.elapsed()) / 1000.0);
             std::fprintf(stderr, "\r\033[K%d of %d copies done, %s, %s/s",
-                now.nCompleted + now.nFailed + now.nCancelled, nJobs, Bytes(nBytes).toLocal8Bit().constData(),
-                Bytes(static_cast<std::int64_t>(static_cast<double>(nBytes) / dSeconds)).toLocal8Bit().constData());
+                now.nCompleted + now.nFailed + now.nCancelled, nJobs, ByteCountText(nBytes).toLocal8Bit().constData(),
+                ByteCountText(static_cast<std::int64_t>(static_cast<double>(nBytes) / dSeconds))
+                    .toLocal8Bit()
+                    .constData());
         }
     }
     if (bTerminal) {
@@ -283,7 +274,7 @@ int RunSync(const QStringList& arguments)
     const int nCopied = totals.nCompleted - (bUpload ? nDeleted : 0);
     PrintLine(FormatText("%d copied, %d deleted, %d failed, %d cancelled; %s moved.", nCopied, nDeleted,
         bUpload ? totals.nFailed : totals.nFailed + nDeleteFailures, totals.nCancelled,
-        Bytes(view.Runner().BytesMoved())));
+        ByteCountText(view.Runner().BytesMoved())));
     const bool bWhole = !view.Comparison().HasReadErrors() && nUnread == 0;
     return totals.nFailed + totals.nCancelled + nDeleteFailures + nKept == 0 && bWhole ? kExitOk : kExitDifferences;
 }

@@ -59,7 +59,7 @@ QMimeData* CPaneView::MakeDragData(const std::vector<int>& nodes) const
             continue;
         }
         items.push_back({ RelativePathOf(*pSnapshot, nNode), node.nKind });
-        nBytes += BytesOfSizeText(node.strSize[m_nSide]);
+        nBytes += std::max<std::int64_t>(0, BytesOfSizeText(node.strSize[m_nSide]));
         if (m_nSide == SIDE_LEFT) {
             urls.append(QUrl::fromLocalFile(pSnapshot->FullPath(nNode, SIDE_LEFT)));
         }

@@ -5,7 +5,7 @@
 
 #include "app/PaneSettings.h"
 #include "gui/StatusIcons.h"
-#include "gui/TransferListModel.h"
+#include "support/TextFormat.h"
 
 CStatusCounts::CStatusCounts(const CPaneSettings& settings, QWidget* pParent)
     : QWidget(pParent)
@@ -46,7 +46,7 @@ void CStatusCounts::ShowTotals(const std::array<ClassTotals, kStatusClasses>& to
         m_pToggles[nClass]->setText(strName + QLatin1Char(' ') + QString::number(total.nItems));
         QString strTip = strName + QStringLiteral(": ") + QString::number(total.nItems) + QStringLiteral(" items");
         if (nClass != CLASS_FOLDER_ONE_SIDE) {
-            strTip += QStringLiteral(", ") + ByteText(total.nBytes);
+            strTip += QStringLiteral(", ") + ByteCountText(total.nBytes);
         }
         m_pToggles[nClass]->setToolTip(strTip + QStringLiteral(".\nClick to show or hide them in both panes."));
     }

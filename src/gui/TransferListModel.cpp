@@ -5,21 +5,6 @@
 
 #include "support/TextFormat.h"
 
-QString ByteText(std::int64_t nBytes)
-{
-    static const char* const kUnits[] = { "KB", "MB", "GB", "TB" };
-    if (nBytes < 1024) {
-        return FormatText("%lld bytes", static_cast<long long>(nBytes));
-    }
-    double dValue = static_cast<double>(nBytes) / 1024.0;
-    int nUnit = 0;
-    while (dValue >= 1024.0 && nUnit < 3) {
-        dValue /= 1024.0;
-        ++nUnit;
-    }
-    return FormatText(dValue < 10.0 ? "%.1f %s" : "%.0f %s", dValue, kUnits[nUnit]);
-}
-
 CTransferListModel::CTransferListModel(CTransferListView& list, QObject* pParent)
     : QAbstractTableModel(pParent)
     , m_list(list)
@@ -90,11 +75,11 @@ QString CTransferListModel::ProgressText(const TransferRow& row) const
     if (job == m_progress.end() || row.state != JobState::Running) {
         return {};
     }
-    QString strText = ByteText(job->second.nDone) + QStringLiteral(" of ") + ByteText(job->second.nTotal);
+    QString strText = ByteCountText(job->second.nDone) + QStringLiteral(" of ") + ByteCountText(job->second.nTotal);
     const auto rate = m_rates.find(row.nJobId);
     if (rate != m_rates.end() && rate->second.dBytesPerSecond > 0.0) {
         const double dPerSecond = rate->second.dBytesPerSecond;
-        strText += QStringLiteral(", ") + ByteText(static_cast<std::int64_t>(dPerSecond)) + QStringLiteral("/s");
+        strText += QStringLiteral(", ") + ByteCountText(static_cast<std::int64_t>(dPerSecond)) + QStringLiteral("/s");
         const std::int64_t nLeft = std::max<std::int64_t>(0, job->second.nTotal - job->second.nDone);
         const long long nSeconds = static_cast<long long>(static_cast<double>(nLeft) / dPerSecond);
         strText += FormatText(", %lld:%02lld left", nSeconds / 60, nSeconds % 60);

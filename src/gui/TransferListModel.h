@@ -50,6 +50,3 @@ private:
     std::map<int, JobProgress> m_progress;
     std::map<int, Rate> m_rates;
 };
-
-// "1.5 MB", "820 bytes".
-QString ByteText(std::int64_t nBytes);

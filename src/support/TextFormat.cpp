@@ -224,3 +224,18 @@ QString EscapeControlCharacters(QStringView text)
     }
     return strShown;
 }
+
+QString ByteCountText(std::int64_t nBytes)
+{
+    static const char* const kUnits[] = { "KiB", "MiB", "GiB", "TiB" };
+    if (nBytes < 1024) {
+        return FormatText("%lld bytes", static_cast<long long>(nBytes));
+    }
+    double dValue = static_cast<double>(nBytes) / 1024.0;
+    int nUnit = 0;
+    while (dValue >= 1024.0 && nUnit < 3) {
+        dValue /= 1024.0;
+        ++nUnit;
+    }
+    return FormatText(dValue < 10.0 ? "%.1f %s" : "%.0f %s", dValue, kUnits[nUnit]);
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -75,3 +76,6 @@ template <typename... Args> QString FormatText(std::string_view fmt, const Args&
 // Text from outside (a server's reply, a name in a listing) as it may reach a terminal or a pane: control
 // characters (C0, DEL and C1, ESC among them) shown as \xNN, so none can move a cursor or retitle a window.
 QString EscapeControlCharacters(QStringView text);
+
+// A count of bytes for people: "820 bytes", "1.5 KiB", "12 MiB", "3.1 GiB" (units of 1,024).
+QString ByteCountText(std::int64_t nBytes);

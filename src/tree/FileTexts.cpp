@@ -104,3 +104,20 @@ QString MarkerTimeText(const MarkerInfo& marker)
     return key.mid(0, 2) + QLatin1Char('/') + key.mid(2, 2) + QLatin1Char('/') + key.mid(4, 4) + QLatin1Char(' ')
         + key.mid(8, 2) + QLatin1Char(':') + key.mid(10, 2);
 }
+
+std::int64_t BytesOfSizeText(const QString& strSize)
+{
+    std::int64_t nBytes = 0;
+    bool bDigits = false;
+    for (const QChar c : strSize) {
+        if (c == QLatin1Char(',')) {
+            continue;
+        }
+        if (!c.isDigit() || nBytes > (INT64_MAX - 9) / 10) {
+            return -1;
+        }
+        nBytes = nBytes * 10 + c.digitValue();
+        bDigits = true;
+    }
+    return bDigits ? nBytes : -1;
+}

@@ -22,6 +22,8 @@ QString MakeTimeText(std::time_t when, TimeTextForm form = TimeTextForm::MonthFi
 
 // A size with "," between every group of three digits: 1234567 gives "1,234,567".
 QString MakeSizeText(std::uint64_t nSize);
+// The bytes a size text stands for ("1,234,567"); -1 when it is no size ("?", "-5", one too large).
+std::int64_t BytesOfSizeText(const QString& strSize);
 
 // What a mirror marker says of the remote file that an empty placeholder stands for.
 struct MarkerInfo

@@ -138,9 +138,10 @@ TEST(TreeSnapshot, CopyingDifferencesTakesDifferingFilesAndOneSidedFoldersWhole)
 TEST(TreeSnapshot, SizeTextsThatAreNotNumbersCountNoBytes)
 {
     EXPECT_EQ(BytesOfSizeText(QStringLiteral("1,234,567")), 1234567);
-    EXPECT_EQ(BytesOfSizeText(QStringLiteral("-5")), 0);
-    EXPECT_EQ(BytesOfSizeText(QStringLiteral("1e3")), 0);
-    EXPECT_EQ(BytesOfSizeText(QStringLiteral("99999999999999999999999")), 0);
+    EXPECT_EQ(BytesOfSizeText(QStringLiteral("-5")), -1);
+    EXPECT_EQ(BytesOfSizeText(QStringLiteral("1e3")), -1);
+    EXPECT_EQ(BytesOfSizeText(QStringLiteral("?")), -1);
+    EXPECT_EQ(BytesOfSizeText(QStringLiteral("99999999999999999999999")), -1);
 }
 
 } // namespace

@@ -124,7 +124,7 @@ TEST(TransferListWidget, RunningJobsShowBytesAndDeletedRowsLeaveTheModel)
     list.AdvanceProgress(nJob, 5 * 1024 * 1024);
     widget.Model().Refresh();
     const QString strMessage = widget.model()->index(0, COL_MESSAGE).data().toString();
-    EXPECT_TRUE(strMessage.startsWith(QStringLiteral("In Progress. 5.0 MB of 10 MB"))) << strMessage.toStdString();
+    EXPECT_TRUE(strMessage.startsWith(QStringLiteral("In Progress. 5.0 MiB of 10 MiB"))) << strMessage.toStdString();
     EXPECT_EQ(widget.model()->index(0, COL_STATUS).data(CTransferListModel::RoleBarPosition).toInt(), 50);
     list.FinishJob(nJob, JobState::Completed, {}, true);
     widget.Model().Refresh();
