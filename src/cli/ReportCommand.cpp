@@ -8,11 +8,9 @@
 #include "cli/RemoteSide.h"
 #include "ftp/FtpSession.h"
 #include "report/Report.h"
-#include "report/ReportPages.h"
-#include "support/DiagnosticLog.h"
+#include "report/ReportFile.h"
 #include "support/SettingsStore.h"
 #include "support/TextFormat.h"
-#include "support/WholeFile.h"
 #include "tree/FolderComparison.h"
 
 namespace {
@@ -103,39 +101,11 @@ QString ParseReportOptions(const QStringList& arguments, ReportCliOptions& optio
     return {};
 }
 
-int WriteText(const QString& strText, const QString& strOutput)
+ReportFormat FormatOf(const QString& strFormat)
 {
-    if (strOutput.isEmpty()) {
-        std::fputs(strText.toLocal8Bit().constData(), stdout);
-        return kExitOk;
-    }
-    if (const QString strError = WriteWholeFile(strOutput, strText.toUtf8()); !strError.isEmpty()) {
-        PrintError(QStringLiteral("quorvel-cli report: ") + strError);
-        return kExitError;
-    }
-    return kExitOk;
-}
-
-int WritePdf(const CReport& report, const QString& strOutput)
-{
-    // The rendition's trace goes to a log of its own, whatever "LogEnabled" says.
-    const bool bLogEnabled = IsLogEnabled();
-    RedirectLog(false, QStringLiteral("pdf"));
-    const QString strLogFile = LogFilePath();
-    CSettingsStore store;
-    QString strError;
-    const int nCode = WriteReportPdf(report, strOutput, CPaneSettings::Read(store), strError, {}, &InterruptFlag());
-    RedirectLog(true);
-    if (nCode == -1) {
-        PrintError(QStringLiteral("quorvel-cli report: cancelled; nothing was written."));
-        return kExitError;
-    }
-    if (nCode != 0) {
-        PrintError(QStringLiteral("quorvel-cli report: ") + strError);
-        PrintError(PdfFailureMessage(nCode, bLogEnabled, strLogFile));
-        return kExitError;
-    }
-    return kExitOk;
+    return strFormat == QLatin1String("pdf") ? ReportFormat::Pdf
+        : strFormat == QLatin1String("html") ? ReportFormat::Html
+                                             : ReportFormat::Text;
 }
 
 } // namespace
@@ -176,11 +146,22 @@ int RunReport(const QStringList& arguments)
         PrintError(QStringLiteral("quorvel-cli report: cancelled; nothing was written."));
         return kExitError;
     }
-    if (options.strFormat == QLatin1String("pdf")) {
-        return WritePdf(*report, options.strOutput);
-    }
     CSettingsStore store;
-    return WriteText(options.strFormat == QLatin1String("html") ? RenderReportHtml(*report, CPaneSettings::Read(store))
-                                                                : RenderReportText(*report),
-        options.strOutput);
+    const CPaneSettings colours = CPaneSettings::Read(store);
+    if (options.strOutput.isEmpty()) {
+        std::fputs(RenderReport(*report, FormatOf(options.strFormat), colours).toLocal8Bit().constData(), stdout);
+        return kExitOk;
+    }
+    bool bCancelled = false;
+    const QString strError = WriteReportFile(
+        *report, FormatOf(options.strFormat), options.strOutput, colours, {}, &InterruptFlag(), bCancelled);
+    if (bCancelled) {
+        PrintError(QStringLiteral("quorvel-cli report: cancelled; nothing was written."));
+        return kExitError;
+    }
+    if (!strError.isEmpty()) {
+        PrintError(QStringLiteral("quorvel-cli report: ") + strError);
+        return kExitError;
+    }
+    return kExitOk;
 }
