@@ -14,11 +14,11 @@
 #include <QTimer>
 
 #include "app/QuorvelView.h"
-#include "app/RemoteEditSession.h"
 #include "gui/ComparisonFilter.h"
 #include "gui/ComparisonModel.h"
 #include "gui/ComparisonPanes.h"
 #include "gui/ComparisonTask.h"
+#include "gui/FileOpening.h"
 #include "gui/ReportRunner.h"
 #include "gui/StatusCounts.h"
 #include "gui/StatusIcons.h"
@@ -73,14 +73,6 @@ CMainFrame::CMainFrame(QWidget* pParent)
                    this, QStringLiteral("Quorvel"), strQuestion, QMessageBox::Yes | QMessageBox::No, QMessageBox::No)
             == QMessageBox::Yes;
     };
-    m_pEdits = std::make_unique<CRemoteEditSession>(
-        *m_pDocument,
-        [this](const QString& strCopy, const QString& strRemote) {
-            return QMessageBox::question(this, QStringLiteral("Edit"),
-                       FormatText("%s was saved. Send it to the FTP server as %s?", strCopy, strRemote))
-                == QMessageBox::Yes;
-        },
-        [this](const QString& strText) { QMessageBox::warning(this, QStringLiteral("Edit"), strText); });
     m_pReports = new CReportRunner(this);
     connect(m_pReports, &CReportRunner::Finished, this, &CMainFrame::ReportWritten);
     BuildLayout();
@@ -116,7 +108,8 @@ CMainFrame::~CMainFrame()
     m_pTask = nullptr;
     m_pTrace->Attach(nullptr);
     delete m_pTransfers;
-    m_pEdits.reset();
+    delete m_pOpening;
+    m_pOpening = nullptr;
     m_pDocument->Close();
 }
 
@@ -126,6 +119,7 @@ void CMainFrame::BuildLayout()
     m_pFilter = new CComparisonFilter(*m_pModel, this);
     m_pPanes = new CComparisonPanes(*m_pFilter, m_settings, this);
     connect(m_pPanes, &CComparisonPanes::DifferenceRequested, this, &CMainFrame::GoToDifference);
+    m_pOpening = new CFileOpening(this, *m_pDocument, *m_pModel, *m_pPanes);
     m_pTrace = new CTraceView(this);
     m_pTrace->Attach(&m_pDocument->Trace());
     m_pTransfers = new CTransferListWidget(m_pDocument->List(), this);

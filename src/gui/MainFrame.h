@@ -23,7 +23,7 @@ class CComparisonFilter;
 class CComparisonModel;
 class CComparisonPanes;
 class CComparisonTask;
-class CRemoteEditSession;
+class CFileOpening;
 class CReportRunner;
 class CStatusCounts;
 class CTraceView;
@@ -131,16 +131,6 @@ private:
     void PasteFiles();
     void CopyWithinFtp();
 
-    // Opening files: a remote one is downloaded into the mirror first.
-    void OpenCurrent();
-    void EditCurrent();
-    void ViewBothSides();
-    void ShowInFileManager();
-    // Calls use with the path of a local copy of the node's file on nSide, at once or once downloaded.
-    void WithLocalCopy(int nNode, int nSide, const std::function<void(const QString&)>& use);
-    void OpenWithEditor(const QString& strPath);
-    void EditRemote(const QString& strCached, const QString& strRemotePath);
-
     void StartStopTimer();
     void ChangeTimerInterval();
     void OnRefreshTimer();
@@ -174,5 +164,5 @@ private:
     CReportRunner* m_pReports = nullptr;
     CRenameBatches m_renames;
     QString m_strTitle;
-    std::unique_ptr<CRemoteEditSession> m_pEdits;
+    CFileOpening* m_pOpening = nullptr;
 };

@@ -14,6 +14,7 @@
 #include "gui/ComparisonFilter.h"
 #include "gui/ComparisonModel.h"
 #include "gui/ComparisonPanes.h"
+#include "gui/FileOpening.h"
 #include "gui/MainFrame.h"
 #include "gui/widgets/SilenceableMessageBox.h"
 #include "support/TextFormat.h"
@@ -56,17 +57,17 @@ void CMainFrame::BuildPaneCommands()
     connect(MakeAction(this, "openItem", QStringLiteral("&Open"),
                 QStringLiteral("Open the file with the desktop's application for it"),
                 { QKeySequence(Qt::CTRL | Qt::Key_Return) }),
-        &QAction::triggered, this, &CMainFrame::OpenCurrent);
+        &QAction::triggered, m_pOpening, &CFileOpening::OpenCurrent);
     connect(MakeAction(this, "editItem", QStringLiteral("&Edit"),
                 QStringLiteral("Edit the file; an FTP file is offered to the server each time it is saved"),
                 { QKeySequence(Qt::Key_F4) }),
-        &QAction::triggered, this, &CMainFrame::EditCurrent);
+        &QAction::triggered, m_pOpening, &CFileOpening::EditCurrent);
     connect(MakeAction(this, "viewBoth", QStringLiteral("&View Both Sides"),
                 QStringLiteral("Show the local and the FTP file side by side in a comparison program")),
-        &QAction::triggered, this, &CMainFrame::ViewBothSides);
+        &QAction::triggered, m_pOpening, &CFileOpening::ViewBothSides);
     connect(MakeAction(this, "showInFolder", QStringLiteral("Show in File &Manager"),
                 QStringLiteral("Open the local folder that holds the item")),
-        &QAction::triggered, this, &CMainFrame::ShowInFileManager);
+        &QAction::triggered, m_pOpening, &CFileOpening::ShowInFileManager);
 
     connect(MakeAction(this, "multiRename", QStringLiteral("&Multi-Rename..."),
                 QStringLiteral("Rename the selected items on this side by rules, with a preview"),

@@ -1,6 +1,10 @@
-// The main window's commands that open files: open, edit, view both sides, show in the file manager. An FTP
-// file is opened from the mirror, downloaded into it first where it holds only a placeholder; an edited FTP
-// file is a copy of its own that is offered to the server each time it is saved.
+#include "gui/FileOpening.h"
+
+#include <QMainWindow>
+
+#include "app/ComparisonDocument.h"
+#include "app/QuorvelView.h"
+
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileInfo>
@@ -14,7 +18,6 @@
 #include "app/RemoteEditSession.h"
 #include "gui/ComparisonModel.h"
 #include "gui/ComparisonPanes.h"
-#include "gui/MainFrame.h"
 #include "support/CompanionLookup.h"
 #include "support/DiagnosticLog.h"
 #include "support/SettingsStore.h"
@@ -41,10 +44,27 @@ QString FindCompareProgram()
 
 } // namespace
 
-void CMainFrame::WithLocalCopy(int nNode, int nSide, const std::function<void(const QString&)>& use)
+CFileOpening::CFileOpening(
+    QMainWindow* pWindow, CComparisonDocument& document, CComparisonModel& model, CComparisonPanes& panes)
+    : QObject(pWindow)
+    , m_pWindow(pWindow)
+    , m_document(document)
+    , m_model(model)
+    , m_panes(panes)
+    , m_edits(
+          document,
+          [pWindow](const QString& strCopy, const QString& strRemote) {
+              return QMessageBox::question(pWindow, QStringLiteral("Edit"),
+                         FormatText("%s was saved. Send it to the FTP server as %s?", strCopy, strRemote))
+                  == QMessageBox::Yes;
+          },
+          [pWindow](const QString& strText) { QMessageBox::warning(pWindow, QStringLiteral("Edit"), strText); })
+{ }
+
+void CFileOpening::WithLocalCopy(int nNode, int nSide, const std::function<void(const QString&)>& use)
 {
-    CQuorvelView* pView = m_pDocument->View();
-    const CTreeSnapshot& snapshot = m_pModel->Snapshot();
+    CQuorvelView* pView = m_document.View();
+    const CTreeSnapshot& snapshot = m_model.Snapshot();
     if (pView == nullptr || nNode <= 0 || !snapshot.Node(nNode).IsOn(nSide)) {
         return;
     }
@@ -55,7 +75,7 @@ void CMainFrame::WithLocalCopy(int nNode, int nSide, const std::function<void(co
     const QString strRemote = snapshot.FullPath(nNode, SIDE_RIGHT);
     const QString strCached = pView->Paths().CachePathOf(strRemote);
     if (strCached.isEmpty()) {
-        QMessageBox::warning(this, QStringLiteral("Open"),
+        QMessageBox::warning(m_pWindow, QStringLiteral("Open"),
             FormatText("%s lies outside the compared FTP folder; it has no place in the cache.", strRemote));
         return;
     }
@@ -63,7 +83,7 @@ void CMainFrame::WithLocalCopy(int nNode, int nSide, const std::function<void(co
         use(strCached);
         return;
     }
-    statusBar()->showMessage(FormatText("Downloading %s into the cache first...", strRemote));
+    m_pWindow->statusBar()->showMessage(FormatText("Downloading %s into the cache first...", strRemote));
     // The worker tells the result on its own thread; the window acts on it in its own.
     pView->CacheSelectedItems(
         { { RelativePathOf(snapshot, nNode), KIND_FILE } }, [this, use, strCached, strRemote](int nResult) {
@@ -71,10 +91,10 @@ void CMainFrame::WithLocalCopy(int nNode, int nSide, const std::function<void(co
                 this,
                 [this, use, strCached, strRemote, nResult] {
                     if (nResult == TRANSFER_DONE && QFileInfo::exists(strCached)) {
-                        statusBar()->clearMessage();
+                        m_pWindow->statusBar()->clearMessage();
                         use(strCached);
                     } else {
-                        QMessageBox::warning(this, QStringLiteral("Open"),
+                        QMessageBox::warning(m_pWindow, QStringLiteral("Open"),
                             FormatText("%s could not be downloaded; the transfer list and the trace pane say why.",
                                 strRemote));
                     }
@@ -83,24 +103,24 @@ void CMainFrame::WithLocalCopy(int nNode, int nSide, const std::function<void(co
         });
 }
 
-void CMainFrame::OpenCurrent()
+void CFileOpening::OpenCurrent()
 {
-    const int nNode = CComparisonModel::NodeOf(m_pPanes->Selection()->currentIndex());
-    WithLocalCopy(nNode, m_pPanes->ActiveSide(), [this](const QString& strPath) {
+    const int nNode = CComparisonModel::NodeOf(m_panes.Selection()->currentIndex());
+    WithLocalCopy(nNode, m_panes.ActiveSide(), [this](const QString& strPath) {
         if (!QDesktopServices::openUrl(QUrl::fromLocalFile(strPath))) {
-            QMessageBox::warning(this, QStringLiteral("Open"),
+            QMessageBox::warning(m_pWindow, QStringLiteral("Open"),
                 FormatText("\"%s\" could not be opened: no application is set up for it.", strPath));
         }
     });
 }
 
-void CMainFrame::OpenWithEditor(const QString& strPath)
+void CFileOpening::OpenWithEditor(const QString& strPath)
 {
     const QString strEditor = CSettingsStore().ReadString("Settings", "EditorProgram").trimmed();
     const bool bStarted = strEditor.isEmpty() ? QDesktopServices::openUrl(QUrl::fromLocalFile(strPath))
                                               : QProcess::startDetached(strEditor, { strPath });
     if (!bStarted) {
-        QMessageBox::warning(this, QStringLiteral("Edit"),
+        QMessageBox::warning(m_pWindow, QStringLiteral("Edit"),
             strEditor.isEmpty()
                 ? FormatText("\"%s\" could not be opened: no application is set up for it.", strPath)
                 : FormatText(
@@ -108,39 +128,39 @@ void CMainFrame::OpenWithEditor(const QString& strPath)
     }
 }
 
-void CMainFrame::EditCurrent()
+void CFileOpening::EditCurrent()
 {
-    const int nNode = CComparisonModel::NodeOf(m_pPanes->Selection()->currentIndex());
-    const int nSide = m_pPanes->ActiveSide();
+    const int nNode = CComparisonModel::NodeOf(m_panes.Selection()->currentIndex());
+    const int nSide = m_panes.ActiveSide();
     if (nSide == SIDE_LEFT) {
         WithLocalCopy(nNode, nSide, [this](const QString& strPath) { OpenWithEditor(strPath); });
         return;
     }
-    const QString strRemote = m_pModel->Snapshot().FullPath(nNode, SIDE_RIGHT);
+    const QString strRemote = m_model.Snapshot().FullPath(nNode, SIDE_RIGHT);
     WithLocalCopy(nNode, nSide, [this, strRemote](const QString& strCached) { EditRemote(strCached, strRemote); });
 }
 
-void CMainFrame::EditRemote(const QString& strCached, const QString& strRemotePath)
+void CFileOpening::EditRemote(const QString& strCached, const QString& strRemotePath)
 {
     QString strError;
-    const QString strCopy = m_pEdits->StartEdit(
+    const QString strCopy = m_edits.StartEdit(
         QDir(QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)).filePath(QStringLiteral("edits")),
         strCached, strRemotePath, strError);
     if (strCopy.isEmpty()) {
-        QMessageBox::warning(this, QStringLiteral("Edit"), strError);
+        QMessageBox::warning(m_pWindow, QStringLiteral("Edit"), strError);
         return;
     }
-    statusBar()->showMessage(
+    m_pWindow->statusBar()->showMessage(
         FormatText("Editing a copy of %s: each time it is saved, you are asked whether to send it to the server.",
             strRemotePath),
         10000);
     OpenWithEditor(strCopy);
 }
 
-void CMainFrame::ViewBothSides()
+void CFileOpening::ViewBothSides()
 {
-    const int nNode = CComparisonModel::NodeOf(m_pPanes->Selection()->currentIndex());
-    const QString strLeft = m_pModel->Snapshot().FullPath(nNode, SIDE_LEFT);
+    const int nNode = CComparisonModel::NodeOf(m_panes.Selection()->currentIndex());
+    const QString strLeft = m_model.Snapshot().FullPath(nNode, SIDE_LEFT);
     WithLocalCopy(nNode, SIDE_RIGHT, [this, strLeft](const QString& strRight) {
         // The suite's viewer shows the two tiled where it is registered; else a comparison program.
         const QString strViewer = GetCompanionPath(CRegistrationStore(), Companion::Plenora);
@@ -152,20 +172,20 @@ void CMainFrame::ViewBothSides()
         }
         const QString strProgram = FindCompareProgram();
         if (strProgram.isEmpty() || !QProcess::startDetached(strProgram, { strLeft, strRight })) {
-            QMessageBox::information(this, QStringLiteral("View Both Sides"),
+            QMessageBox::information(m_pWindow, QStringLiteral("View Both Sides"),
                 QStringLiteral("No comparison program was found. Install meld, kdiff3 or kompare, or name the program "
                                "to use as \"CompareProgram\" in the settings."));
         }
     });
 }
 
-void CMainFrame::ShowInFileManager()
+void CFileOpening::ShowInFileManager()
 {
-    const int nNode = CComparisonModel::NodeOf(m_pPanes->Selection()->currentIndex());
+    const int nNode = CComparisonModel::NodeOf(m_panes.Selection()->currentIndex());
     if (nNode <= 0) {
         return;
     }
-    const QString strPath = m_pModel->Snapshot().FullPath(nNode, SIDE_LEFT);
+    const QString strPath = m_model.Snapshot().FullPath(nNode, SIDE_LEFT);
     const QString strFolder = QFileInfo(strPath).isDir() ? strPath : QFileInfo(strPath).path();
     if (!QDesktopServices::openUrl(QUrl::fromLocalFile(strFolder))) {
         LogError(errno, "Reason for failure of launching Windows Explorer with %s", strFolder);
