@@ -40,7 +40,7 @@ QString CRemoteEditSession::StartEdit(
     QDir().mkpath(strBase);
     QTemporaryDir folder(QDir(strBase).filePath(QStringLiteral("XXXXXX")));
     folder.setAutoRemove(false);
-    const QString strCopy = folder.filePath(QFileInfo(strCached).fileName());
+    QString strCopy = folder.filePath(QFileInfo(strCached).fileName());
     strError
         = folder.isValid() ? CopyLocalFile(strCached, strCopy) : FormatText("The folder %s cannot be made.", strBase);
     if (!strError.isEmpty()) {

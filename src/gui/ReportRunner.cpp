@@ -40,7 +40,7 @@ CReportRunner::~CReportRunner()
 }
 
 bool CReportRunner::Start(const CReport& report, ReportOutput output, const QString& strPath,
-    std::shared_ptr<QPrinter> pPrinter, const CPaneSettings& colours)
+    const std::shared_ptr<QPrinter>& pPrinter, const CPaneSettings& colours)
 {
     if (m_pThread != nullptr) {
         return false;

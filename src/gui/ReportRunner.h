@@ -26,8 +26,8 @@ public:
 
     [[nodiscard]] bool IsRunning() const { return m_pThread != nullptr; }
     // Starts the report (a printer's report prints on pPrinter, set up already); false while one runs.
-    bool Start(const CReport& report, ReportOutput output, const QString& strPath, std::shared_ptr<QPrinter> pPrinter,
-        const CPaneSettings& colours);
+    bool Start(const CReport& report, ReportOutput output, const QString& strPath,
+        const std::shared_ptr<QPrinter>& pPrinter, const CPaneSettings& colours);
 
 signals:
     // The report was written or printed, or failed (strError), or was cancelled; the worker has ended.

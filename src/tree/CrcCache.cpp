@@ -170,7 +170,7 @@ QString CCrcCache::DatabasePath(const QString& strCacheFolder, const QString& st
     return strCacheFolder + QLatin1Char('/') + QString::fromLatin1(hash) + QStringLiteral(".sqlite");
 }
 
-std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const QString& strRoot, Clock clock)
+std::unique_ptr<CCrcCache> CCrcCache::Open(const QString& strCacheFolder, const QString& strRoot, const Clock& clock)
 {
     // Both sides' caches open at once, on two threads: SQLite is set up once, before either touches it.
     static const int nInitialised = sqlite3_initialize();

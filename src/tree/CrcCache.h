@@ -43,7 +43,8 @@ public:
 
     // The cache of the files below strRoot, kept in strCacheFolder; a damaged or foreign database is
     // removed and made afresh. Null when none can be made: comparing then simply reads every file.
-    static std::unique_ptr<CCrcCache> Open(const QString& strCacheFolder, const QString& strRoot, Clock clock = {});
+    static std::unique_ptr<CCrcCache> Open(
+        const QString& strCacheFolder, const QString& strRoot, const Clock& clock = {});
 
     ~CCrcCache();
     CCrcCache(const CCrcCache&) = delete;

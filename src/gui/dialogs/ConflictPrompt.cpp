@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr long long kAsk = 0;
+// 0 (or anything else): ask each time.
 constexpr long long kAlwaysReplace = 1;
 constexpr long long kAlwaysSkip = 2;
 
