@@ -9,6 +9,7 @@
 #include <QFileInfo>
 
 #include "app/ChecksumVerifier.h"
+#include "app/ComparisonRun.h"
 #include "app/QueuedJobs.h"
 #include "ftp/FtpSession.h"
 #include "ftp/TraceBuffer.h"
@@ -17,7 +18,6 @@
 #include "support/TextFormat.h"
 #include "transfer/TransferList.h"
 #include "transfer/TransferRoutines.h"
-#include "tree/CrcCache.h"
 #include "tree/TreeOperations.h"
 
 namespace {
@@ -75,15 +75,10 @@ ComparisonOutcome CQuorvelView::Compare(
     int nThreads, const CFolderScanner::Progress& progress, const std::atomic<bool>* pCancel)
 {
     auto comparison = std::make_unique<CFolderComparison>(Folders().strLocal, Folders().strMirror, Folders().strRemote);
-    comparison->SetCrcCacheFolder(DefaultCrcCacheFolder());
-    ComparisonOutcome outcome = comparison->Run(nThreads, progress, pCancel);
+    ComparisonOutcome outcome
+        = RunComparison(*comparison, &m_session, &m_trace, m_bServerChecksums, nThreads, progress, pCancel);
     if (pCancel != nullptr && pCancel->load()) {
         return outcome;
-    }
-    if (outcome.bOk && m_session.HasSite() && m_bServerChecksums) {
-        CChecksumVerifier verifier(m_session, m_trace);
-        verifier.SetProgress(progress);
-        verifier.Verify(comparison->Tree().Root(), pCancel);
     }
     AddComparedFiles(comparison->Comparer().ComparedFiles());
     const TreeChangeNotice notice(m_nTreeGeneration);

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "app/ChecksumVerifier.h"
+#include "app/ComparisonRun.h"
 #include "app/SiteRecords.h"
 #include "cli/CliCommands.h"
 #include "cli/Interrupt.h"
@@ -15,7 +16,6 @@
 #include "ftp/FtpSession.h"
 #include "ftp/RemoteListing.h"
 #include "support/TextFormat.h"
-#include "tree/CrcCache.h"
 #include "tree/FolderComparison.h"
 
 std::optional<QString> ParseRemoteOption(const QStringList& arguments, qsizetype& i, RemoteOptions& options)
@@ -205,13 +205,11 @@ QString RunCliComparison(
         strRightShown = out.remote->RemoteFolder();
     }
     out.pComparison = std::make_unique<CFolderComparison>(strLeft, strRightFolder, strRightShown);
-    out.pComparison->SetCrcCacheFolder(DefaultCrcCacheFolder());
-    const ComparisonOutcome outcome = out.pComparison->Run(nThreads);
+    const ComparisonOutcome outcome = RunComparison(*out.pComparison, out.remote ? &out.remote->Session() : nullptr,
+        out.remote ? &out.remote->Trace() : nullptr, options.bServerChecksums && ServerChecksumsEnabled(), nThreads, {},
+        nullptr);
     if (!outcome.bOk) {
         return outcome.strError;
-    }
-    if (out.remote && options.bServerChecksums && ServerChecksumsEnabled()) {
-        CChecksumVerifier(out.remote->Session(), out.remote->Trace()).Verify(out.pComparison->Tree().Root(), nullptr);
     }
     PrintNotices(out.remote ? out.remote->Warnings() : QStringList(), *out.pComparison);
     return {};
