@@ -224,19 +224,16 @@ int RunSync(const QStringList& arguments)
     const bool bUpload = *options.bUpload;
     PrintNotices(remote.Warnings(), view.Comparison());
     SyncSteps steps = PrintPlan(remote, view, bUpload, options.bDelete);
-    const std::vector<CFileItem*>& copies = steps.copies;
-    const std::vector<CFileItem*>& deletions = steps.deletions;
-    int& nKept = steps.nKept;
     const int nUnread = ReportUnreadRemoteFolders(view.Tree().Root());
-    if (copies.empty() && deletions.empty()) {
-        const bool bInStep = nKept == 0 && nUnread == 0 && !view.Comparison().HasReadErrors();
+    if (steps.copies.empty() && steps.deletions.empty()) {
+        const bool bInStep = steps.nKept == 0 && nUnread == 0 && !view.Comparison().HasReadErrors();
         PrintLine(bInStep ? QStringLiteral("Nothing to do: the two sides are in step.")
                           : QStringLiteral("Nothing was changed."));
         return bInStep ? kExitOk : kExitDifferences;
     }
     if (options.bDryRun) {
-        PrintLine(FormatText(
-            "%d steps planned; nothing was changed (--dry-run).", static_cast<int>(copies.size() + deletions.size())));
+        PrintLine(FormatText("%d steps planned; nothing was changed (--dry-run).",
+            static_cast<int>(steps.copies.size() + steps.deletions.size())));
         return kExitDifferences;
     }
 
@@ -244,8 +241,8 @@ int RunSync(const QStringList& arguments)
     view.SetConflictPrompt(&replaceAll);
     const int nSourceSide = bUpload ? SIDE_LEFT : SIDE_RIGHT;
     // Named by their paths now: the copies' refreshes replace items of the tree as they end.
-    const std::vector<ItemPath> deletionPaths = PathsOfItems(deletions);
-    const int nJobs = view.CopySelectedItems(PathsOfItems(copies), nSourceSide);
+    const std::vector<ItemPath> deletionPaths = PathsOfItems(steps.deletions);
+    const int nJobs = view.CopySelectedItems(PathsOfItems(steps.copies), nSourceSide);
     WaitForCopies(view, nJobs, ::isatty(STDERR_FILENO) != 0 && !options.remote.bTrace);
     // Deletions come last, and only after every copy went through: a deletion never follows a copy that
     // failed, since what it removes may be the only copy left of what the failed one was to carry.
@@ -258,11 +255,10 @@ int RunSync(const QStringList& arguments)
                                  "deleted)",
                 QStringLiteral("KEEP"), path.strRelative));
         }
-        nKept += static_cast<int>(deletionPaths.size());
+        steps.nKept += static_cast<int>(deletionPaths.size());
     } else if (!deletionPaths.empty()) {
         nDeleted = view.DeleteSelectedItems(deletionPaths, 1 - nSourceSide);
         nDeleteFailures = static_cast<int>(deletionPaths.size()) - nDeleted;
-        view.WaitForJobs();
     }
     for (const JobRecord& record : list.Jobs()) {
         if (record.state == JobState::Failed) {
@@ -276,5 +272,6 @@ int RunSync(const QStringList& arguments)
         bUpload ? totals.nFailed : totals.nFailed + nDeleteFailures, totals.nCancelled,
         ByteCountText(view.Runner().BytesMoved())));
     const bool bWhole = !view.Comparison().HasReadErrors() && nUnread == 0;
-    return totals.nFailed + totals.nCancelled + nDeleteFailures + nKept == 0 && bWhole ? kExitOk : kExitDifferences;
+    return totals.nFailed + totals.nCancelled + nDeleteFailures + steps.nKept == 0 && bWhole ? kExitOk
+                                                                                             : kExitDifferences;
 }
